@@ -1,0 +1,11 @@
+# 64-bit big-endian MIPS, as on the switch; programs run under user-mode qemu.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR mips64)
+set(CMAKE_C_COMPILER mips64-linux-gnuabi64-gcc)
+set(CMAKE_CXX_COMPILER mips64-linux-gnuabi64-g++)
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-mips64 -L /usr/mips64-linux-gnuabi64)
+set(CMAKE_FIND_ROOT_PATH /usr/mips64-linux-gnuabi64)
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)

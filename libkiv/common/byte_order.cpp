@@ -1,0 +1,116 @@
+// Conversion of array trees between network and host byte order. The records are big-endian in
+// both, so a conversion stores the bytes that are there; the walks keep their order, checks and
+// limits.
+
+#include <cstdio>
+#include <cstdlib>
+
+#include <kiv/common.h>
+
+namespace {
+
+template <typename BigEndian>
+void convert(BigEndian &field)
+{
+    field = BigEndian{field};
+}
+
+bmask256 link_mask(const kiv_array_tree_node &node)
+{
+    bmask256 links = KIV_BMP_INIT(KIV_CHILDLIST_BITS);
+    bmask256_from_bitarray(&links, node.childlist_mask);
+    return links;
+}
+
+void exit_if_too_deep(int32_t depth)
+{
+    if (depth < KIV_TREE_MAX_DEPTH)
+        return;
+    std::fputs("Fatal error: Tree exceeded maximum depth \n", stderr);
+    std::exit(-1);
+}
+
+template <typename Walk>
+void walk_owned_children(kiv_array_tree_node *tree, const kiv_array_tree_node &node, int32_t depth,
+                         Walk walk)
+{
+    const bmask256 links = link_mask(node);
+    const uint16_t count = node.child_count;
+    for (uint32_t i = 0; i < count; ++i) {
+        if (!bmask256_is_bit_set(&links, i))
+            walk(tree, node.children[i], depth + 1);
+    }
+}
+
+template <typename Conversion>
+void convert_parameters(kiv_array_tree_node &node, Conversion conversion)
+{
+    const uint16_t count = node.parameter_count;
+    for (uint16_t i = 0; i < count; ++i)
+        conversion(&node.parameters[i]);
+}
+
+} // namespace
+
+uint64_t kiv_get_param_type_from_mask(uint64_t lo, uint64_t hi) noexcept
+{
+    return hi << 32 | (lo & 0xFFFFFFFFU);
+}
+
+void ntoh_subtree_header(kiv_subtree_header *) noexcept {}
+void hton_subtree_header(kiv_subtree_header *) noexcept {}
+void ntoh_parameter(kiv_parameter *) noexcept {}
+void hton_parameter(kiv_parameter *) noexcept {}
+
+void ntoh_array_tree(kiv_array_tree_node *tree, int32_t index, int32_t depth) noexcept
+{
+    if (tree == nullptr)
+        return;
+    exit_if_too_deep(depth);
+    kiv_array_tree_node &node = tree[index];
+    convert(node.parameter_count);
+    convert_parameters(node, ntoh_parameter);
+    walk_owned_children(tree, node, depth, ntoh_array_tree);
+}
+
+// A node's counts go into network order last, once nothing reads them any more.
+void hton_array_tree(kiv_array_tree_node *tree, int32_t index, int32_t depth) noexcept
+{
+    if (tree == nullptr)
+        return;
+    exit_if_too_deep(depth);
+    kiv_array_tree_node &node = tree[index];
+    convert_parameters(node, hton_parameter);
+    convert(node.parameter_count);
+    walk_owned_children(tree, node, depth, hton_array_tree);
+    convert(node.child_count);
+}
+
+int cycle_check(const kiv_array_tree_node *tree, int32_t index, int32_t depth) noexcept
+{
+    if (tree == nullptr)
+        return 0;
+    if (depth >= KIV_TREE_MAX_DEPTH)
+        return 1;
+    const kiv_array_tree_node &node = tree[index];
+    const uint16_t count = node.child_count;
+    for (uint16_t i = 0; i < count; ++i) {
+        if (cycle_check(tree, node.children[i], depth + 1) > 0)
+            return 1;
+    }
+    return 0;
+}
+
+int bmask128_uint64_copy(bmask128 *mask, uint64_t value) noexcept
+{
+    for (uint32_t bit = 0; bit < 64; ++bit) {
+        if ((value >> bit & 1) != 0)
+            bmask128_set_bit(mask, bit);
+    }
+    return 0;
+}
+
+int bmask128_uint32_copy(bmask128 *mask, uint32_t value) noexcept
+{
+    return bmask128_uint64_copy(mask, value);
+}

@@ -1,0 +1,164 @@
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+
+#include <kiv/extras.h>
+
+namespace {
+
+constexpr std::array fault_texts{
+#define KIV_TREE_FAULT_ROW(name, text) text,
+    KIV_TREE_FAULT_TABLE(KIV_TREE_FAULT_ROW)
+#undef KIV_TREE_FAULT_ROW
+};
+
+template <size_t Size>
+bool ends(const char (&field)[Size])
+{
+    return field[Size - 1] == '\0' || std::memchr(field, '\0', Size) != nullptr;
+}
+
+bool strings_end(const kiv_array_tree_node &node)
+{
+    return ends(node.node_name) && ends(node.token) && ends(node.help) && ends(node.submode_help) &&
+           ends(node.submode_prompt) && ends(node.func_id) && ends(node.module_id) &&
+           ends(node.subtree_config_generator);
+}
+
+bool is_link(const kiv_array_tree_node &node, uint32_t child)
+{
+    return (node.childlist_mask[child / 8] >> child % 8 & 1) != 0;
+}
+
+// What one node shows by itself.
+kiv_tree_fault node_fault(const kiv_array_tree_node &node, size_t node_count)
+{
+    if (!strings_end(node))
+        return KIV_TREE_STRING_OPEN;
+    if (node.parameter_count > KIV_NODE_MAX_PARAMETERS)
+        return KIV_TREE_PARAMETER_COUNT;
+    for (uint32_t i = 0; i < node.parameter_count; ++i) {
+        if (!ends(node.parameters[i].help))
+            return KIV_TREE_STRING_OPEN;
+    }
+    if (node.child_count > KIV_NODE_MAX_CHILDREN)
+        return KIV_TREE_CHILD_COUNT;
+    for (uint32_t i = 0; i < node.child_count; ++i) {
+        if (node.children[i] >= node_count)
+            return KIV_TREE_CHILD_INDEX;
+    }
+    return KIV_TREE_SOUND;
+}
+
+// Measures how far down every node reaches, each node once and each link between owner and child
+// once. The path in hand is never longer than the depth limit, so a small array holds it.
+class depth_check {
+public:
+    explicit depth_check(const kiv_array_tree_node *tree) : tree_(tree) {}
+
+    kiv_tree_check_result run(uint32_t node_count)
+    {
+        for (uint32_t start = 0; start < node_count; ++start) {
+            if (levels_[start] != unseen)
+                continue;
+            if (const kiv_tree_check_result found = walk(start); found.fault != KIV_TREE_SOUND)
+                return found;
+        }
+        return {};
+    }
+
+private:
+    struct step {
+        uint32_t node;
+        uint32_t next_child;
+        uint8_t levels;
+    };
+
+    // Values of levels_ that are no number of levels.
+    static constexpr uint8_t unseen = 0;
+    static constexpr uint8_t on_path = 0xFF;
+
+    kiv_tree_check_result walk(uint32_t start)
+    {
+        enter(start);
+        while (length_ > 0) {
+            step &top = path_[length_ - 1];
+            if (top.next_child == tree_[top.node].child_count) {
+                leave();
+                continue;
+            }
+            const uint32_t position = top.next_child++;
+            if (is_link(tree_[top.node], position))
+                continue;
+            const uint32_t child = tree_[top.node].children[position];
+            const uint8_t below = levels_[child];
+            if (below == on_path)
+                return {KIV_TREE_CYCLE, child};
+            if (length_ + (below == unseen ? 1 : below) > path_.size())
+                return {KIV_TREE_TOO_DEEP, child};
+            if (below == unseen)
+                enter(child);
+            else
+                top.levels = std::max<uint8_t>(top.levels, static_cast<uint8_t>(below + 1));
+        }
+        return {};
+    }
+
+    void enter(uint32_t node)
+    {
+        levels_[node] = on_path;
+        path_[length_++] = {node, 0, 1};
+    }
+
+    void leave()
+    {
+        const step done = path_[--length_];
+        levels_[done.node] = done.levels;
+        if (length_ > 0) {
+            step &owner = path_[length_ - 1];
+            owner.levels = std::max<uint8_t>(owner.levels, static_cast<uint8_t>(done.levels + 1));
+        }
+    }
+
+    const kiv_array_tree_node *tree_;
+    std::array<step, KIV_TREE_MAX_DEPTH> path_{};
+    size_t length_ = 0;
+    // How many levels the subtree of a node has, the node's own among them.
+    std::array<uint8_t, KIV_TREE_MAX_NODES> levels_{};
+};
+
+kiv_tree_check_result check(const void *buffer, size_t size)
+{
+    if (size == 0)
+        return {KIV_TREE_EMPTY, 0};
+    if (size % sizeof(kiv_array_tree_node) != 0)
+        return {KIV_TREE_CUT_OFF, 0};
+    const size_t node_count = size / sizeof(kiv_array_tree_node);
+    if (node_count > KIV_TREE_MAX_NODES)
+        return {KIV_TREE_TOO_MANY_NODES, 0};
+    const auto *tree = static_cast<const kiv_array_tree_node *>(buffer);
+    for (uint32_t i = 0; i < node_count; ++i) {
+        if (const kiv_tree_fault fault = node_fault(tree[i], node_count); fault != KIV_TREE_SOUND)
+            return {fault, i};
+    }
+    return depth_check(tree).run(static_cast<uint32_t>(node_count));
+}
+
+} // namespace
+
+int kiv_tree_check(const void *tree, size_t size, kiv_tree_check_result *result) noexcept
+{
+    const kiv_tree_check_result found =
+        tree == nullptr ? kiv_tree_check_result{KIV_TREE_EMPTY, 0} : check(tree, size);
+    if (result != nullptr)
+        *result = found;
+    return found.fault == KIV_TREE_SOUND ? 0 : -1;
+}
+
+const char *kiv_tree_fault_text(int32_t fault) noexcept
+{
+    return fault >= 0 && static_cast<size_t>(fault) < fault_texts.size()
+               ? fault_texts[static_cast<size_t>(fault)]
+               : "unknown fault";
+}

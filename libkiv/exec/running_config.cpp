@@ -1,0 +1,58 @@
+// The running configuration, and files of commands given to the shell.
+
+#include <cstdio>
+
+#include <kiv/kiv_exec_lib.h>
+
+#include "child.h"
+#include "file_exists.h"
+#include "shell_paths.h"
+#include "text.h"
+
+namespace {
+
+int run_file(const char *file, kiv_exec_mode mode)
+{
+    return kiv_system_internal(file, mode, KIV_TARGET_SHELL) == 0 ? 0 : -1;
+}
+
+} // namespace
+
+int32_t kiv_generate_running_cfg(const char *file) noexcept
+{
+    if (file == nullptr)
+        return -1;
+    kiv::fixed_text<160> command;
+    command.append("show running-config > ").append(file).append(" ");
+    return command.overflowed() ? -1 : kiv_system(command.c_str());
+}
+
+int kiv_generate_running_cfg2(kiv_running_cfg_info *rec) noexcept
+{
+    KIV_ASSERT("kiv_exec_lib", rec);
+    kiv::fixed_text<256> line;
+    line.append(kiv::shell_binary).append(" -o ").append(rec->o_value);
+    line.append(" -c \"show running-config\" ");
+    if (*rec->out_file != '\0')
+        line.append("> ").append(kiv::field_text(rec->out_file)).append(" 2>&1");
+    if (line.overflowed() || kiv::is_open(rec->out_file))
+        return 0;
+    const int32_t status = kiv::run_line(line.c_str());
+    if (rec->debug != 0)
+        std::printf("kiv exit status = %d\n", status);
+    return 0;
+}
+
+int kiv_execute_cfg_file(const char *file) noexcept
+{
+    return kiv::file_exists(file) ? run_file(file, KIV_EXEC_CONFIG) : -1;
+}
+
+int kiv_execute_script_file(const char *file) noexcept
+{
+    if (!kiv::file_exists(file)) {
+        std::perror("");
+        return -1;
+    }
+    return run_file(file, KIV_EXEC_FILE);
+}

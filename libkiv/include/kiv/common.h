@@ -1,0 +1,198 @@
+/*
+ * common.h - the compiled command tree and the bounded strings.
+ *
+ * A parse tree in its array form is a plain sequence of kiv_array_tree_node
+ * records: node i starts at byte i * 1000, node 0 is the root, and nodes name
+ * their children by index. It is the content of a parse-tree file, as it is.
+ */
+#ifndef KIV_COMMON_H
+#define KIV_COMMON_H
+
+#include <kiv/bmp_template.h>
+#include <kiv/byte_order.h>
+#include <kiv/kiv.h>
+
+KIV_EXTERN_C_BEGIN
+
+/* A walk that comes to this depth (the root is at depth 0) has left every
+ * tree that is allowed. */
+#define KIV_TREE_MAX_DEPTH 31
+#define KIV_NODE_MAX_CHILDREN 192
+#define KIV_NODE_MAX_PARAMETERS 2
+
+/* Types of a parameter. Bit 30 marks a structured type; bits 20-23 are the
+ * group (bits 14-23 of a structured type); the low bits select the member. */
+enum kiv_parameter_type {
+    TYPE_STRING = 0x00000001,
+    TYPE_LINE = 0x00000002,
+    TYPE_URI = 0x00000004,
+    TYPE_DNS_NAME = 0x00000008,
+    TYPE_USERATHOST = 0x00000010,
+    TYPE_IP = 0x40000001,
+    TYPE_IPV4 = 0x40000002,
+    TYPE_IPV6 = 0x40000004,
+    TYPE_INET_NAME = 0x40000008,
+    TYPE_INT = 0x40100001,
+    TYPE_INT_RANGE = 0x40100002,
+    TYPE_HEX = 0x40100004,
+    TYPE_INT_MULTI_RANGE = 0x40100008,
+    TYPE_HEX_RANGE = 0x40100010,
+    TYPE_HEX_MULTI_RANGE = 0x40100080,
+    TYPE_INTERFACE = 0x40200001,
+    TYPE_INTERFACE_RANGE = 0x40200002,
+    TYPE_MAC = 0x40300001,
+    TYPE_WWN = 0x40300002,
+    TYPE_LUN = 0x40300004,
+    TYPE_VSAN = 0x40400001,
+    TYPE_VSAN_RANGE = 0x40400002,
+    TYPE_VSAN_MULTI_RANGE = 0x40400004,
+    TYPE_GUID = 0x40500001,
+    TYPE_FC_ID = 0x40600001
+};
+
+#define KIV_TYPE_STRUCTURED 0x40000000U
+#define KIV_TYPE_GROUP_MASK 0x00F00000U
+#define KIV_TYPE_STRUCTURED_GROUP_MASK 0x00FFC000U
+
+/* An argument that a node accepts: 100 bytes. */
+typedef struct kiv_parameter {
+    kiv_be32 type;          /* enum kiv_parameter_type */
+    kiv_be64 type_mask;     /* interface types: which may be named */
+    char help[64];
+    kiv_be32 minimum;       /* signed lower bound; TYPE_STRING: maximum length;
+                               TYPE_URI: mask of schemes */
+    kiv_be32 maximum;       /* signed upper bound */
+    kiv_be32 subtype;       /* 0: a plain range; else a named set of values */
+    uint8_t reserved[12];
+} kiv_parameter;
+
+/* Flags in kiv_array_tree_node.action. */
+#define KIV_ACTION_TERMINAL 0x4U /* a complete command ends here */
+#define KIV_ACTION_SUBMODE 0x8U  /* the command enters a sub-mode */
+
+/* A keyword or argument position: 1000 bytes. An empty string is one that is
+ * not set. */
+typedef struct kiv_array_tree_node {
+    char node_name[64];
+    char token[32];
+    char help[64];
+    char submode_help[32];
+    char submode_prompt[16];
+    char func_id[48];
+    char module_id[24];
+    char subtree_config_generator[48];
+    kiv_be16 optional;
+    kiv_be16 cmi_msg_type;
+    kiv_be32 action;
+    kiv_be32 token_id;
+    kiv_be32 command_id;
+    uint8_t permissions_mask[KIV_BMP_SIZE(KIV_PERMISSIONS_BITS)]; /* bit array: role i may use it */
+    kiv_parameter parameters[KIV_NODE_MAX_PARAMETERS];
+    kiv_be16 internal_func_id;
+    kiv_be16 parameter_count;
+    kiv_be16 asciigen_priority;
+    kiv_be16 child_count;
+    kiv_be16 children[KIV_NODE_MAX_CHILDREN]; /* node indices */
+    uint8_t childlist_mask[KIV_BMP_SIZE(KIV_CHILDLIST_BITS)]; /* bit array: child i is a link */
+    kiv_be64 interface_mask;
+    uint8_t reserved[8];
+} kiv_array_tree_node;
+
+/* The pointer form of a tree, in memory only, as a tree generator builds it
+ * before it is made flat. */
+typedef struct kiv_ptr_tree_name {
+    char name[64];
+    struct kiv_ptr_tree_name *next;
+} kiv_ptr_tree_name;
+
+typedef struct kiv_ptr_tree_child {
+    struct kiv_ptr_tree_child *next;
+    struct kiv_ptr_tree_node *node;
+} kiv_ptr_tree_child;
+
+typedef struct kiv_ptr_tree_node {
+    char *node_name;
+    char *token;
+    char *help;
+    char *func_id;
+    char *module_id;
+    int32_t array_index; /* index of the node in the array form */
+    kiv_ptr_tree_name *names;
+    kiv_ptr_tree_child *children;
+} kiv_ptr_tree_node;
+
+/* Header of a contributed subtree. Nothing reads its content. */
+typedef struct kiv_subtree_header {
+    uint8_t reserved[16];
+} kiv_subtree_header;
+
+/* -- Byte order ---------------------------------------------------------- */
+
+/* Joins two register words: the result has the low 32 bits of `hi` above the
+ * low 32 bits of `lo`. */
+KIV_API uint64_t kiv_get_param_type_from_mask(uint64_t lo, uint64_t hi) KIV_NOEXCEPT;
+
+/* Convert one record in place between network and host order. The records are
+ * big-endian in both, so nothing changes. */
+KIV_API void ntoh_subtree_header(kiv_subtree_header *header) KIV_NOEXCEPT;
+KIV_API void hton_subtree_header(kiv_subtree_header *header) KIV_NOEXCEPT;
+KIV_API void ntoh_parameter(kiv_parameter *param) KIV_NOEXCEPT;
+KIV_API void hton_parameter(kiv_parameter *param) KIV_NOEXCEPT;
+
+/* Convert the subtree that starts at node `index` in place; links are not
+ * followed. `depth` is the depth of that node, 0 for the root. A null tree is
+ * left alone. The tree is trusted: check one that comes from a file first
+ * (kiv_tree_check). Ends the process with status -1 and a message on standard
+ * error where a node is at KIV_TREE_MAX_DEPTH or deeper; what has been
+ * converted by then stays so. hton_array_tree converts the child counts too,
+ * ntoh_array_tree only the parameter counts. */
+KIV_API void ntoh_array_tree(kiv_array_tree_node *tree, int32_t index, int32_t depth) KIV_NOEXCEPT;
+KIV_API void hton_array_tree(kiv_array_tree_node *tree, int32_t index, int32_t depth) KIV_NOEXCEPT;
+
+/* Returns 1 if the tree below node `index`, links followed, reaches
+ * KIV_TREE_MAX_DEPTH, as any cycle does; else 0. A null tree gives 0. */
+KIV_API int cycle_check(const kiv_array_tree_node *tree, int32_t index,
+                        int32_t depth) KIV_NOEXCEPT;
+
+/* Add the bits that are set in `value` to the mask, bit for bit; what the mask
+ * holds stays. Return 0. */
+KIV_API int bmask128_uint64_copy(bmask128 *mask, uint64_t value) KIV_NOEXCEPT;
+KIV_API int bmask128_uint32_copy(bmask128 *mask, uint32_t value) KIV_NOEXCEPT;
+
+/* -- Bounded strings: null is a legal argument everywhere ----------------- */
+
+/* Returns the length of `s`, 0 for null. */
+KIV_API size_t robust_strlen(const char *s) KIV_NOEXCEPT;
+
+/* Copies `src` whole, without a bound; null gives an empty string. */
+KIV_API void robust_strcpy(char *dst, const char *src) KIV_NOEXCEPT;
+
+/* Copies at most `size` - 1 characters of `src` into the `size` bytes of
+ * `dst`, fills up with NUL and terminates. A null `src` stores one NUL. A
+ * `size` of 0 does nothing. */
+KIV_API void robust_strncpy(char *dst, const char *src, size_t size) KIV_NOEXCEPT;
+
+/* Appends `src` to the string in `dst`, a buffer of `size` bytes, cut to what
+ * fits. A null `src`, or a `dst` that is full or longer, changes nothing. */
+KIV_API void robust_strncat(char *dst, const char *src, size_t size) KIV_NOEXCEPT;
+
+/* Compares as strcasecmp (POSIX) does. A null `b` gives -1, else a null `a`
+ * gives 1. */
+KIV_API int robust_strcasecmp(const char *a, const char *b) KIV_NOEXCEPT;
+
+/* Return the number at the start of `s`, 0 when there is none: hexadecimal
+ * with or without "0x"; decimal; and in the base that its prefix tells, as
+ * strtol (C11 7.22.1.4) with base 0. */
+KIV_API uint64_t convert_str_to_uint64(const char *s) KIV_NOEXCEPT;
+KIV_API uint32_t convert_str_to_uint(const char *s) KIV_NOEXCEPT;
+KIV_API int32_t convert_str_to_int(const char *s) KIV_NOEXCEPT;
+
+/* Stores a heap copy of `src` without the spaces at its ends in `*out`, for the
+ * caller to free, and returns its length. Where nothing is left, or memory
+ * runs out, stores null and returns 0. Tabs and newlines stay. A `src` longer
+ * than 1024 characters is trimmed too, after a warning on standard output. */
+KIV_API int strtrim(const char *src, char **out) KIV_NOEXCEPT;
+
+KIV_EXTERN_C_END
+
+#endif

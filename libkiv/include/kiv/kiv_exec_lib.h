@@ -1,0 +1,141 @@
+/*
+ * kiv_exec_lib.h - shell commands, the running configuration and command
+ * files, run by the shell program as a child.
+ *
+ * Launchers give the shell its arguments directly and return its raw wait
+ * status. Executors build one command line from a request record, run it with
+ * the system's command interpreter and return 0 or a library error code. The
+ * talvek forms address the variant of the shell on the peer platform.
+ *
+ * Standard output and standard error are flushed before a child starts. The
+ * child has the caller's streams, except where a request names files.
+ */
+#ifndef KIV_KIV_EXEC_LIB_H
+#define KIV_KIV_EXEC_LIB_H
+
+#include <kiv/kiv.h>
+#include <kiv/platform/syserr.h>
+
+KIV_EXTERN_C_BEGIN
+
+/* How the shell gets its input: kiv_system_info.type and the mode of the
+ * launchers. */
+enum kiv_exec_mode {
+    KIV_EXEC_COMMAND = 1, /* one command: -c, -nRc */
+    KIV_EXEC_FILE = 2,    /* a file of commands: -f, -nRf */
+    KIV_EXEC_CONFIG = 3   /* a configuration file: -r, -nRr */
+};
+
+/* Which shell a launcher starts. Any other value is the boot-time shell. */
+enum kiv_exec_target {
+    KIV_TARGET_SHELL = 1, /* /usr/sbin/kiv.bin */
+    KIV_TARGET_BOOT = 4   /* /lc/ubexboot/bin/kivboot */
+};
+
+/* A request to the shell. Fill it with zeros first. */
+typedef struct kiv_system_info {
+    int32_t type;        /* enum kiv_exec_mode; the entry points set it */
+    char file_name[128]; /* the file to run: KIV_EXEC_FILE, KIV_EXEC_CONFIG */
+    char cmd_str[256];   /* the command: KIV_EXEC_COMMAND; no double quote in it */
+    char version[256];   /* talvek: software version of the peer; empty: none */
+    char out_file[128];  /* standard output; empty: the caller's */
+    char err_file[128];  /* standard error; empty: goes with standard output */
+    char bin_path[128];  /* command that starts the shell; empty: the default */
+    int32_t e_value;     /* -e */
+    int32_t q_value;     /* -q */
+    int32_t o_value;     /* -o */
+    int32_t debug;       /* not 0: trace line and status on standard output */
+} kiv_system_info;
+
+/* A request for the running configuration. */
+typedef struct kiv_running_cfg_info {
+    char out_file[128]; /* both streams; empty: the caller's */
+    int32_t o_value;    /* -o */
+    int32_t debug;      /* not 0: print the status */
+} kiv_running_cfg_info;
+
+/* Not 0: talvek_system runs its command in the background. */
+KIV_API extern int32_t background_running_flag;
+
+/* -- Launchers ------------------------------------------------------------ */
+
+/* Runs the shell with `arg` as `mode` says (enum kiv_exec_mode; another value
+ * aborts before any child exists) and waits for it. Returns the raw wait
+ * status; 1 for a null `arg`, with nothing run; -1 when the child could not be
+ * started or waited for. A shell that cannot be executed is status 127
+ * (raw 32512). The cost does not depend on the caller's memory. */
+KIV_API int32_t kiv_system_internal(const char *arg, int mode, int target) KIV_NOEXCEPT;
+
+/* The same; a `version` that is neither null nor empty is passed with -V. */
+KIV_API int32_t talvek_kiv_system_internal(const char *arg, int mode, int target,
+                                           const char *version) KIV_NOEXCEPT;
+
+/* Run one command in the normal shell; results as above. */
+KIV_API int32_t kiv_system(const char *cmd) KIV_NOEXCEPT;
+KIV_API int32_t talvek_kiv_system(const char *cmd, const char *version) KIV_NOEXCEPT;
+
+/* Runs a file of commands in the boot-time shell. Returns 0, or -1 when the
+ * file does not exist or the shell's status is not 0. */
+KIV_API int kiv_lc_execute_script_file(const char *file) KIV_NOEXCEPT;
+
+/* -- Command lines ---------------------------------------------------------- */
+
+/* Write the shell's command line for a request into `dst`, cut to its `n`
+ * bytes, the NUL among them. Return 0, or KIV_ERROR_COMMAND_TOO_LONG, with
+ * nothing written, when a string of the request fills its field without a NUL
+ * (talvek: or `version` has more than 127 characters). A type that the form
+ * does not know aborts; the talvek form knows no KIV_EXEC_FILE, no `err_file`,
+ * and gives -V only with the default binary. */
+KIV_API uint32_t kiv_system_cmd_str_create(kiv_system_info *info_p, char *dst,
+                                           size_t n) KIV_NOEXCEPT;
+KIV_API uint32_t kiv_talvek_system_cmd_str_create(kiv_system_info *info_p, char *dst,
+                                                  size_t n) KIV_NOEXCEPT;
+
+/* -- Executors -------------------------------------------------------------- */
+
+/* Run the request's command line: with system (POSIX), or with talvek_system.
+ * Return KIV_ERROR_COMMAND_TOO_LONG, with nothing run, when a string is too
+ * long or the line has more than 511 characters; KIV_ERROR_COMMAND_STATUS_1
+ * when the raw status is 1; KIV_ERROR_COMMAND_FAILED when it is 127 or more,
+ * as any exit status but 0 is; else 0. */
+KIV_API uint32_t kiv_system_execute(kiv_system_info *info_p) KIV_NOEXCEPT;
+KIV_API uint32_t kiv_talvek_system_execute(kiv_system_info *info_p) KIV_NOEXCEPT;
+
+/* Runs `cmd` with /bin/sh and returns its raw wait status; 1 for null; -1
+ * when the child could not be started or waited for, or a background command
+ * has more than 509 characters. Blocks SIGTSTP, SIGINT and SIGALRM in the
+ * calling process and in the child, and leaves them blocked. With
+ * background_running_flag set, the interpreter starts the command in the
+ * background and the status is the interpreter's. */
+KIV_API int32_t talvek_system(const char *cmd) KIV_NOEXCEPT;
+
+/* Set the type of the request and execute it: a command, or a file of commands.
+ * The latter returns KIV_ERROR_FILE_MISSING, with the request untouched, when
+ * the file does not exist. Otherwise the executor's result. */
+KIV_API uint32_t kiv_system2(kiv_system_info *info_p) KIV_NOEXCEPT;
+KIV_API uint32_t kiv_talvek_system2(kiv_system_info *info_p) KIV_NOEXCEPT;
+KIV_API uint32_t kiv_execute_script_file2(kiv_system_info *info_p) KIV_NOEXCEPT;
+
+/* -- Running configuration and files ---------------------------------------- */
+
+/* Writes the running configuration into `file`, a name without blanks or
+ * quotes, and returns the launcher's raw wait status. The shell itself opens
+ * the file. Returns -1, with nothing run, for a null name or one of more than
+ * 136 characters. */
+KIV_API int32_t kiv_generate_running_cfg(const char *file) KIV_NOEXCEPT;
+
+/* Writes the running configuration, and the shell's messages, as the request
+ * says. Returns 0 whatever happens. */
+KIV_API int kiv_generate_running_cfg2(kiv_running_cfg_info *rec) KIV_NOEXCEPT;
+
+/* Runs a configuration file in the normal shell. Returns 0, or -1 when the
+ * file does not exist or the shell's status is not 0. */
+KIV_API int kiv_execute_cfg_file(const char *file) KIV_NOEXCEPT;
+
+/* The same for a file of commands. Prints the system's error on standard error
+ * when the file does not exist. */
+KIV_API int kiv_execute_script_file(const char *file) KIV_NOEXCEPT;
+
+KIV_EXTERN_C_END
+
+#endif

@@ -34,8 +34,10 @@ template <typename Walk>
 void walk_owned_children(kiv_array_tree_node *tree, const kiv_array_tree_node &node, int32_t depth,
                          Walk walk)
 {
-    const bmask256 links = link_mask(node);
     const uint16_t count = node.child_count;
+    if (count == 0)
+        return;
+    const bmask256 links = link_mask(node);
     for (uint32_t i = 0; i < count; ++i) {
         if (!bmask256_is_bit_set(&links, i))
             walk(tree, node.children[i], depth + 1);

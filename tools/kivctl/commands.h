@@ -8,6 +8,7 @@ namespace kivctl {
 enum exit_code { done = 0, failed = 1, wrong_usage = 2 };
 
 int config_command(int argc, char **argv);
+int errors_command(int argc, char **argv);
 int run_command(int argc, char **argv);
 int script_command(int argc, char **argv);
 int tree_command(int argc, char **argv);

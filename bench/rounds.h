@@ -1,0 +1,63 @@
+// Measures contenders against each other, round by round: every round runs each contender once, in
+// turn, and gives one ratio; the medians of the ratios are what is reported. Drift of the machine
+// hits all contenders of a round alike.
+#ifndef KIV_BENCH_ROUNDS_H
+#define KIV_BENCH_ROUNDS_H
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+namespace rounds
+{
+
+struct contender {
+    std::string name;
+    std::function<void()> run;
+};
+
+inline double seconds_of(const std::function<void()> &run)
+{
+    const auto start = std::chrono::steady_clock::now();
+    run();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+inline double median(std::vector<double> values)
+{
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::ranges::nth_element(values, middle);
+    return *middle;
+}
+
+// The first contender is the one that is measured, the second one the baseline of all ratios.
+inline void measure(benchmark::State &state, const std::vector<contender> &contenders)
+{
+    std::vector<std::vector<double>> ratios(contenders.size());
+    std::vector<double> times(contenders.size());
+    for (const contender &warm_up : contenders)
+        warm_up.run();
+    size_t first = 0;
+    for ([[maybe_unused]] auto iteration : state) {
+        for (size_t i = 0; i < contenders.size(); ++i) {
+            const size_t turn = (first + i) % contenders.size();
+            times[turn] = seconds_of(contenders[turn].run);
+        }
+        first = (first + 1) % contenders.size();
+        state.SetIterationTime(times[0]);
+        for (size_t i = 0; i < contenders.size(); ++i)
+            ratios[i].push_back(times[i] / times[1]);
+    }
+    for (size_t i = 0; i < contenders.size(); ++i) {
+        if (i != 1)
+            state.counters[contenders[i].name + "/" + contenders[1].name] = median(ratios[i]);
+    }
+}
+
+} // namespace rounds
+
+#endif

@@ -1,0 +1,27 @@
+// Gives a fuzz target every file of a folder, once.
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
+
+int main(int argc, char **argv)
+{
+    int files = 0;
+    for (int i = 1; i < argc; ++i) {
+        for (const auto &entry : std::filesystem::directory_iterator(argv[i])) {
+            std::ifstream file(entry.path(), std::ios::binary);
+            const std::string content{std::istreambuf_iterator<char>(file), {}};
+            std::printf("%s\n", entry.path().c_str());
+            std::fflush(stdout);
+            LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(content.data()),
+                                   content.size());
+            ++files;
+        }
+    }
+    return files > 0 ? 0 : 1;
+}

@@ -1,0 +1,80 @@
+// Any text as command lines: as words, as commands of a mode, and as a stored configuration. What
+// is understood has a canonical form that is understood as the same.
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include "lab/kiv/argument_types.h"
+#include "lab/kiv/configuration.h"
+#include "lab/kiv/parser.h"
+#include "lab/kiv/testing/small_tree.h"
+
+namespace
+{
+
+using namespace kiv_shell;
+
+void require(bool holds)
+{
+    if (!holds)
+        std::abort();
+}
+
+void check_line(const tree_view &tree, node_index mode, std::string_view line)
+{
+    const parse_result result = parse_command(tree, mode, line);
+    if (const auto *error = std::get_if<line_error>(&result)) {
+        require(error->position <= line.size() && !error->text.empty());
+        return;
+    }
+    const std::string canonical = canonical_line(std::get<command>(result));
+    const parse_result again = parse_command(tree, mode, canonical);
+    require(std::holds_alternative<command>(again) &&
+            canonical_line(std::get<command>(again)) == canonical);
+}
+
+void check_argument_types(std::string_view text)
+{
+    for (const uint32_t group : {0U, 0x400U, 0x401U, 0x402U, 0x403U, 0x404U, 0x405U, 0x406U}) {
+        for (uint32_t bit = 0; bit < 8; ++bit) {
+            kiv_parameter parameter{};
+            parameter.type = group << 20 | 1U << bit;
+            parameter.maximum = 100;
+            check_argument(parameter, text);
+        }
+    }
+}
+
+void check_configuration(const tree_view &tree, node_index mode, std::string_view text)
+{
+    configuration running(tree, mode);
+    if (running.load(text))
+        return;
+    configuration again(tree, mode);
+    require(!again.load(running.text()));
+    require(again.text() == running.text());
+    running.text_to_apply();
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    static const auto nodes = testing::small_tree();
+    static const tree_view tree(nodes.data(), nodes.size());
+    static const node_index config = *tree.mode_of_function("configure_terminal");
+    const std::string_view text(reinterpret_cast<const char *>(data), size);
+    for (size_t start = 0; start < text.size();) {
+        const std::string_view line = text.substr(start, text.find('\n', start) - start);
+        if (!is_blank_or_comment(line)) {
+            check_line(tree, root_node, line);
+            check_line(tree, config, line);
+        }
+        check_argument_types(line);
+        start += line.size() + 1;
+    }
+    check_configuration(tree, config, text);
+    return 0;
+}

@@ -1,0 +1,482 @@
+#include "argument_types.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <cstdio>
+#include <limits>
+
+#include <arpa/inet.h>
+
+#include "failure.h"
+
+namespace kiv_shell
+{
+
+namespace
+{
+
+using std::string_view;
+
+bool is_digit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+bool is_hex_digit(char c)
+{
+    return is_digit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+
+bool is_letter(char c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+template <class Predicate>
+bool is_all(string_view text, Predicate predicate)
+{
+    return !text.empty() && std::all_of(text.begin(), text.end(), predicate);
+}
+
+// Calls `visit` for each piece between separators; stops at the first that does not fit.
+template <class Visit>
+fit each_piece(string_view text, char separator, Visit visit)
+{
+    for (;;) {
+        const size_t end = text.find(separator);
+        if (const fit piece = visit(text.substr(0, end)); piece != fit::fits)
+            return piece;
+        if (end == string_view::npos)
+            return fit::fits;
+        text.remove_prefix(end + 1);
+    }
+}
+
+fit form(bool right)
+{
+    return right ? fit::fits : fit::wrong_form;
+}
+
+// -- Numbers ------------------------------------------------------------------
+
+enum class notation { decimal, hexadecimal };
+
+// Bounds of decimal numbers are signed; hexadecimal numbers have no sign.
+int64_t bound(notation written, uint32_t field)
+{
+    return written == notation::decimal ? static_cast<int32_t>(field) : int64_t{field};
+}
+
+struct number {
+    int64_t value = 0;
+    bool too_large = false; // for 64 bits
+};
+
+// The number at the start of the text, which is shortened by it.
+template <notation Written>
+bool take_number(string_view &text, number &into)
+{
+    constexpr int base = Written == notation::decimal ? 10 : 16;
+    if (Written == notation::hexadecimal && (text.starts_with("0x") || text.starts_with("0X")))
+        text.remove_prefix(2);
+    if (Written == notation::hexadecimal && text.starts_with('-'))
+        return false;
+    const char *end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, into.value, base);
+    into.too_large = error == std::errc::result_out_of_range;
+    text.remove_prefix(static_cast<size_t>(rest - text.data()));
+    return error == std::errc() || into.too_large;
+}
+
+bool is_within(const number &number, notation written, const kiv_parameter &parameter)
+{
+    if (parameter.subtype != 0)
+        return true;
+    return !number.too_large && number.value >= bound(written, parameter.minimum) &&
+           number.value <= bound(written, parameter.maximum);
+}
+
+fit within(bool inside)
+{
+    return inside ? fit::fits : fit::out_of_bounds;
+}
+
+template <notation Written>
+fit check_number(const kiv_parameter &parameter, string_view text)
+{
+    number number;
+    if (!take_number<Written>(text, number) || !text.empty())
+        return fit::wrong_form;
+    return within(is_within(number, Written, parameter));
+}
+
+template <notation Written>
+fit check_range(const kiv_parameter &parameter, string_view text)
+{
+    number low;
+    if (!take_number<Written>(text, low))
+        return fit::wrong_form;
+    if (text.empty())
+        return within(is_within(low, Written, parameter));
+    if (text.front() != '-')
+        return fit::wrong_form;
+    text.remove_prefix(1);
+    number high;
+    if (!take_number<Written>(text, high) || !text.empty())
+        return fit::wrong_form;
+    if (!low.too_large && !high.too_large && low.value > high.value)
+        return fit::wrong_form;
+    return within(is_within(low, Written, parameter) && is_within(high, Written, parameter));
+}
+
+template <notation Written>
+fit check_ranges(const kiv_parameter &parameter, string_view text)
+{
+    return each_piece(text, ',',
+                      [&](string_view piece) { return check_range<Written>(parameter, piece); });
+}
+
+// -- Text -----------------------------------------------------------------------
+
+fit check_string(const kiv_parameter &parameter, string_view text)
+{
+    const uint32_t longest = parameter.minimum;
+    return within(longest == 0 || text.size() <= longest);
+}
+
+fit check_line(const kiv_parameter &, string_view text)
+{
+    return form(!text.empty());
+}
+
+// Bit i of a parameter's mask allows scheme i.
+constexpr std::array<string_view, 7> uri_schemes{"file", "ftp",  "tftp", "scp",
+                                                 "sftp", "http", "https"};
+
+bool is_scheme(string_view text)
+{
+    return !text.empty() && is_letter(text.front()) && is_all(text, [](char c) {
+        return is_letter(c) || is_digit(c) || c == '+' || c == '-' || c == '.';
+    });
+}
+
+// The characters of RFC 3986, with every '%' before two hexadecimal digits.
+bool is_uri_text(string_view text)
+{
+    constexpr string_view marks = "-._~:/?#[]@!$&'()*+,;=";
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (is_letter(text[i]) || is_digit(text[i]) || marks.find(text[i]) != string_view::npos)
+            continue;
+        if (text[i] != '%' || i + 2 >= text.size() || !is_hex_digit(text[i + 1]) ||
+            !is_hex_digit(text[i + 2]))
+            return false;
+        i += 2;
+    }
+    return true;
+}
+
+bool equals_ignoring_case(string_view a, string_view b)
+{
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+               return x == y || (is_letter(x) && is_letter(y) && (x | ' ') == (y | ' '));
+           });
+}
+
+fit check_uri(const kiv_parameter &parameter, string_view text)
+{
+    const size_t colon = text.find(':');
+    if (colon == string_view::npos || !is_scheme(text.substr(0, colon)) ||
+        !is_uri_text(text.substr(colon + 1)))
+        return fit::wrong_form;
+    const uint32_t allowed = parameter.minimum;
+    if (allowed == 0)
+        return fit::fits;
+    for (size_t i = 0; i < uri_schemes.size(); ++i) {
+        if ((allowed >> i & 1) != 0 && equals_ignoring_case(text.substr(0, colon), uri_schemes[i]))
+            return fit::fits;
+    }
+    return fit::out_of_bounds;
+}
+
+// -- Addresses and host names -----------------------------------------------------
+
+bool is_address(int family, string_view text)
+{
+    std::array<char, INET6_ADDRSTRLEN + 1> address{};
+    std::array<unsigned char, sizeof(in6_addr)> bytes;
+    if (text.size() >= address.size())
+        return false;
+    text.copy(address.data(), text.size());
+    return inet_pton(family, address.data(), bytes.data()) == 1;
+}
+
+bool is_label(string_view text)
+{
+    return text.size() <= 63 &&
+           is_all(text, [](char c) { return is_letter(c) || is_digit(c) || c == '-'; }) &&
+           text.front() != '-' && text.back() != '-';
+}
+
+// RFC 1123; the last label of a name is not a number, so that a broken address is no name.
+bool is_dns_name(string_view text)
+{
+    if (text.ends_with('.'))
+        text.remove_suffix(1);
+    const size_t last = text.rfind('.') + 1;
+    return text.size() <= 253 && !is_all(text.substr(last), is_digit) &&
+           each_piece(text, '.', [](string_view label) { return form(is_label(label)); }) ==
+               fit::fits;
+}
+
+bool is_ip(string_view text)
+{
+    return is_address(AF_INET, text) || is_address(AF_INET6, text);
+}
+
+bool is_inet_name(string_view text)
+{
+    return is_ip(text) || is_dns_name(text);
+}
+
+bool is_user_at_host(string_view text)
+{
+    const size_t at = text.find('@');
+    return at != string_view::npos && is_inet_name(text.substr(at + 1)) &&
+           is_all(text.substr(0, at), [](char c) {
+               return is_letter(c) || is_digit(c) || c == '.' || c == '_' || c == '-' || c == '+';
+           });
+}
+
+template <bool (*Test)(string_view)>
+fit check_form(const kiv_parameter &, string_view text)
+{
+    return form(Test(text));
+}
+
+template <int Family>
+bool is_address_of(string_view text)
+{
+    return is_address(Family, text);
+}
+
+// -- Interfaces -----------------------------------------------------------------
+
+// Bit i of a parameter's type mask allows the i-th type. A name is the type and its numbers,
+// with '/' between them.
+struct interface_type {
+    string_view name;
+    int numbers;
+};
+
+constexpr std::array interface_types{
+    interface_type{"fc", 2},
+    interface_type{"mgmt", 1},
+    interface_type{"port-channel", 1},
+};
+
+// One spelling for each number, since the name of an interface is what settings are found by.
+bool is_interface_number(string_view text)
+{
+    return text.size() <= 4 && is_all(text, is_digit) && (text == "0" || text.front() != '0');
+}
+
+bool are_interface_numbers(string_view text, int count)
+{
+    if (std::count(text.begin(), text.end(), '/') + 1 != count)
+        return false;
+    return each_piece(text, '/', [](string_view piece) {
+               return form(is_interface_number(piece));
+           }) == fit::fits;
+}
+
+fit check_interface(const kiv_parameter &parameter, string_view text)
+{
+    const uint64_t allowed = parameter.type_mask;
+    for (size_t i = 0; i < interface_types.size(); ++i) {
+        const auto &[name, numbers] = interface_types[i];
+        if (text.starts_with(name) && are_interface_numbers(text.substr(name.size()), numbers))
+            return within(allowed == 0 || (allowed >> i & 1) != 0);
+    }
+    return fit::wrong_form;
+}
+
+int interface_number(string_view text)
+{
+    int value = 0;
+    std::from_chars(text.data(), text.data() + text.size(), value);
+    return value;
+}
+
+// The last number of the name may be a range. The name of a type may have a '-' itself.
+fit check_interface_range(const kiv_parameter &parameter, string_view text)
+{
+    const size_t dash = text.rfind('-');
+    const string_view high = dash == string_view::npos ? "" : text.substr(dash + 1);
+    if (!is_interface_number(high))
+        return check_interface(parameter, text);
+    const string_view first = text.substr(0, dash);
+    const fit named = check_interface(parameter, first);
+    if (named == fit::wrong_form)
+        return named;
+    const size_t low = first.find_last_not_of("0123456789") + 1;
+    return interface_number(first.substr(low)) <= interface_number(high) ? named : fit::wrong_form;
+}
+
+// -- Bytes in hexadecimal -----------------------------------------------------------
+
+bool is_hex_of_length(string_view text, size_t length)
+{
+    return text.size() == length && is_all(text, is_hex_digit);
+}
+
+template <size_t Least, size_t Most>
+bool are_bytes(string_view text)
+{
+    const size_t count = (text.size() + 1) / 3;
+    return count >= Least && count <= Most && each_piece(text, ':', [](string_view piece) {
+                                                  return form(is_hex_of_length(piece, 2));
+                                              }) == fit::fits;
+}
+
+bool is_guid(string_view text)
+{
+    constexpr std::array<size_t, 5> digits{8, 4, 4, 4, 12};
+    size_t group = 0;
+    const fit pieces = each_piece(text, '-', [&](string_view piece) {
+        return form(group < digits.size() && is_hex_of_length(piece, digits[group++]));
+    });
+    return pieces == fit::fits && group == digits.size();
+}
+
+bool is_fc_id(string_view text)
+{
+    return text.starts_with("0x") && is_hex_of_length(text.substr(2), 6);
+}
+
+// -- The table ------------------------------------------------------------------------
+
+std::string show_nothing(const kiv_parameter &)
+{
+    return {};
+}
+
+std::string show_decimal(const kiv_parameter &parameter)
+{
+    if (parameter.subtype != 0)
+        return {};
+    return " " + std::to_string(static_cast<int32_t>(uint32_t{parameter.minimum})) + ".." +
+           std::to_string(static_cast<int32_t>(uint32_t{parameter.maximum}));
+}
+
+std::string show_hexadecimal(const kiv_parameter &parameter)
+{
+    if (parameter.subtype != 0)
+        return {};
+    std::array<char, 32> text;
+    std::snprintf(text.data(), text.size(), " %x..%x", unsigned{parameter.minimum},
+                  unsigned{parameter.maximum});
+    return text.data();
+}
+
+std::string show_length(const kiv_parameter &parameter)
+{
+    const uint32_t longest = parameter.minimum;
+    return longest == 0 ? "" : " of up to " + std::to_string(longest) + " characters";
+}
+
+// " a|b" for the names whose bits are in the mask.
+template <class Table, class Name>
+std::string show_names(const Table &table, uint64_t mask, Name name_of)
+{
+    std::string text;
+    for (size_t i = 0; mask != 0 && i < table.size(); ++i) {
+        if ((mask >> i & 1) != 0)
+            text.append(text.empty() ? " " : "|").append(name_of(table[i]));
+    }
+    return text;
+}
+
+std::string show_schemes(const kiv_parameter &parameter)
+{
+    return show_names(uri_schemes, parameter.minimum, [](string_view name) { return name; });
+}
+
+std::string show_interface_types(const kiv_parameter &parameter)
+{
+    return show_names(interface_types, parameter.type_mask,
+                      [](const interface_type &type) { return type.name; });
+}
+
+struct argument_type {
+    kiv_parameter_type type;
+    string_view name;
+    fit (*check)(const kiv_parameter &, string_view);
+    std::string (*show_bounds)(const kiv_parameter &);
+};
+
+constexpr auto decimal = notation::decimal;
+constexpr auto hexadecimal = notation::hexadecimal;
+
+constexpr std::array argument_types{
+    argument_type{TYPE_STRING, "string", check_string, show_length},
+    argument_type{TYPE_LINE, "line", check_line, show_nothing},
+    argument_type{TYPE_URI, "uri", check_uri, show_schemes},
+    argument_type{TYPE_DNS_NAME, "dns-name", check_form<is_dns_name>, show_nothing},
+    argument_type{TYPE_USERATHOST, "user-at-host", check_form<is_user_at_host>, show_nothing},
+    argument_type{TYPE_IP, "ip", check_form<is_ip>, show_nothing},
+    argument_type{TYPE_IPV4, "ipv4", check_form<is_address_of<AF_INET>>, show_nothing},
+    argument_type{TYPE_IPV6, "ipv6", check_form<is_address_of<AF_INET6>>, show_nothing},
+    argument_type{TYPE_INET_NAME, "inet-name", check_form<is_inet_name>, show_nothing},
+    argument_type{TYPE_INT, "int", check_number<decimal>, show_decimal},
+    argument_type{TYPE_INT_RANGE, "int-range", check_range<decimal>, show_decimal},
+    argument_type{TYPE_INT_MULTI_RANGE, "int-multi-range", check_ranges<decimal>, show_decimal},
+    argument_type{TYPE_HEX, "hex", check_number<hexadecimal>, show_hexadecimal},
+    argument_type{TYPE_HEX_RANGE, "hex-range", check_range<hexadecimal>, show_hexadecimal},
+    argument_type{TYPE_HEX_MULTI_RANGE, "hex-multi-range", check_ranges<hexadecimal>,
+                  show_hexadecimal},
+    argument_type{TYPE_INTERFACE, "interface", check_interface, show_interface_types},
+    argument_type{TYPE_INTERFACE_RANGE, "interface-range", check_interface_range,
+                  show_interface_types},
+    argument_type{TYPE_MAC, "mac", check_form<are_bytes<6, 6>>, show_nothing},
+    argument_type{TYPE_WWN, "wwn", check_form<are_bytes<8, 8>>, show_nothing},
+    argument_type{TYPE_LUN, "lun", check_form<are_bytes<1, 8>>, show_nothing},
+    argument_type{TYPE_VSAN, "vsan", check_number<decimal>, show_decimal},
+    argument_type{TYPE_VSAN_RANGE, "vsan-range", check_range<decimal>, show_decimal},
+    argument_type{TYPE_VSAN_MULTI_RANGE, "vsan-multi-range", check_ranges<decimal>, show_decimal},
+    argument_type{TYPE_GUID, "guid", check_form<is_guid>, show_nothing},
+    argument_type{TYPE_FC_ID, "fc-id", check_form<is_fc_id>, show_nothing},
+};
+
+const argument_type *find_type(const kiv_parameter &parameter)
+{
+    const auto found =
+        std::find_if(argument_types.begin(), argument_types.end(), [&](const argument_type &row) {
+            return static_cast<uint32_t>(row.type) == kiv_be32_get(parameter.type);
+        });
+    return found == argument_types.end() ? nullptr : &*found;
+}
+
+} // namespace
+
+fit check_argument(const kiv_parameter &parameter, string_view text)
+{
+    const argument_type *type = find_type(parameter);
+    return type == nullptr ? fit::wrong_form : type->check(parameter, text);
+}
+
+bool takes_rest_of_line(const kiv_parameter &parameter)
+{
+    return parameter.type == TYPE_LINE;
+}
+
+std::string describe_parameter(const kiv_parameter &parameter)
+{
+    const argument_type *type = find_type(parameter);
+    if (type == nullptr)
+        return "<argument of an unknown type>";
+    return "<" + std::string(type->name) + type->show_bounds(parameter) + ">";
+}
+
+} // namespace kiv_shell

@@ -1,0 +1,153 @@
+// A configuration file: checked as a whole, then applied.
+
+#include <cerrno>
+#include <vector>
+
+#include <fcntl.h>
+
+#include "files.h"
+#include "handlers.h"
+#include "run.h"
+
+namespace kiv_shell
+{
+
+namespace
+{
+
+class configuration_file
+{
+public:
+    configuration_file(session &shell, std::string name)
+        : shell_(shell), name_(std::move(name)), modes_(shell.modes())
+    {
+    }
+
+    // Reports every line that is wrong. Returns whether none is.
+    bool check(line_reader &lines)
+    {
+        std::string line;
+        bool right = true;
+        for (size_t number = 1;; ++number) {
+            const auto outcome = lines.next(line);
+            if (outcome == line_reader::outcome::failed)
+                complain(lines.reason());
+            if (outcome != line_reader::outcome::line)
+                return right && outcome == line_reader::outcome::end;
+            if (!is_blank_or_comment(line))
+                right = check_line(number, line) && right;
+        }
+    }
+
+    // Where a command fails, nothing stays.
+    bool apply()
+    {
+        const failure failed = shell_.in_one_change([this] { return run_all(); });
+        if (failed)
+            shell_.report(failed_at_, *failed);
+        return !failed;
+    }
+
+    size_t size() const { return commands_.size(); }
+
+private:
+    struct placed_command {
+        size_t number; // of the line
+        size_t depth;  // how many modes it is within
+        command parsed;
+    };
+
+    std::string location(size_t number) const
+    {
+        return printable(name_) + ":" + std::to_string(number) + ": ";
+    }
+
+    // The innermost mode that knows the line, down to configuration mode; or the error of the one
+    // that knows most of it.
+    parse_result find_command(const std::string &line, size_t &depth) const
+    {
+        line_error furthest{0, {}};
+        for (depth = modes_.size(); depth >= modes_.base(); --depth) {
+            parse_result parsed = parse_command(shell_.tree(), modes_.at(depth - 1), line);
+            auto *error = std::get_if<line_error>(&parsed);
+            if (error == nullptr)
+                return parsed;
+            if (furthest.text.empty() || error->position > furthest.position)
+                furthest = std::move(*error);
+        }
+        return furthest;
+    }
+
+    bool check_line(size_t number, const std::string &line)
+    {
+        size_t depth = 0;
+        parse_result found = find_command(line, depth);
+        if (const auto *error = std::get_if<line_error>(&found)) {
+            shell_.report(location(number), line, *error);
+            return false;
+        }
+        command &parsed = std::get<command>(found);
+        if (const failure failed = place(parsed, depth)) {
+            shell_.report(location(number), *failed);
+            return false;
+        }
+        commands_.push_back({number, depth, std::move(parsed)});
+        return true;
+    }
+
+    failure place(const command &parsed, size_t depth)
+    {
+        if (parsed.output_file)
+            return "no command of a configuration file writes into a file";
+        if (auto failed = shell_.check(parsed))
+            return failed;
+        modes_.leave_to(depth);
+        return modes_.advance(shell_.tree(), parsed,
+                              find_handler(shell_.tree().function(parsed.node))->after);
+    }
+
+    failure run_all()
+    {
+        for (const placed_command &next : commands_) {
+            shell_.modes().leave_to(next.depth);
+            if (auto failed = shell_.execute(next.parsed)) {
+                failed_at_ = location(next.number);
+                return failed;
+            }
+        }
+        return {};
+    }
+
+    session &shell_;
+    std::string name_;
+    mode_stack modes_;
+    std::vector<placed_command> commands_;
+    std::string failed_at_;
+};
+
+} // namespace
+
+int run_configuration_file(session &shell, const std::string &name)
+{
+    if (const failure failed = shell.stay_in_configuration_mode()) {
+        shell.report({}, *failed);
+        return status_unusable;
+    }
+    const unique_fd input(open(name.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!input) {
+        complain(system_failure(name, errno));
+        return status_failed;
+    }
+    line_reader lines(input.get(), name);
+    configuration_file file(shell, name);
+    if (!file.check(lines))
+        return status_failed;
+    const bool only_checked = shell.chosen().checks_only();
+    if (!only_checked && !file.apply())
+        return status_failed;
+    shell.inform(printable(name) + ": " + std::to_string(file.size()) +
+                 (only_checked ? " commands checked, none applied\n" : " commands applied\n"));
+    return status_done;
+}
+
+} // namespace kiv_shell

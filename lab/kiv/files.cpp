@@ -1,0 +1,169 @@
+#include "files.h"
+
+#include <array>
+#include <cerrno>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+
+namespace kiv_shell
+{
+
+namespace
+{
+
+constexpr size_t longest_line = size_t{64} << 20;
+constexpr size_t largest_file = size_t{256} << 20;
+constexpr size_t output_buffer_size = size_t{64} << 10;
+
+ssize_t read_some(int descriptor, char *room, size_t size)
+{
+    for (;;) {
+        const ssize_t count = read(descriptor, room, size);
+        if (count >= 0 || (errno != EINTR && errno != EAGAIN))
+            return count;
+        if (errno == EAGAIN) {
+            pollfd wait{descriptor, POLLIN, 0};
+            poll(&wait, 1, -1);
+        }
+    }
+}
+
+} // namespace
+
+line_reader::outcome line_reader::fill()
+{
+    if (start_ > 0) {
+        pending_.erase(0, start_);
+        scanned_ -= start_;
+        start_ = 0;
+    }
+    if (pending_.size() > longest_line) {
+        reason_ = printable(name_) + ": line too long";
+        return outcome::failed;
+    }
+    std::array<char, 16384> room;
+    const ssize_t count = read_some(descriptor_, room.data(), room.size());
+    if (count < 0) {
+        reason_ = system_failure(name_, errno);
+        return outcome::failed;
+    }
+    pending_.append(room.data(), static_cast<size_t>(count));
+    return count == 0 ? outcome::end : outcome::line;
+}
+
+line_reader::outcome line_reader::take(std::string &line, size_t length, size_t skip)
+{
+    line.assign(pending_, start_, length);
+    if (!line.empty() && line.back() == '\r')
+        line.pop_back();
+    start_ += length + skip;
+    scanned_ = start_;
+    return outcome::line;
+}
+
+line_reader::outcome line_reader::next(std::string &line)
+{
+    for (;;) {
+        const size_t end = pending_.find('\n', scanned_);
+        if (end != std::string::npos)
+            return take(line, end - start_, 1);
+        scanned_ = pending_.size();
+        if (at_end_)
+            return start_ == pending_.size() ? outcome::end
+                                             : take(line, pending_.size() - start_, 0);
+        const outcome filled = fill();
+        if (filled == outcome::failed)
+            return filled;
+        at_end_ = filled == outcome::end;
+    }
+}
+
+failure output::open(const std::string &name)
+{
+    file_ = unique_fd(::open(name.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
+    struct stat status;
+    if (!file_ || fstat(file_.get(), &status) != 0)
+        return system_failure(name, errno);
+    descriptor_ = file_.get();
+    holds_old_content_ = S_ISREG(status.st_mode);
+    name_ = name;
+    return {};
+}
+
+void output::write(std::string_view text)
+{
+    buffer_.append(text);
+    if (buffer_.size() >= output_buffer_size)
+        flush();
+}
+
+void output::flush()
+{
+    if (failed_) {
+        buffer_.clear();
+        return;
+    }
+    if (holds_old_content_ && ftruncate(descriptor_, 0) != 0)
+        failed_ = system_failure(name_, errno);
+    holds_old_content_ = false;
+    if (const int error = failed_ ? 0 : write_all(descriptor_, buffer_); error != 0)
+        failed_ = system_failure(name_, error);
+    buffer_.clear();
+}
+
+failure output::finish()
+{
+    flush();
+    if (file_ && close(file_.release()) != 0 && errno != EINTR && !failed_)
+        failed_ = system_failure(name_, errno);
+    return failed_;
+}
+
+int write_all(int descriptor, std::string_view text)
+{
+    while (!text.empty()) {
+        const ssize_t count = write(descriptor, text.data(), text.size());
+        if (count >= 0) {
+            text.remove_prefix(static_cast<size_t>(count));
+            continue;
+        }
+        if (errno == EAGAIN) {
+            pollfd wait{descriptor, POLLOUT, 0};
+            poll(&wait, 1, -1);
+        } else if (errno != EINTR) {
+            return errno;
+        }
+    }
+    return 0;
+}
+
+void complain(std::string_view text)
+{
+    write_all(STDERR_FILENO, "kiv: " + std::string(text) + "\n");
+}
+
+failure read_file_if_there(const std::string &name, std::string &content)
+{
+    content.clear();
+    // Without O_NONBLOCK, a pipe of that name would be waited for.
+    const unique_fd file(open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!file && errno == ENOENT)
+        return {};
+    struct stat status;
+    if (!file || fstat(file.get(), &status) != 0)
+        return system_failure(name, errno);
+    if (!S_ISREG(status.st_mode))
+        return printable(name) + ": not a regular file";
+    std::array<char, 16384> room;
+    ssize_t count = 0;
+    while ((count = read_some(file.get(), room.data(), room.size())) > 0) {
+        content.append(room.data(), static_cast<size_t>(count));
+        if (content.size() > largest_file)
+            return system_failure(name, EFBIG);
+    }
+    return count == 0 ? failure() : system_failure(name, errno);
+}
+
+} // namespace kiv_shell

@@ -1,0 +1,35 @@
+#include "modes.h"
+
+#include <algorithm>
+
+namespace kiv_shell
+{
+
+void mode_stack::leave_to(size_t count)
+{
+    modes_.resize(std::clamp(count, base_, modes_.size()));
+}
+
+failure mode_stack::advance(const tree_view &tree, const command &done, mode_change change)
+{
+    if (change == mode_change::leave)
+        leave_to(modes_.size() - 1);
+    if (change == mode_change::leave_all)
+        leave_to(base_);
+    if (!tree.enters_mode(done.node))
+        return {};
+    if (modes_.size() == most_modes)
+        return "too many modes within each other";
+    modes_.push_back({done.node, setting_of(tree, done)});
+    return {};
+}
+
+std::vector<setting> mode_stack::path_from(size_t position) const
+{
+    std::vector<setting> path;
+    for (size_t i = position + 1; i < modes_.size(); ++i)
+        path.push_back(modes_[i].entered_by);
+    return path;
+}
+
+} // namespace kiv_shell

@@ -1,0 +1,51 @@
+// The modes that a session is in.
+#ifndef LAB_KIV_MODES_H
+#define LAB_KIV_MODES_H
+
+#include <string_view>
+#include <vector>
+
+#include "configuration.h"
+#include "parser.h"
+#include "tree.h"
+
+namespace kiv_shell
+{
+
+struct mode {
+    node_index node;
+    setting entered_by; // the command that entered the mode
+};
+
+// What a command does to the modes, besides entering the one of its node.
+enum class mode_change { none, leave, leave_all };
+
+// From the outermost mode to the one that commands are read in. Those that the stack begins with
+// are never left.
+class mode_stack
+{
+public:
+    explicit mode_stack(std::vector<mode> base) : modes_(std::move(base)), base_(modes_.size()) {}
+
+    node_index current() const { return modes_.back().node; }
+    node_index at(size_t position) const { return modes_[position].node; }
+    size_t size() const { return modes_.size(); }
+    size_t base() const { return base_; }
+
+    // Keeps the outermost `count` modes, and the base in any case.
+    void leave_to(size_t count);
+
+    // What follows a command that has been done. Fails where the modes would get too many.
+    failure advance(const tree_view &tree, const command &done, mode_change change);
+
+    // The commands that lead from the mode at `position` to the current one.
+    std::vector<setting> path_from(size_t position) const;
+
+private:
+    std::vector<mode> modes_;
+    size_t base_;
+};
+
+} // namespace kiv_shell
+
+#endif

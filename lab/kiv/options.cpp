@@ -1,0 +1,120 @@
+#include "options.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+namespace kiv_shell
+{
+
+const char *const usage_text =
+    "usage: kiv [-c COMMAND | -f FILE | -r FILE] [-e N] [-q N] [-o N] [-L] [-V VERSION]\n"
+    "\n"
+    "  -c COMMAND   run one command line\n"
+    "  -f FILE      run the command lines of a file, up to the first that fails\n"
+    "  -r FILE      apply a configuration file: all of it, or nothing where a line is wrong\n"
+    "  -nRc, -nRf, -nRr\n"
+    "               the same as -c, -f, -r\n"
+    "  -e N         flags; 0x8000 (32768): the bootstrap pass of -r, which only checks the file\n"
+    "  -q N         not 0: no informational messages\n"
+    "  -o N         flags; 1: the running configuration without its heading\n"
+    "  -L           the peer variant: there is \"show running-config peer\"\n"
+    "  -V VERSION   the software version of the peer, shown in headings\n"
+    "\n"
+    "Without a command or file, command lines come from standard input.\n"
+    "Exit status: 0 done, 1 a command failed or is not understood, 2 wrong usage or no usable\n"
+    "command tree.\n";
+
+namespace
+{
+
+failure set_input(options &into, input_kind kind, const char *operand)
+{
+    if (into.input != input_kind::standard_input)
+        return "only one of -c, -f and -r";
+    into.input = kind;
+    into.operand = operand;
+    return {};
+}
+
+template <input_kind Kind>
+failure take_input(options &into, const char *operand)
+{
+    return set_input(into, Kind, operand);
+}
+
+template <int options::*Member>
+failure take_number(options &into, const char *operand)
+{
+    const std::string_view text = operand;
+    const char *end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, into.*Member);
+    if (error != std::errc() || rest != end)
+        return "not a number: " + printable(text);
+    return {};
+}
+
+failure take_version(options &into, const char *operand)
+{
+    into.peer_version = operand;
+    return {};
+}
+
+failure take_peer(options &into, const char *)
+{
+    into.peer = true;
+    return {};
+}
+
+failure take_help(options &into, const char *)
+{
+    into.help = true;
+    return {};
+}
+
+struct option {
+    std::string_view name;
+    bool has_operand;
+    failure (*take)(options &, const char *);
+};
+
+constexpr std::array option_table{
+    option{"-c", true, take_input<input_kind::command>},
+    option{"-nRc", true, take_input<input_kind::command>},
+    option{"-f", true, take_input<input_kind::command_file>},
+    option{"-nRf", true, take_input<input_kind::command_file>},
+    option{"-r", true, take_input<input_kind::configuration_file>},
+    option{"-nRr", true, take_input<input_kind::configuration_file>},
+    option{"-e", true, take_number<&options::execution>},
+    option{"-q", true, take_number<&options::quiet>},
+    option{"-o", true, take_number<&options::output_form>},
+    option{"-V", true, take_version},
+    option{"-L", false, take_peer},
+    option{"--help", false, take_help},
+};
+
+} // namespace
+
+std::string_view file_part(std::string_view path)
+{
+    return path.substr(path.rfind('/') + 1);
+}
+
+failure read_options(int argc, const char *const *argv, options &into)
+{
+    into.boot = argc > 0 && file_part(argv[0]) == boot_name;
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view name = argv[i];
+        const auto found = std::find_if(option_table.begin(), option_table.end(),
+                                        [&](const option &row) { return row.name == name; });
+        if (found == option_table.end())
+            return "unknown option " + printable(name);
+        if (found->has_operand && ++i == argc)
+            return printable(name) + " needs an operand";
+        if (auto failed = found->take(into, found->has_operand ? argv[i] : nullptr))
+            return failed;
+    }
+    return {};
+}
+
+} // namespace kiv_shell

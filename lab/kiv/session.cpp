@@ -1,0 +1,172 @@
+#include "session.h"
+
+#include <algorithm>
+
+#include "files.h"
+#include "handlers.h"
+
+namespace kiv_shell
+{
+
+namespace
+{
+
+// Where the mode of the running configuration stands among the modes.
+constexpr size_t configuration_position = 1;
+
+// How much of a line is shown on either side of an error.
+constexpr size_t shown_before = 60;
+constexpr size_t shown_after = 60;
+
+bool continues_character(char c)
+{
+    return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+}
+
+// The part of the line around the error, and a caret below it. Tabs stay, so that the caret
+// stands right; bytes that continue a character take no column.
+std::string pointed_out(std::string_view line, size_t position)
+{
+    const std::string_view cut = position > shown_before ? "..." : "";
+    const size_t start = cut.empty() ? 0 : position - shown_before;
+    std::string shown(cut);
+    std::string caret(cut.size(), ' ');
+    for (size_t i = start; i < std::min(line.size(), position + shown_after); ++i) {
+        shown += line[i] == '\t' ? "\t" : printable(line.substr(i, 1));
+        if (i < position && !continues_character(line[i]))
+            caret += line[i] == '\t' ? '\t' : ' ';
+    }
+    if (line.size() > position + shown_after)
+        shown += "...";
+    return shown + "\n" + caret + "^\n";
+}
+
+} // namespace
+
+session::session(const options &chosen, const tree_view &tree, const configuration_store &store,
+                 streams where)
+    : chosen_(chosen), tree_(tree), store_(store), where_(where),
+      configuration_mode_(tree.mode_of_function(configure_function)),
+      modes_(std::vector<mode>{{root_node, {}}})
+{
+}
+
+failure session::stay_in_configuration_mode()
+{
+    if (!configuration_mode_)
+        return "the command tree has no configuration mode";
+    modes_ = mode_stack(std::vector<mode>{{root_node, {}}, {*configuration_mode_, {}}});
+    return {};
+}
+
+bool session::run_line(std::string_view line, std::string_view location)
+{
+    if (is_blank_or_comment(line))
+        return true;
+    const parse_result parsed = parse_command(tree_, modes_.current(), line);
+    if (const auto *error = std::get_if<line_error>(&parsed)) {
+        report(location, line, *error);
+        return false;
+    }
+    const failure failed = execute(std::get<command>(parsed));
+    if (failed)
+        report(location, *failed);
+    return !failed;
+}
+
+failure session::check(const command &parsed) const
+{
+    const std::string_view function = tree_.function(parsed.node);
+    if (find_handler(function) == nullptr)
+        return "no handler for " + printable(function) + " in this shell";
+    if (function.empty() && !tree_.enters_mode(parsed.node))
+        return "the command has no function";
+    return {};
+}
+
+failure session::execute(const command &parsed)
+{
+    if (auto failed = check(parsed))
+        return failed;
+    output out(where_.output);
+    if (parsed.output_file) {
+        if (auto failed = out.open(*parsed.output_file))
+            return failed;
+    }
+    const handler &found = *find_handler(tree_.function(parsed.node));
+    const failure failed = found.run == nullptr ? failure() : found.run({*this, parsed, out});
+    const failure unwritten = out.finish();
+    if (failed || unwritten)
+        return failed ? failed : unwritten;
+    ended_ = found.after == mode_change::leave && modes_.size() == 1;
+    return modes_.advance(tree_, parsed, found.after);
+}
+
+failure session::load(configuration &into, std::string_view text) const
+{
+    auto failed = into.load(text);
+    if (failed)
+        *failed = store_.file_name() + ": " + *failed;
+    return failed;
+}
+
+failure session::in_one_change(const std::function<failure()> &work)
+{
+    return store_.update([&](std::string &text) -> failure {
+        configuration running(tree_, configuration_mode_.value_or(root_node));
+        if (auto failed = load(running, text))
+            return failed;
+        open_change_ = &running;
+        failure failed = work();
+        open_change_ = nullptr;
+        text = running.text();
+        return failed;
+    });
+}
+
+failure session::change_configuration(const change &work)
+{
+    if (!configuration_mode_ || modes_.size() <= configuration_position ||
+        modes_.at(configuration_position) != *configuration_mode_)
+        return "settings are made in configuration mode";
+    if (open_change_ == nullptr) {
+        return in_one_change([&] { return change_configuration(work); });
+    }
+    work(*open_change_, modes_.path_from(configuration_position));
+    return {};
+}
+
+failure session::read_configuration(std::string &text) const
+{
+    std::string stored;
+    if (auto failed = store_.read(stored))
+        return failed;
+    configuration running(tree_, configuration_mode_.value_or(root_node));
+    if (auto failed = load(running, stored))
+        return failed;
+    text = running.text_to_apply();
+    return {};
+}
+
+void session::report(std::string_view location, std::string_view text) const
+{
+    std::string message(location);
+    message.append("% ").append(text).append("\n");
+    write_all(where_.error, message);
+}
+
+void session::report(std::string_view location, std::string_view line,
+                     const line_error &error) const
+{
+    std::string message = pointed_out(line, error.position);
+    message.append(location).append("% ").append(error.text).append("\n");
+    write_all(where_.error, message);
+}
+
+void session::inform(std::string_view text) const
+{
+    if (chosen_.quiet == 0)
+        write_all(where_.output, text);
+}
+
+} // namespace kiv_shell

@@ -1,0 +1,84 @@
+// A session: command lines, run one after the other.
+#ifndef LAB_KIV_SESSION_H
+#define LAB_KIV_SESSION_H
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "configuration.h"
+#include "failure.h"
+#include "modes.h"
+#include "options.h"
+#include "parser.h"
+#include "store.h"
+#include "tree.h"
+
+namespace kiv_shell
+{
+
+struct streams {
+    int output;
+    int error;
+};
+
+class session
+{
+public:
+    // Everything referred to outlives the session.
+    session(const options &chosen, const tree_view &tree, const configuration_store &store,
+            streams where);
+
+    const options &chosen() const { return chosen_; }
+    const tree_view &tree() const { return tree_; }
+    mode_stack &modes() { return modes_; }
+
+    // The mode whose commands make up the running configuration, if the tree has one.
+    std::optional<node_index> configuration_mode() const { return configuration_mode_; }
+
+    // Puts the session into configuration mode for good, as for a configuration file.
+    failure stay_in_configuration_mode();
+
+    // Runs a line in the current mode and reports what is wrong with it, after `location`.
+    // Returns whether it was done; a blank line is.
+    bool run_line(std::string_view line, std::string_view location = {});
+
+    // Whether the shell can run the command; execute() fails the same way.
+    failure check(const command &parsed) const;
+    failure execute(const command &parsed);
+
+    // Set by a command that leaves the outermost mode.
+    bool ended() const { return ended_; }
+
+    // Changes the running configuration, in the block of the current mode.
+    using change = std::function<void(configuration &, const std::vector<setting> &path)>;
+    failure change_configuration(const change &work);
+
+    // Everything that `work` changes goes into the store at once, or nothing if it fails.
+    failure in_one_change(const std::function<failure()> &work);
+
+    // The running configuration as it is applied again.
+    failure read_configuration(std::string &text) const;
+
+    void report(std::string_view location, std::string_view text) const;
+    void report(std::string_view location, std::string_view line, const line_error &error) const;
+
+    // A message that is left out when the shell is to be quiet.
+    void inform(std::string_view text) const;
+
+private:
+    failure load(configuration &into, std::string_view text) const;
+
+    const options &chosen_;
+    const tree_view &tree_;
+    const configuration_store &store_;
+    streams where_;
+    std::optional<node_index> configuration_mode_;
+    mode_stack modes_;
+    configuration *open_change_ = nullptr;
+    bool ended_ = false;
+};
+
+} // namespace kiv_shell
+
+#endif

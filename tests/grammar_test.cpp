@@ -1,0 +1,595 @@
+// The tree compiler: what each line of a grammar becomes, and what is said about a wrong one.
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <kiv/extras.h>
+
+#include "grammar/compile.h"
+
+using kiv::grammar::compile;
+using kiv::grammar::diagnostic;
+using kiv::grammar::result;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+using namespace std::string_literals;
+using namespace std::string_view_literals;
+
+namespace
+{
+
+std::string report(const result &compiled)
+{
+    std::string text;
+    for (const diagnostic &error : compiled.errors)
+        text += std::to_string(error.line) + ": " + error.text + '\n';
+    return text;
+}
+
+std::vector<kiv_array_tree_node> nodes_of(std::string_view grammar)
+{
+    result compiled = compile(grammar);
+    EXPECT_EQ(report(compiled), "") << grammar.substr(0, 200);
+    if (compiled.nodes.empty())
+        compiled.nodes.resize(1);
+    return compiled.nodes;
+}
+
+// The bytes of a record as a file has them, in hexadecimal.
+std::string bytes_at(const kiv_array_tree_node &node, size_t offset, size_t count)
+{
+    std::string text;
+    for (size_t i = offset; i < offset + count; ++i) {
+        constexpr std::string_view digits = "0123456789abcdef";
+        const unsigned byte = reinterpret_cast<const unsigned char *>(&node)[i];
+        text += digits[byte >> 4];
+        text += digits[byte & 0xF];
+    }
+    return text;
+}
+
+std::string repeated(std::string_view text, size_t times)
+{
+    std::string all;
+    for (size_t i = 0; i < times; ++i)
+        all += text;
+    return all;
+}
+
+// Keywords a0, a1, ... that end a command each.
+std::string leaves(size_t count)
+{
+    std::string grammar;
+    for (size_t i = 0; i < count; ++i)
+        grammar += "keyword a" + std::to_string(i) + "\n  terminal\n";
+    return grammar;
+}
+
+// Keywords below one another, as many as there are levels below the root.
+std::string chain(size_t levels)
+{
+    std::string grammar;
+    for (size_t i = 0; i < levels; ++i)
+        grammar += std::string(2 * i, ' ') + "keyword k\n";
+    return grammar + std::string(2 * levels, ' ') + "terminal\n";
+}
+
+// Keyword "k" with one property, or an argument with its operands: node 1.
+kiv_array_tree_node with_property(const std::string &property)
+{
+    return nodes_of("keyword k\n  keyword below\n    terminal\n  " + property + '\n').at(1);
+}
+
+kiv_array_tree_node with_argument(const std::string &operands)
+{
+    return nodes_of("argument " + operands + "\n  terminal\n").at(1);
+}
+
+TEST(Grammar, MakesNodesInTheOrderOfTheLinesAndMarksLinks)
+{
+    const auto nodes = nodes_of("keyword first\n"
+                                "  link shared\n"
+                                "  keyword inner\n"
+                                "    link deep\n"
+                                "  name first-node\n"
+                                "argument line\n"
+                                "  name shared\n"
+                                "  run finish\n"
+                                "keyword last\n"
+                                "  link shared\n"
+                                "  keyword x\n"
+                                "    link first-node\n"
+                                "  keyword deep\n"
+                                "    name deep\n"
+                                "    terminal\n"
+                                "  link first-node\n");
+    ASSERT_EQ(nodes.size(), 7U);
+    const char *tokens[] = {"", "first", "inner", "", "last", "x", "deep"};
+    const char *children[] = {"0003000100030004",     "000200030002", "00010006", "0000",
+                              "00040003000500060001", "00010001",     "0000"};
+    const char *first_link_byte[] = {"00", "01", "01", "00", "09", "01", "00"};
+    for (size_t i = 0; i < nodes.size(); ++i) {
+        EXPECT_STREQ(nodes[i].token, tokens[i]) << i;
+        EXPECT_EQ(bytes_at(nodes[i], 566, std::strlen(children[i]) / 2), children[i]) << i;
+        EXPECT_EQ(bytes_at(nodes[i], 952, 1), first_link_byte[i]) << i;
+    }
+}
+
+TEST(Grammar, MarksALinkInTheLastPlaceOfANode)
+{
+    std::string grammar = "keyword a\n  name target\n  terminal\nkeyword owner\n";
+    for (int i = 0; i < 191; ++i)
+        grammar += "  keyword b" + std::to_string(i) + "\n    terminal\n";
+    const auto nodes = nodes_of(grammar + "  link target\n");
+    EXPECT_EQ(bytes_at(nodes[2], 566, 2), "00c0");
+    EXPECT_EQ(bytes_at(nodes[2], 950, 34), "0001" + repeated("00", 23) + "80" + repeated("00", 8));
+}
+
+TEST(Grammar, StoresEveryPropertyInItsField)
+{
+    struct property_case {
+        const char *line;
+        size_t offset;
+        std::string bytes;
+    };
+    const property_case cases[] = {
+        {"name n", 0, "6e00"},
+        {"run f", 208, "6600"},
+        {"run f", 332, "00000004"},
+        {"handler f", 208, "6600"},
+        {"handler f", 332, "00000000"},
+        {"terminal", 332, "00000004"},
+        {"submode \"p\" \"h\"", 332, "00000008"},
+        {"submode \"p\" \"h\"", 192, "7000"},
+        {"submode \"p\" \"h\"", 160, "6800"},
+        {"module m", 256, "6d00"},
+        {"generator g", 280, "6700"},
+        {"optional 0x1234", 328, "1234"},
+        {"message-type 944", 330, "03b0"},
+        {"action 0x80000011", 332, "80000011"},
+        {"token-id -2", 336, "fffffffe"},
+        {"command-id 2147483647", 340, "7fffffff"},
+        {"internal-function 65535", 560, "ffff"},
+        {"priority 258", 564, "0102"},
+        {"interfaces 0x0102030405060708", 984, "0102030405060708"},
+        {"terminal", 344, repeated("ff", 16)},
+        {"roles none", 344, repeated("00", 16)},
+        {"roles network-admin", 344, "01" + repeated("00", 15)},
+        {"roles network-operator svc-admin svc-operator", 344, "0e" + repeated("00", 15)},
+        {"roles 127 6-9", 344, "c003" + repeated("00", 13) + "80"},
+        {"roles 0-127", 344, repeated("ff", 16)},
+    };
+    for (const property_case &each : cases)
+        EXPECT_EQ(bytes_at(with_property(each.line), each.offset, each.bytes.size() / 2),
+                  each.bytes)
+            << each.line << " at " << each.offset;
+}
+
+TEST(Grammar, JoinsTheActionBitsOfAllProperties)
+{
+    EXPECT_EQ(bytes_at(with_property("action 0x10\n  submode p\n  run f"), 332, 4), "0000001c");
+}
+
+TEST(Grammar, StoresEveryTypeWithItsBounds)
+{
+    struct type_case {
+        const char *operands;
+        const char *type;
+        const char *bounds; // minimum, maximum and subtype
+        const char *type_mask = "0000000000000000";
+    };
+    const type_case cases[] = {
+        {"int", "40100001", "800000007fffffff00000000"},
+        {"int -5..-1", "40100001", "fffffffbffffffff00000000"},
+        {"int -2147483648..0x7fffffff", "40100001", "800000007fffffff00000000"},
+        {"int subtype 7", "40100001", "000000000000000000000007"},
+        {"int-range 1..2", "40100002", "000000010000000200000000"},
+        {"int-multi-range 3..3", "40100008", "000000030000000300000000"},
+        {"hex", "40100004", "00000000ffffffff00000000"},
+        {"hex 10..0xff", "40100004", "00000010000000ff00000000"},
+        {"hex-range 0..ffffffff", "40100010", "00000000ffffffff00000000"},
+        {"hex-multi-range subtype 0x9", "40100080", "000000000000000000000009"},
+        {"vsan", "40400001", "0000000100000ffd00000000"},
+        {"vsan-range 5..10", "40400002", "000000050000000a00000000"},
+        {"vsan-multi-range subtype 4294967295", "40400004", "0000000000000000ffffffff"},
+        {"string", "00000001", "000000000000000000000000"},
+        {"string 32", "00000001", "000000200000000000000000"},
+        {"line", "00000002", "000000000000000000000000"},
+        {"uri", "00000004", "ffffffff0000000000000000"},
+        {"uri 0x5", "00000004", "000000050000000000000000"},
+        {"interface", "40200001", "000000000000000000000000", "ffffffffffffffff"},
+        {"interface 0x1", "40200001", "000000000000000000000000", "0000000000000001"},
+        {"interface-range 0x8000000000000000", "40200002", "000000000000000000000000",
+         "8000000000000000"},
+        {"ipv4", "40000002", "000000000000000000000000"},
+        {"ipv6", "40000004", "000000000000000000000000"},
+        {"ip", "40000001", "000000000000000000000000"},
+        {"inet-name", "40000008", "000000000000000000000000"},
+        {"dns-name", "00000008", "000000000000000000000000"},
+        {"user-at-host", "00000010", "000000000000000000000000"},
+        {"mac", "40300001", "000000000000000000000000"},
+        {"wwn", "40300002", "000000000000000000000000"},
+        {"lun", "40300004", "000000000000000000000000"},
+        {"guid", "40500001", "000000000000000000000000"},
+        {"fc-id", "40600001", "000000000000000000000000"},
+    };
+    for (const type_case &each : cases) {
+        const auto node = with_argument(each.operands + std::string(" \"h\""));
+        EXPECT_EQ(bytes_at(node, 360, 4), each.type) << each.operands;
+        EXPECT_EQ(bytes_at(node, 364, 8), each.type_mask) << each.operands;
+        EXPECT_EQ(bytes_at(node, 436, 12), each.bounds) << each.operands;
+        EXPECT_EQ(bytes_at(node, 372, 2), "6800") << each.operands << ": help";
+    }
+}
+
+TEST(Grammar, TakesAQuotedWordAfterATypeForItsHelp)
+{
+    const auto node = with_argument("string \"32\"");
+    EXPECT_STREQ(node.parameters[0].help, "32");
+    EXPECT_EQ(bytes_at(node, 436, 4), "00000000");
+}
+
+TEST(Grammar, CountsTheParametersOfANode)
+{
+    EXPECT_EQ(bytes_at(with_property("terminal"), 562, 2), "0000");
+    EXPECT_EQ(bytes_at(with_argument("line"), 562, 2), "0001");
+    const auto node = with_argument("int 1..2\n  or mac \"address\"");
+    EXPECT_EQ(bytes_at(node, 562, 2), "0002");
+    EXPECT_EQ(bytes_at(node, 460, 4), "40300001");
+    EXPECT_STREQ(node.parameters[1].help, "address");
+}
+
+TEST(Grammar, GivesTheModuleToTheNodesFromThereOn)
+{
+    const auto nodes = nodes_of("keyword a\n  terminal\n"
+                                "module laboratory\n"
+                                "keyword b\n  module own\n  terminal\n"
+                                "keyword c\n  keyword d\n    terminal\n"
+                                "module \"\"\n"
+                                "keyword e\n  terminal\n");
+    const char *modules[] = {"", "", "own", "laboratory", "laboratory", ""};
+    for (size_t i = 0; i < nodes.size(); ++i)
+        EXPECT_STREQ(nodes[i].module_id, modules[i]) << i;
+    EXPECT_EQ(bytes_at(nodes[2], 256, 24), "6f776e" + repeated("00", 21)) << "no rest of the other";
+}
+
+TEST(Grammar, GivesThePropertiesBelowRootToTheRoot)
+{
+    const auto root =
+        nodes_of("module lab\nroot\n  priority 3\n  submode \"switch\"\n" + leaves(1))[0];
+    EXPECT_STREQ(root.submode_prompt, "switch");
+    EXPECT_STREQ(root.module_id, "lab");
+    EXPECT_EQ(bytes_at(root, 564, 2), "0003");
+}
+
+TEST(Grammar, ReadsLinesHoweverTheyAreWritten)
+{
+    const auto nodes = nodes_of("\xEF\xBB\xBF# comment with \0 and \xFF\r\n"
+                                "\r\n"
+                                "keyword\t\ta   \"say \\\"x\\\" and \\\\\"  \t\r\n"
+                                "  \t \n"
+                                "     # comment\n"
+                                "  run \"a function\"\n"
+                                "keyword \xC3\xBC \"gr\xC3\xBCn\"\n"
+                                "  terminal"sv);
+    ASSERT_EQ(nodes.size(), 3U);
+    EXPECT_STREQ(nodes[1].help, "say \"x\" and \\");
+    EXPECT_STREQ(nodes[1].func_id, "a function");
+    EXPECT_STREQ(nodes[2].token, "\xC3\xBC");
+}
+
+struct mistake {
+    std::string grammar;
+    size_t line;
+    const char *text;
+};
+
+void expect_reported(const mistake &each)
+{
+    const result compiled = compile(each.grammar);
+    const std::string start = each.grammar.substr(0, 200);
+    EXPECT_THAT(compiled.nodes, IsEmpty()) << start;
+    ASSERT_EQ(compiled.errors.size(), 1U) << start << '\n' << report(compiled);
+    EXPECT_EQ(compiled.errors[0].line, each.line) << start;
+    EXPECT_THAT(compiled.errors[0].text, HasSubstr(each.text)) << start;
+}
+
+// The file holds grammars, each with its report: lines that begin with "=> ".
+TEST(Grammar, ReportsMistakes)
+{
+    std::ifstream file(TEST_DATA_DIR "/grammar/mistakes.txt");
+    std::string grammar;
+    std::string expected;
+    size_t cases = 0;
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with("=> "))
+            expected += line.substr(3) + '\n';
+        else if (!line.empty())
+            grammar += line + '\n';
+        else {
+            EXPECT_EQ(report(compile(grammar)), expected) << grammar;
+            grammar.clear();
+            expected.clear();
+            ++cases;
+        }
+    }
+    EXPECT_GT(cases, 50U);
+}
+
+TEST(Grammar, ReportsBytesThatAreNoText)
+{
+    const mistake cases[] = {
+        {"", 1, "expected a keyword or an argument, found none"},
+        {"keyword a\n\tterminal\n", 2, "found a tab"},
+        {"keyword a\n  \tterminal\n", 2, "found a tab"},
+        {"keyword a \"tab\t\"\n", 1, "found a tab"},
+        {"keyword a\0b\n"s, 1, "found the control character \"\\x00\""},
+        {"keyword a\x7F\n", 1, "found the control character \"\\x7f\""},
+        {"keyword a\r \n", 1, "found the control character \"\\x0d\""},
+        {"keyword a\xC2\x9B\n", 1, "found the control character \"\\xc2\\x9b\""},
+        {"keyword a\xC3\n", 1, "expected UTF-8 text, found the byte \"\\xc3\""},
+        {"keyword \xC0\xAF\n", 1, "expected UTF-8 text, found the byte \"\\xc0\""},
+        {"keyword \xED\xA0\x80\n", 1, "expected UTF-8 text, found the byte \"\\xed\""},
+        {"keyword \xF4\x90\x80\x80\n", 1, "expected UTF-8 text, found the byte \"\\xf4\""},
+        {"roles" + repeated(" 1", 256), 1, "expected at most 256 words"},
+        {"keyword " + repeated("\xC3\xBC", 30), 1,
+         "expected TOKEN of at most 31 bytes, found \"\xC3\xBC"},
+    };
+    for (const mistake &each : cases)
+        expect_reported(each);
+}
+
+TEST(Grammar, TellsTokensApartByTheirCase)
+{
+    EXPECT_EQ(nodes_of("keyword a\n  terminal\nkeyword A\n  terminal\n").size(), 3U);
+}
+
+TEST(Grammar, KeepsTextsToTheirFields)
+{
+    struct field_case {
+        const char *before;
+        const char *after;
+        size_t most;
+        size_t offset;
+    };
+    const field_case cases[] = {
+        {"keyword ", "\n  terminal\n", 31, 64},
+        {"keyword k \"", "\"\n  terminal\n", 63, 96},
+        {"keyword k\n  terminal\n  name ", "\n", 63, 0},
+        {"keyword k\n  run ", "\n", 47, 208},
+        {"keyword k\n  terminal\n  submode ", "\n", 15, 192},
+        {"keyword k\n  terminal\n  submode p \"", "\"\n", 31, 160},
+        {"keyword k\n  terminal\n  module ", "\n", 23, 256},
+        {"keyword k\n  terminal\n  generator ", "\n", 47, 280},
+        {"argument line \"", "\"\n  terminal\n", 63, 372},
+        {"argument line\n  terminal\n  or mac \"", "\"\n", 63, 472},
+    };
+    for (const field_case &each : cases) {
+        const auto nodes = nodes_of(each.before + std::string(each.most, 'x') + each.after);
+        EXPECT_EQ(bytes_at(nodes.at(1), each.offset + each.most - 1, 2), "7800") << each.before;
+        const result refused = compile(each.before + std::string(each.most + 1, 'x') + each.after);
+        const std::string text = "of at most " + std::to_string(each.most) + " bytes, found \"xxx";
+        EXPECT_THAT(report(refused), HasSubstr(text)) << each.before;
+    }
+    EXPECT_THAT(report(compile("module " + std::string(24, 'x') + '\n' + leaves(1))),
+                HasSubstr("1: expected ID of at most 23 bytes"));
+    EXPECT_THAT(report(compile("keyword k\n  link " + std::string(64, 'x'))),
+                HasSubstr("2: expected NAME of at most 63 bytes"));
+}
+
+TEST(Grammar, KeepsTheLimitsOfATree)
+{
+    EXPECT_EQ(bytes_at(nodes_of(leaves(192))[0], 566, 2), "00c0");
+    expect_reported({leaves(400), 385, "expected at most 192 children of a node, found one more"});
+    EXPECT_EQ(nodes_of(chain(30)).size(), 31U);
+    expect_reported({chain(31), 31, "expected at most 31 levels with the root, found one more"});
+    EXPECT_EQ(
+        nodes_of(chain(29) + std::string(58, ' ') + "name n\n" + std::string(58, ' ') + "link n\n")
+            .size(),
+        30U);
+    expect_reported(
+        {chain(30) + std::string(60, ' ') + "name n\n" + std::string(60, ' ') + "link n\n", 33,
+         "31 levels"});
+}
+
+// So many keywords, on three levels.
+std::string keywords(size_t count)
+{
+    std::string grammar;
+    for (size_t i = 0; i < count; ++i) {
+        const size_t level = i % 1600 == 0 ? 0 : i % 40 < 2 ? 1 : 2;
+        const std::string indentation(2 * level, ' ');
+        grammar += indentation + "keyword k" + std::to_string(i) + '\n';
+        grammar += indentation + "  terminal\n";
+    }
+    return grammar;
+}
+
+TEST(Grammar, TakesAsManyNodesAsAnIndexCanName)
+{
+    EXPECT_EQ(nodes_of(keywords(65535)).size(), 65536U);
+    expect_reported({keywords(65600) + "nonsense\n", 2 * 65535 + 1,
+                     "expected at most 65536 nodes with the root, found one more"});
+}
+
+TEST(Grammar, ShowsTheFirstTwentyErrors)
+{
+    const result twenty = compile(repeated("x\n", 20));
+    EXPECT_EQ(twenty.errors.size(), 20U);
+    const result more = compile("keyword a\n" + repeated("x\n", 100));
+    ASSERT_EQ(more.errors.size(), 21U);
+    EXPECT_EQ(more.errors[0].line, 1U) << "found last";
+    EXPECT_EQ(more.errors[19].line, 20U);
+    EXPECT_EQ(more.errors[20].line, 21U);
+    EXPECT_EQ(more.errors[20].text, "further errors are not shown");
+}
+
+// kivctl as a process, in a folder of its own.
+class TreeCommand : public testing::Test
+{
+protected:
+    TreeCommand() { EXPECT_NE(mkdtemp(folder_.data()), nullptr); }
+
+    ~TreeCommand() override { std::filesystem::remove_all(folder_); }
+
+    std::string path(const std::string &name) const { return folder_ + '/' + name; }
+
+    void write(const std::string &name, std::string_view content) const
+    {
+        std::ofstream(path(name), std::ios::binary) << content;
+    }
+
+    std::string read(const std::string &name) const
+    {
+        std::ostringstream content;
+        content << std::ifstream(path(name), std::ios::binary).rdbuf();
+        return content.str();
+    }
+
+    // Runs in the folder; "%" in the line is the program.
+    int run(std::string line) const
+    {
+        for (size_t at; (at = line.find('%')) != std::string::npos;)
+            line.replace(at, 1, KIVCTL_PATH " tree");
+        const int status = std::system(("cd " + folder_ + " && (" + line + ") >out 2>err").c_str());
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+    std::string files() const
+    {
+        run("ls -A | grep -v -e out -e err | sort | tr '\\n' ' '");
+        return read("out");
+    }
+
+private:
+    std::string folder_ = "grammar_test.XXXXXX";
+};
+
+TEST_F(TreeCommand, MakesAFileThatIsTheTree)
+{
+    const std::string grammar = leaves(2);
+    write("g", grammar);
+    EXPECT_EQ(run("umask 027 && % compile g -o t.par"), 0) << read("err");
+    EXPECT_EQ(read("out") + read("err"), "t.par: 3 nodes\n");
+    const auto nodes = nodes_of(grammar);
+    const std::string content = read("t.par");
+    ASSERT_EQ(content.size(), 3000U);
+    EXPECT_EQ(std::memcmp(content.data(), nodes.data(), content.size()), 0);
+    EXPECT_EQ(files(), "g t.par ");
+    struct stat status;
+    ASSERT_EQ(stat(path("t.par").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0640U);
+}
+
+TEST_F(TreeCommand, ReadsPipesAndWritesToDevices)
+{
+    write("g", leaves(1));
+    EXPECT_EQ(run("% compile - -o t.par < g"), 0) << read("err");
+    EXPECT_EQ(run("% check - < t.par"), 0);
+    EXPECT_EQ(read("out"), "-: sound, 2 nodes\n");
+    EXPECT_EQ(run("% compile g -o /dev/full"), 1);
+    EXPECT_EQ(read("err"), "kivctl: /dev/full: No space left on device\n");
+    EXPECT_EQ(run("test -c /dev/full"), 0) << "replaced by a file";
+}
+
+TEST_F(TreeCommand, LeavesTheOldFileWhenItFails)
+{
+    write("good", leaves(100));
+    write("bad", "keyword a\nrun\n");
+    write("t.par", "old");
+    struct failing_case {
+        const char *line;
+        const char *error;
+    };
+    const failing_case cases[] = {
+        {"% compile bad -o t.par",
+         "bad:1: expected \"run\", \"terminal\" or a node below this one, "
+         "found none of them\nbad:2: expected \"run\" below"},
+        {"% compile missing -o t.par", "kivctl: missing: No such file or directory\n"},
+        {"% compile . -o t.par", "kivctl: .: Is a directory\n"},
+        {"% compile /dev/zero -o t.par", "kivctl: /dev/zero: File too large\n"},
+        {"% compile good -o .", "kivctl: .: Is a directory\n"},
+        {"% compile good -o missing/t.par", "kivctl: missing/t.par: No such file or directory\n"},
+        {"ulimit -f 16; % compile good -o t.par", "kivctl: t.par: File too large\n"},
+    };
+    for (const failing_case &each : cases) {
+        EXPECT_EQ(run(each.line), 1) << each.line;
+        EXPECT_THAT(read("err"), testing::StartsWith(each.error)) << each.line;
+        EXPECT_EQ(read("out"), "") << each.line;
+        EXPECT_EQ(read("t.par"), "old") << each.line;
+        EXPECT_EQ(files(), "bad good t.par ") << each.line;
+    }
+}
+
+TEST_F(TreeCommand, ChecksAndListsTrees)
+{
+    write("g", "keyword a\n  name n\n  run f\n  submode p\n  action 0x10\n"
+               "argument int\n  or mac\n  keyword b\n    terminal\n  link n\n");
+    EXPECT_EQ(run("% compile g -o t.par && % check t.par && % dump t.par"), 0) << read("err");
+    EXPECT_EQ(read("out"), "t.par: 4 nodes\n"
+                           "t.par: sound, 4 nodes\n"
+                           "0 - children 1 2\n"
+                           "1 a terminal submode action 0x10 function f\n"
+                           "2 <int|mac> children 3 link:1\n"
+                           "3 b terminal\n");
+    std::string tree = read("t.par");
+    tree[3000 + 64 + 1] = '\x1B';
+    tree[2000 + 360 + 3] = '\x7F';
+    write("odd.par", tree);
+    EXPECT_EQ(run("% dump odd.par | tail -2"), 0);
+    EXPECT_EQ(read("out"), "2 <0x4010007f|mac> children 3 link:1\n3 b\\x1b terminal\n");
+}
+
+TEST_F(TreeCommand, RefusesUnsoundTrees)
+{
+    write("g", leaves(1));
+    ASSERT_EQ(run("% compile g -o t.par"), 0);
+    std::string tree = read("t.par");
+    tree[1000 + 566] = '\x7F';
+    write("bad.par", tree);
+    write("cut.par", tree.substr(0, 1999));
+    write("empty.par", "");
+    const char *cases[][2] = {
+        {"bad.par", "bad.par: node 1: more children than a node holds\n"},
+        {"cut.par", "cut.par: size is not a whole number of nodes\n"},
+        {"empty.par", "empty.par: no node\n"},
+    };
+    for (const auto &[name, fault] : cases) {
+        EXPECT_EQ(run(std::string("% check ") + name), 1);
+        EXPECT_EQ(read("out"), fault);
+        EXPECT_EQ(run(std::string("% dump ") + name), 1);
+        EXPECT_EQ(read("out"), "");
+        EXPECT_EQ(read("err"), fault);
+    }
+}
+
+TEST_F(TreeCommand, ShowsItsUsage)
+{
+    for (const char *line : {"% --help", "% compile --help", "% check --help", "% dump -h"}) {
+        EXPECT_EQ(run(line), 0) << line;
+        EXPECT_THAT(read("out"), testing::StartsWith("usage: kivctl tree compile")) << line;
+    }
+    for (const char *line : {"%", "% make g", "% compile g", "% compile -o t.par", "% check",
+                             "% compile a b -o t.par", "% compile g -o a -o b", "% check a -o b",
+                             "% dump a b", "% check --json a", "% compile g -o"}) {
+        EXPECT_EQ(run(line), 2) << line;
+        EXPECT_EQ(read("out"), "") << line;
+        EXPECT_THAT(read("err"), HasSubstr("usage: kivctl tree compile")) << line;
+    }
+}
+
+} // namespace

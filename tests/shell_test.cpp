@@ -1,0 +1,600 @@
+// The shell: its parts by themselves, and the program at the switch's own path.
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstddef>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <kiv/kiv_exec_lib.h>
+
+#include "lab/kiv/argument_types.h"
+#include "lab/kiv/configuration.h"
+#include "lab/kiv/files.h"
+#include "lab/kiv/parser.h"
+#include "lab/kiv/run.h"
+#include "lab/kiv/session.h"
+#include "lab/kiv/store.h"
+#include "lab/kiv/testing/program.h"
+#include "lab/kiv/testing/small_tree.h"
+
+namespace
+{
+
+using namespace kiv_shell;
+using kiv_shell::testing::program_result;
+using kiv_shell::testing::read_text;
+using kiv_shell::testing::run_program;
+using kiv_shell::testing::run_shell;
+using kiv_shell::testing::write_text;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+// -- Lines and commands -----------------------------------------------------------
+
+struct tree_fixture {
+    std::vector<kiv_array_tree_node> nodes = kiv_shell::testing::small_tree();
+    tree_view tree{nodes.data(), nodes.size()};
+    node_index config = *tree.mode_of_function("configure_terminal");
+
+    // The canonical line, "> FILE" and all; or the position and the text of the error.
+    std::string parsed(node_index mode, const std::string &line) const
+    {
+        const parse_result result = parse_command(tree, mode, line);
+        if (const auto *error = std::get_if<line_error>(&result))
+            return std::to_string(error->position) + ": " + error->text;
+        const command &found = std::get<command>(result);
+        return canonical_line(found) + (found.output_file ? ">" + *found.output_file : "");
+    }
+};
+
+class Parser : public ::testing::Test, protected tree_fixture
+{
+};
+
+struct line_case {
+    const char *line;
+    const char *result; // or how it begins
+};
+
+TEST_F(Parser, UnderstandsCommandsOfExecMode)
+{
+    const line_case cases[] = {
+        {"  sho\tver  ", "show version"},
+        {"show v", "5: ambiguous word \"v\"; candidates: version, vsan"},
+        {"show Version", "5: unknown word \"Version\"; expected: running-config, version, vsan"},
+        {"show \"version\"", "5: unknown word"},
+        {"show two", "5: unknown word"},
+        {"show", "4: incomplete command; expected: running-config, version, vsan"},
+        {"show version now", "13: too many words"},
+        {"show version > f", "show version>f"},
+        {"show version >\"a b\\\"\\\\\"", "show version>a b\"\\"},
+        {"show version>f", "5: unknown word \"version>f\""},
+        {"show version > a b", "17: too many words"},
+        {"show version >", "14: incomplete command; expected: the name of a file"},
+        {"show version >> f", "14: incomplete"},
+        {"show version > \"\"", "15: the name of a file is empty"},
+        {"show version > \"a", "15: quote without an end"},
+        {"show \"ver\"x", "10: blank expected after the closing quote"},
+        {"show ver\001", "8: control character"},
+    };
+    for (const line_case &row : cases)
+        EXPECT_THAT(parsed(root_node, row.line), StartsWith(row.result)) << row.line;
+}
+
+TEST_F(Parser, GivesArgumentsACanonicalForm)
+{
+    const line_case cases[] = {
+        {"name a", "name a"},
+        {"name \"a\"", "name a"},
+        {"name \"a b\"", "name \"a b\""},
+        {"name \"\"", "name \"\""},
+        {"name a\"b", "name \"a\\\"b\""},
+        {"name a\\", "name \"a\\\\\""},
+        {"name \"!a\"", "name \"!a\""},
+        {"name 123456789", "5: value \"123456789\" is out of bounds; expected: <string of up to 8"},
+        {"banner  two  words > \"x  ", "banner two  words > \"x"},
+        {"banner > x", "7: incomplete command; expected: <line>"},
+        {"speed aut", "6: ambiguous"},
+        {"speed \"auto\"", "speed \"auto\""},
+        {"speed \"a\"", "speed \"a\""},
+        {"speed 7", "speed 7"},
+        {"speed seventy", "6: value \"seventy\" is out of bounds; expected: <string of up to 5"},
+        {"vsan 0", "5: value \"0\" is out of bounds; expected: <vsan 1..4093>"},
+    };
+    for (const line_case &row : cases) {
+        const std::string first = parsed(config, row.line);
+        EXPECT_THAT(first, StartsWith(row.result)) << row.line;
+        if (first.find(": ") == std::string::npos) {
+            EXPECT_EQ(parsed(config, first), first);
+        }
+    }
+}
+
+TEST_F(Parser, TakesLinesOfAnyLengthAndShowsLittleOfThem)
+{
+    const std::string word(1 << 20, 'x');
+    EXPECT_EQ(parsed(config, "host " + word), "host " + word);
+    EXPECT_LT(parsed(config, word).size(), 300U);
+}
+
+// -- Argument types ---------------------------------------------------------------
+
+// Words with '|' between them; '' is the empty word.
+struct type_case {
+    kiv_parameter_type type;
+    uint32_t minimum;
+    uint32_t maximum;
+    const char *fitting;
+    const char *out_of_bounds;
+    const char *wrong;
+};
+
+constexpr uint32_t minus_5 = 0xFFFFFFFBU;
+constexpr uint32_t largest = 0xFFFFFFFFU;
+
+const type_case type_cases[] = {
+    {TYPE_STRING, 3, 0, "''|a b", "abcd", ""},
+    {TYPE_LINE, 0, 0, "a  b", "", "''"},
+    {TYPE_URI, 0, 0, "a:|x+y:z?%20", "", "a|:a|1a:b|a:%2|a:%zz|a: "},
+    {TYPE_URI, 4, 0, "tftp://h/f|TFTP:x", "ftp://h", "tftp"},
+    {TYPE_DNS_NAME, 0, 0, "a|a-b.1.c.|10.0.0.x", "", "''|.|a..b|-a|a-.b|a_b|10.0.0.300"},
+    {TYPE_USERATHOST, 0, 0, "u@h|a.b+c@::1", "", "@h|u@|u|u@h@h|u v@h"},
+    {TYPE_IP, 0, 0, "1.2.3.4|fe80::1", "", "1.2.3|::g|h|''"},
+    {TYPE_IPV4, 0, 0, "255.0.0.1", "", "256.0.0.1|::1|1.2.3.4 |1.2.3.4.5"},
+    {TYPE_IPV6, 0, 0, "::|::ffff:1.2.3.4", "", "1.2.3.4|:::|1:2:3:4:5:6:7:8:9"},
+    {TYPE_INET_NAME, 0, 0, "1.2.3.4|::1|host", "", "1.2.3.400|a b"},
+    {TYPE_INT, minus_5, 10, "-5|10|007", "-6|11|99999999999999999999", "''|-|+1|1x|0x1|1-2"},
+    {TYPE_INT_RANGE, minus_5, 10, "3|-5--3|-1-10", "1-11|-6-1", "3-1|1-|-"},
+    {TYPE_INT_MULTI_RANGE, 1, 9, "1,3-9", "1,10", "''|,1|1,|1,,2|1 2"},
+    {TYPE_HEX, 1, largest, "0x1f|1F|ffffffff", "0|100000000", "0x|-1|0x-1|g"},
+    {TYPE_HEX_RANGE, 0, 0xFF, "a-0xff", "a-100", "b-a|a--b"},
+    {TYPE_HEX_MULTI_RANGE, 0, 0xFF, "1,a-f,0xff", "1,fff", "1,-f"},
+    {TYPE_INTERFACE, 0, 0, "fc1/1|mgmt0", "", "fc1|fc1/|fc01/1|mgmt0/1|x1/1"},
+    {TYPE_INTERFACE_RANGE, 0, 0, "fc1/1-4|fc1/1|port-channel1-2", "", "fc1/4-1|fc1/1-|fc1/-4"},
+    {TYPE_MAC, 0, 0, "00:11:22:33:44:fF", "", "00:11:22:33:44|0:11:22:33:44:55|''"},
+    {TYPE_WWN, 0, 0, "20:00:00:11:22:33:44:55", "", "20:00:00:11:22:33:44:5|20:00"},
+    {TYPE_LUN, 0, 0, "00|00:01:02:03:04:05:06:07", "", "''|0|00:|00:01:02:03:04:05:06:07:08"},
+    {TYPE_VSAN, 1, 4093, "1|4093", "0|4094", "a"},
+    {TYPE_VSAN_RANGE, 1, 4093, "10-20", "10-4094", "20-10"},
+    {TYPE_VSAN_MULTI_RANGE, 1, 4093, "1,10-20", "0,1", "1;2"},
+    {TYPE_GUID, 0, 0, "01234567-89ab-cdef-0123-456789ABCDEF", "", "01234567-89ab-cdef-0123|x"},
+    {TYPE_FC_ID, 0, 0, "0x01ABef", "", "01abef|0x1abef|0x01abefg"},
+};
+
+void expect_fit(const kiv_parameter &parameter, const char *words, fit expected)
+{
+    std::istringstream all(words);
+    for (std::string word; std::getline(all, word, '|');)
+        EXPECT_EQ(check_argument(parameter, word == "''" ? "" : word), expected)
+            << describe_parameter(parameter) << " and " << word;
+}
+
+TEST(ArgumentTypes, TakeTheWordsOfTheirFormWithinTheirBounds)
+{
+    for (const type_case &row : type_cases) {
+        kiv_parameter parameter{};
+        parameter.type = static_cast<uint32_t>(row.type);
+        parameter.minimum = row.minimum;
+        parameter.maximum = row.maximum;
+        expect_fit(parameter, row.fitting, fit::fits);
+        expect_fit(parameter, row.out_of_bounds, fit::out_of_bounds);
+        expect_fit(parameter, row.wrong, fit::wrong_form);
+    }
+}
+
+TEST(ArgumentTypes, KnowNamedValuesAndInterfaceMasks)
+{
+    kiv_parameter parameter{};
+    parameter.type = TYPE_INT;
+    parameter.subtype = 1;
+    EXPECT_EQ(check_argument(parameter, "77"), fit::fits);
+    parameter.type = TYPE_INTERFACE;
+    parameter.type_mask = 0x2;
+    EXPECT_EQ(check_argument(parameter, "mgmt0"), fit::fits);
+    EXPECT_EQ(check_argument(parameter, "fc1/1"), fit::out_of_bounds);
+    parameter.type = 0x40100040;
+    EXPECT_EQ(check_argument(parameter, "1"), fit::wrong_form) << "unknown type";
+}
+
+// -- The running configuration ------------------------------------------------------
+
+class Configuration : public ::testing::Test, protected tree_fixture
+{
+protected:
+    setting of(node_index mode, const std::string &line) const
+    {
+        return setting_of(tree, std::get<command>(parse_command(tree, mode, line)));
+    }
+
+    // A setting of configuration mode, or of a virtual SAN.
+    void put(const std::string &line) { running.put({}, of(config, line)); }
+    void put(const std::string &outer, const std::string &line)
+    {
+        const setting block = of(config, outer);
+        running.put({block}, of(*block.mode, line));
+    }
+
+    configuration running{tree, config};
+};
+
+TEST_F(Configuration, ReplacesInPlaceOrdersByPriorityAndMakesMissingBlocks)
+{
+    for (const char *line : {"name one", "vsan 20", "vsan 10", "host b", "host a", "speed 1",
+                             "banner x", "vsan 20", "name two", "host b", "speed auto"})
+        put(line);
+    put("vsan 20", "name inner");
+    put("vsan 30", "name new");
+    put("vsan 20");
+    EXPECT_EQ(running.text(), "speed auto\nbanner x\nvsan 20\n  name inner\nvsan 10\n"
+                              "vsan 30\n  name new\nhost b\nhost a\nname two\n");
+}
+
+TEST_F(Configuration, RemovesWhatBeginsWithTheWords)
+{
+    for (const char *line : {"host a", "host b", "speed 4", "vsan 1", "vsan 10"})
+        put(line);
+    put("vsan 1", "name x");
+    running.remove({}, {"host", "a"});
+    running.remove({}, {"speed"});
+    running.remove({}, {"vsan", "1"});
+    running.remove({of(config, "vsan 3")}, {"name"});
+    EXPECT_EQ(running.text(), "vsan 10\nhost b\n");
+    put("host a");
+    EXPECT_EQ(running.text(), "vsan 10\nhost b\nhost a\n");
+}
+
+TEST_F(Configuration, KeepsLinesThatTheTreeDoesNotKnow)
+{
+    const std::string text = "vsan 1\n  fabric x\n    deeper y\n  name z\nzone a\nhost b\n";
+    ASSERT_EQ(running.load(text), failure());
+    EXPECT_EQ(running.text(), text);
+    put("banner x");
+    EXPECT_EQ(running.text(), "banner x\n" + text);
+}
+
+TEST_F(Configuration, RefusesWhatIsNoConfiguration)
+{
+    const line_case cases[] = {
+        {"host a\n   host b\n", "line 2: wrong indentation"},
+        {"  host a\n", "line 1: wrong indentation"},
+        {"vsan 1\n    name x\n", "line 2: wrong indentation"},
+        {"host a\n\001\n", "line 2: control character"},
+    };
+    for (const line_case &row : cases) {
+        configuration damaged(tree, config);
+        EXPECT_EQ(damaged.load(row.line), failure(row.result));
+    }
+    std::string deep;
+    for (size_t depth = 0; depth <= most_modes; ++depth)
+        deep += std::string(2 * depth, ' ') + "x\n";
+    EXPECT_EQ(running.load(deep), failure("line 33: wrong indentation"));
+}
+
+// -- Sessions and the store -----------------------------------------------------------
+
+constexpr const char *store_directory = "/ubex/cfg";
+constexpr const char *running_file = "/ubex/cfg/running.cfg";
+
+// Only in a switch root, whose /ubex is the test's own.
+class OnSwitch : public ::testing::Test, protected tree_fixture
+{
+protected:
+    void SetUp() override
+    {
+        const char *folder = std::getenv("KIV_SWITCH_ROOT");
+        ASSERT_NE(folder, nullptr) << "run this with script/switch-root";
+        state_folder = folder;
+        for (const char *file : {running_file, "/ubex/cfg/running.cfg.new", "/ubex/cfg/.lock"})
+            unlink(file);
+        rmdir(store_directory);
+    }
+
+    // Runs lines in a session of its own. Returns whether all were done.
+    bool run_lines(const std::vector<std::string> &lines) const
+    {
+        session shell(chosen, tree, store, {STDOUT_FILENO, STDERR_FILENO});
+        bool done = true;
+        for (const std::string &line : lines)
+            done = shell.run_line(line) && done;
+        return done;
+    }
+
+    int apply(const std::string &text) const
+    {
+        write_text("/ubex/apply.cfg", text);
+        session shell(chosen, tree, store, {STDOUT_FILENO, STDERR_FILENO});
+        return run_configuration_file(shell, "/ubex/apply.cfg");
+    }
+
+    std::string shown() const
+    {
+        session shell(chosen, tree, store, {STDOUT_FILENO, STDERR_FILENO});
+        std::string text;
+        EXPECT_EQ(shell.read_configuration(text), failure());
+        return text;
+    }
+
+    // The same inside and outside of the root: what is there, stat finds also where proot does not
+    // translate the call.
+    std::string state_folder;
+    options chosen;
+    configuration_store store{store_directory};
+};
+
+using Session = OnSwitch;
+using Store = OnSwitch;
+
+TEST_F(Session, EntersAndLeavesModes)
+{
+    EXPECT_TRUE(run_lines({"configure terminal", "vsan 1", "name a", "vsan 2", "exit", "name b",
+                           "exit", "name c", "vsan 1", "exit", "end", "show version"}));
+    EXPECT_EQ(read_text(running_file), "vsan 1\n  name b\n  vsan 2\nname c\n");
+    EXPECT_FALSE(run_lines({"configure terminal", "vsan 1", "host x"})) << "enclosing mode";
+    EXPECT_FALSE(run_lines({"configure terminal", "strange"})) << "no handler";
+    EXPECT_FALSE(run_lines({"configure terminal", "no vsan 1", "vsan 0"}));
+    EXPECT_EQ(read_text(running_file), "name c\n");
+}
+
+TEST_F(Session, LimitsModesWithinModes)
+{
+    std::vector<std::string> lines{"configure terminal"};
+    lines.resize(most_modes - 1, "vsan 1");
+    lines.front() = "configure terminal";
+    EXPECT_TRUE(run_lines(lines));
+    lines.emplace_back("vsan 1");
+    EXPECT_FALSE(run_lines(lines));
+}
+
+TEST_F(Session, ShowsWhatCanBeAppliedAgain)
+{
+    const std::string text = "banner say \"hi\" > x\n"
+                             "vsan 1\n  name in\n  vsan 2\n    name \"a b\"\n    exit\n  exit\n"
+                             "vsan 3\nhost \"!x\"\nhost \"\"\n"
+                             "name \">\"\n";
+    EXPECT_EQ(apply(text), status_done);
+    EXPECT_EQ(shown(), text);
+    EXPECT_EQ(apply("vsan 3\nexit\nno host \"!x\"\nno host \"\"\n"), status_done);
+    EXPECT_THAT(shown(), EndsWith("vsan 3\n  exit\nname \">\"\n"));
+}
+
+TEST_F(Session, AppliesAFileThatIsNotIndented)
+{
+    EXPECT_EQ(apply("! x\r\nvsan 1\r\nname a\nhost b\nname outer\nend\nvsan 2\nno host b"),
+              status_done);
+    EXPECT_EQ(read_text(running_file), "vsan 1\n  name a\nvsan 2\nname outer\n");
+}
+
+TEST_F(Store, KeepsTheChangesOfAllWriters)
+{
+    constexpr int writers = 4, changes = 15;
+    std::vector<pid_t> children;
+    for (int writer = 0; writer < writers; ++writer) {
+        const pid_t child = fork();
+        if (child == 0) {
+            bool done = true;
+            for (int i = 0; i < changes; ++i) {
+                const std::string host = std::to_string(writer) + "-" + std::to_string(i);
+                done = run_lines({"configure terminal", "host " + host}) && done;
+            }
+            _exit(done ? 0 : 1);
+        }
+        children.push_back(child);
+    }
+    for (const pid_t child : children) {
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    const std::string text = read_text(running_file);
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), writers * changes) << text;
+}
+
+TEST_F(Store, IsWholeWheneverAWriterIsKilled)
+{
+    const std::string versions[] = {std::string(300000, 'a') + "\n",
+                                    std::string(400000, 'b') + "\n"};
+    for (int round = 0; round < 20; ++round) {
+        int started[2];
+        ASSERT_EQ(pipe(started), 0);
+        const pid_t child = fork();
+        if (child == 0) {
+            close(started[0]);
+            for (size_t i = 0;; ++i) {
+                store.update([&](std::string &text) {
+                    text = versions[i % 2];
+                    return failure();
+                });
+                if (write(started[1], "x", 1) != 1)
+                    _exit(1);
+            }
+        }
+        std::array<char, 1> mark;
+        for (int i = 0; i <= round % 3; ++i)
+            ASSERT_EQ(read(started[0], mark.data(), 1), 1);
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        close(started[0]);
+        close(started[1]);
+        const std::string text = read_text(running_file);
+        ASSERT_TRUE(text == versions[0] || text == versions[1]) << text.size() << " bytes";
+    }
+    EXPECT_EQ(store.update([](std::string &text) {
+        text = "after\n";
+        return failure();
+    }),
+              failure());
+    EXPECT_EQ(read_text(running_file), "after\n") << "a lock or a file was left behind";
+}
+
+TEST_F(Store, LeavesWhatItCannotReadAlone)
+{
+    const auto refused = [&] {
+        EXPECT_FALSE(run_lines({"configure terminal", "host b"}));
+        EXPECT_FALSE(run_lines({"show running-config > /ubex/shown"}));
+    };
+    ASSERT_EQ(mkdir(store_directory, 0755), 0);
+    const std::string damaged("host a\n\0\0\0", 10);
+    write_text(running_file, damaged);
+    refused();
+    EXPECT_EQ(read_text(running_file), damaged);
+    unlink(running_file);
+    ASSERT_EQ(mkfifo(running_file, 0600), 0);
+    refused();
+}
+
+// -- The program ------------------------------------------------------------------------
+
+using Program = OnSwitch;
+
+TEST_F(Program, TellsItsVersionAndVariant)
+{
+    const program_result normal = run_shell("-c 'show version'");
+    EXPECT_EQ(normal.status, 0) << normal.errors;
+    EXPECT_THAT(normal.output, HasSubstr("Variant:  normal\n"));
+    EXPECT_THAT(run_program("/lc/ubexboot/bin/kivboot", "-nRc 'sh ver'").output,
+                HasSubstr("Variant:  boot\n"));
+}
+
+TEST_F(Program, HasAnExitStatusAndAMessageForEachFault)
+{
+    struct program_case {
+        const char *arguments;
+        int status;
+        const char *error;
+    };
+    const program_case cases[] = {
+        {"-c ''", 0, ""},
+        {"-V '1 2' -q -1 -c '! nothing' -L -o 1 -e 0", 0, ""},
+        {"-c 'show versoin'", 1,
+         "show versoin\n     ^\n% unknown word \"versoin\"; expected: running-config, version\n"},
+        {"-c 'show running-config peer'", 1, "% only the peer variant"},
+        {"-c 'show version > /ubex'", 1, "% /ubex: Is a directory\n"},
+        {"-c 'show version > /dev/full'", 1, "% /dev/full: No space left on device\n"},
+        {"-f /ubex/missing", 1, "kiv: /ubex/missing: No such file or directory\n"},
+        {"-r /ubex", 1, "kiv: /ubex: Is a directory\n"},
+        {"-c", 2, "kiv: -c needs an operand"},
+        {"-c a -r b", 2, "kiv: only one of -c, -f and -r"},
+        {"-e 1x", 2, "kiv: not a number: 1x"},
+        {"-q 99999999999", 2, "kiv: not a number"},
+        {"-nR", 2, "kiv: unknown option -nR"},
+    };
+    for (const program_case &row : cases) {
+        const program_result result = run_shell(row.arguments);
+        EXPECT_EQ(result.status, row.status) << row.arguments;
+        EXPECT_THAT(result.errors, StartsWith(row.error)) << row.arguments;
+        EXPECT_EQ(result.errors.empty(), *row.error == '\0') << row.arguments;
+    }
+}
+
+TEST_F(Program, ReadsCommandsFromStandardInputAndGoesOnAfterErrors)
+{
+    const program_result result =
+        run_shell("-q 1", "conf t\nboot-delay 9999\nswitchname a\nend\nexit\nfoo\n");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.output, "");
+    EXPECT_THAT(result.errors, HasSubstr("is out of bounds; expected: <int 0..3600>"));
+    EXPECT_EQ(read_text(running_file), "switchname a\n");
+    EXPECT_EQ(run_shell("", "exit\nfoo\n").status, 0) << "nothing is read behind the end";
+}
+
+TEST_F(Program, StopsAtTheFirstLineOfACommandFileThatFails)
+{
+    write_text("/ubex/commands", "configure terminal\nswitchname a\n\nfoo\nswitchname b\n");
+    const program_result result = run_shell("-f /ubex/commands");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.errors, HasSubstr("/ubex/commands:4: % unknown word \"foo\""));
+    EXPECT_EQ(read_text(running_file), "switchname a\n");
+}
+
+TEST_F(Program, AppliesAConfigurationFileWholeOrNotAtAll)
+{
+    write_text("/ubex/c", "switchname a\nvsan 5000\nvsan 1\n nmae x\nbanner x\nshow version\n");
+    const program_result wrong = run_shell("-r /ubex/c");
+    EXPECT_EQ(wrong.status, 1);
+    for (const char *part : {"/ubex/c:2: % value \"5000\"", "/ubex/c:4: % unknown word \"nmae\"",
+                             "/ubex/c:6: % unknown word \"show\""})
+        EXPECT_THAT(wrong.errors, HasSubstr(part));
+    EXPECT_EQ(read_text(running_file), "");
+
+    write_text("/ubex/c", "vsan 1\nname x\ninterface fc1/1\nswitchport speed auto\nvsan 2\n");
+    EXPECT_EQ(run_shell("-e 32768 -r /ubex/c").output,
+              "/ubex/c: 5 commands checked, none applied\n");
+    EXPECT_EQ(read_text(running_file), "");
+    EXPECT_EQ(run_shell("-r /ubex/c").output, "/ubex/c: 5 commands applied\n");
+    EXPECT_EQ(run_shell("-q 1 -nRr /ubex/c").output, "");
+    EXPECT_EQ(read_text(running_file),
+              "vsan 1\n  name x\nvsan 2\ninterface fc1/1\n  switchport speed auto\n");
+}
+
+TEST_F(Program, ShowsTheConfigurationAndMarksThePeers)
+{
+    write_text("/ubex/c", "switchname a\n");
+    ASSERT_EQ(run_shell("-r /ubex/c").status, 0);
+    EXPECT_EQ(run_shell("-o 1 -c 'show running-config'").output, "switchname a\n");
+    EXPECT_THAT(
+        run_shell("-c 'show running-config'").output,
+        ::testing::AllOf(StartsWith("! Running configuration\n"), HasSubstr("\nswitchname a\n")));
+    EXPECT_THAT(run_shell("-L -V 6.2 -c 'show running-config peer'").output,
+                StartsWith("! Running configuration of the peer\n! Peer version: 6.2\n"));
+    EXPECT_EQ(run_shell(std::string("-o 1 -c 'show running-config > ") + running_file + "'").status,
+              0);
+    EXPECT_EQ(read_text(running_file), "switchname a\n") << "shown into its own file";
+}
+
+TEST_F(Program, ServesTheLibrary)
+{
+    const std::string file = state_folder + "/c";
+    write_text(file, "switchname \"a b\"\nvsan 7\nname x\n");
+    EXPECT_EQ(kiv_execute_cfg_file(file.c_str()), 0);
+    EXPECT_EQ(kiv_generate_running_cfg("/ubex/generated"), 0);
+    const std::string generated = read_text("/ubex/generated");
+    EXPECT_THAT(generated, HasSubstr("switchname \"a b\"\nvsan 7\n  name x\n"));
+    kiv_system_info request{};
+    std::string("show running-config").copy(request.cmd_str, sizeof request.cmd_str);
+    std::string("/ubex/out").copy(request.out_file, sizeof request.out_file);
+    request.o_value = 1;
+    EXPECT_EQ(kiv_talvek_system2(&request), 0U);
+    EXPECT_THAT(generated, HasSubstr(read_text("/ubex/out")));
+    EXPECT_EQ(kiv_system("show nothing"), 1 << 8);
+    EXPECT_EQ(kiv_execute_script_file(file.c_str()), -1) << "no commands of exec mode";
+}
+
+TEST_F(Program, RefusesATreeThatIsNotSound)
+{
+    const std::string path = "/ubex/etc/par/main_tree.par";
+    const std::string tree_text = read_text(path);
+    const auto refused = [&](const std::string &reason) {
+        const program_result result = run_shell("-c 'show version'");
+        EXPECT_EQ(result.status, 2) << reason;
+        EXPECT_EQ(result.errors, "kiv: " + path + ": " + reason + "\n");
+        unlink(path.c_str());
+    };
+    write_text(path, tree_text.substr(0, tree_text.size() - 1));
+    refused("node 0: size is not a whole number of nodes");
+    std::string cyclic = tree_text.substr(0, 1000);
+    cyclic.replace(offsetof(kiv_array_tree_node, child_count), 4, std::string("\0\1\0\0", 4));
+    cyclic[offsetof(kiv_array_tree_node, childlist_mask)] = 0;
+    write_text(path, cyclic);
+    refused("node 0: node is its own descendant");
+    write_text(path, "");
+    refused("node 0: no node");
+    refused("No such file or directory");
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    refused("not a regular file");
+    ASSERT_EQ(mkdir(path.c_str(), 0755), 0);
+    refused("not a regular file");
+    rmdir(path.c_str());
+    write_text(path, tree_text);
+}
+
+} // namespace

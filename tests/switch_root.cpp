@@ -1,0 +1,88 @@
+#include "switch_root.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include <unistd.h>
+
+namespace switch_root
+{
+
+namespace
+{
+
+constexpr const char *recording_file = "/ubex/recorded";
+constexpr const char *shells[] = {"/usr/sbin/kiv.bin", "/lc/ubexboot/bin/kivboot"};
+
+} // namespace
+
+void require()
+{
+    if (std::getenv("KIV_SWITCH_ROOT") != nullptr && access("/run/host/usr", F_OK) == 0)
+        return;
+    std::fputs("this test replaces system programs: run it with script/switch-root\n", stderr);
+    std::exit(1);
+}
+
+void write_file(const std::string &path, const std::string &content)
+{
+    std::ofstream file(path);
+    file << content;
+    ASSERT_TRUE(file.flush().good()) << path;
+}
+
+std::string read_file(const std::string &path)
+{
+    std::ostringstream content;
+    content << std::ifstream(path).rdbuf();
+    return content.str();
+}
+
+bool exists(const std::string &path)
+{
+    return access(path.c_str(), F_OK) == 0;
+}
+
+void install_shell(const std::string &program)
+{
+    require();
+    for (const char *shell : shells) {
+        unlink(shell);
+        if (!program.empty()) {
+            ASSERT_EQ(symlink(program.c_str(), shell), 0) << shell;
+        }
+    }
+}
+
+void recorded::SetUp()
+{
+    install_shell(RECORDER_PATH);
+    plan("exit 0");
+}
+
+void recorded::plan(const std::string &text)
+{
+    setenv("RECORDER_PLAN", text.c_str(), 1);
+}
+
+std::vector<std::string> recorded::recording()
+{
+    std::vector<std::string> lines;
+    std::istringstream content(read_file(recording_file));
+    for (std::string line; std::getline(content, line);)
+        lines.push_back(line);
+    unlink(recording_file);
+    return lines;
+}
+
+std::vector<std::string> recorded::arguments(const std::vector<std::string> &words)
+{
+    std::vector<std::string> lines;
+    for (const std::string &word : words)
+        lines.push_back("arg " + word);
+    return lines;
+}
+
+} // namespace switch_root

@@ -1,0 +1,38 @@
+// What tests do to the switch's own files. Only in a switch root.
+#ifndef KIV_TESTS_SWITCH_ROOT_H
+#define KIV_TESTS_SWITCH_ROOT_H
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace switch_root
+{
+
+// Ends the program unless it runs in a switch root, so that no test touches the machine itself.
+void require();
+
+void write_file(const std::string &path, const std::string &content);
+std::string read_file(const std::string &path);
+bool exists(const std::string &path);
+
+// Puts a program where the shell and the boot-time shell stand; an empty path takes them away.
+void install_shell(const std::string &program);
+
+// A test whose shell is the recorder.
+class recorded : public testing::Test
+{
+protected:
+    void SetUp() override;
+
+    static void plan(const std::string &text);
+
+    // The lines that the recorder wrote since the last call; none when it did not run.
+    static std::vector<std::string> recording();
+    static std::vector<std::string> arguments(const std::vector<std::string> &words);
+};
+
+} // namespace switch_root
+
+#endif

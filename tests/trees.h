@@ -1,0 +1,45 @@
+// Small trees for the tests.
+#ifndef KIV_TESTS_TREES_H
+#define KIV_TESTS_TREES_H
+
+#include <cstring>
+#include <vector>
+
+#include <kiv/common.h>
+
+namespace trees
+{
+
+using tree = std::vector<kiv_array_tree_node>;
+
+inline tree of_nodes(size_t count)
+{
+    return tree(count, kiv_array_tree_node{});
+}
+
+inline void add_child(tree &nodes, size_t owner, uint16_t child)
+{
+    kiv_array_tree_node &node = nodes[owner];
+    node.children[node.child_count] = child;
+    node.child_count = static_cast<uint16_t>(node.child_count + 1);
+}
+
+inline void add_link(tree &nodes, size_t owner, uint16_t child)
+{
+    const uint16_t position = nodes[owner].child_count;
+    add_child(nodes, owner, child);
+    nodes[owner].childlist_mask[position / 8] |= static_cast<uint8_t>(1U << position % 8);
+}
+
+// Node i owns node i + 1.
+inline tree chain(size_t levels)
+{
+    tree nodes = of_nodes(levels);
+    for (size_t i = 0; i + 1 < levels; ++i)
+        add_child(nodes, i, static_cast<uint16_t>(i + 1));
+    return nodes;
+}
+
+} // namespace trees
+
+#endif

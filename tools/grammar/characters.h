@@ -1,0 +1,28 @@
+// Characters of UTF-8 text.
+#ifndef GRAMMAR_CHARACTERS_H
+#define GRAMMAR_CHARACTERS_H
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace kiv::grammar
+{
+
+struct character {
+    char32_t code;
+    size_t length; // in bytes; 0: the bytes are no character
+};
+
+// The character that `text`, which is not empty, begins with.
+character first_character(std::string_view text);
+
+// Not a character that a terminal would act on.
+bool is_printable(char32_t code);
+
+// The text with every byte that is not of a printable character as \xNN.
+std::string printable(std::string_view text);
+
+} // namespace kiv::grammar
+
+#endif

@@ -1,0 +1,56 @@
+// kivctl: the jobs of libkiv on a command line.
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <exception>
+#include <string_view>
+
+#include "commands.h"
+#include "report.h"
+
+namespace
+{
+
+constexpr const char *usage =
+    "usage: kivctl COMMAND [ARGUMENT...]\n"
+    "\n"
+    "  config show|apply    the running configuration: show it, or apply a file to it\n"
+    "  errors               the library's error codes and their texts\n"
+    "  run COMMAND...       run one command in the shell\n"
+    "  script FILE          run a file of commands in the shell\n"
+    "  tree compile|check|dump\n"
+    "                       parse-tree files: make one from a grammar, check it, show it\n"
+    "\n"
+    "kivctl COMMAND --help tells more. Exit status: 0 done, 1 the operation failed, 2 wrong "
+    "usage.\n";
+
+struct command {
+    std::string_view name;
+    int (*run)(int argc, char **argv);
+};
+
+constexpr std::array commands{
+    command{"config", kivctl::config_command}, command{"errors", kivctl::errors_command},
+    command{"run", kivctl::run_command},       command{"script", kivctl::script_command},
+    command{"tree", kivctl::tree_command},
+};
+
+} // namespace
+
+int main(int argc, char **argv)
+try {
+    if (argc < 2)
+        return kivctl::refuse_usage(usage);
+    const std::string_view name = argv[1];
+    if (name == "--help" || name == "-h")
+        return kivctl::show_usage(usage);
+    const auto *found = std::ranges::find(commands, name, &command::name);
+    if (found == commands.end()) {
+        std::fprintf(stderr, "kivctl: no command \"%s\"\n\n", argv[1]);
+        return kivctl::refuse_usage(usage);
+    }
+    return found->run(argc - 1, argv + 1);
+} catch (const std::exception &problem) {
+    return kivctl::fail("failed", problem.what());
+}

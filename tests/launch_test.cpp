@@ -101,8 +101,10 @@ TEST_F(Launch, OfAShellThatCannotRunIsStatus127)
     chmod("/ubex/text", 0644);
     install_shell("/ubex/text");
     EXPECT_EQ(kiv_system("x"), cannot_execute) << "not executable";
+#ifndef __mips__ // the emulator is started for every file, so nothing refuses it
     chmod("/ubex/text", 0755);
     EXPECT_EQ(kiv_system("x"), cannot_execute) << "not a program";
+#endif
     install_shell("/ubex");
     EXPECT_EQ(kiv_system("x"), cannot_execute) << "a directory";
     kiv_system_info info = command("x");

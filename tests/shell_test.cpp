@@ -399,39 +399,48 @@ TEST_F(Store, KeepsTheChangesOfAllWriters)
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), writers * changes) << text;
 }
 
-TEST_F(Store, IsWholeWheneverAWriterIsKilled)
+// Writes two texts in turn until it is killed, and a byte into the pipe after each.
+[[noreturn]] void write_for_ever(const configuration_store &store, const std::string (&texts)[2],
+                                 int mark)
 {
-    const std::string versions[] = {std::string(300000, 'a') + "\n",
-                                    std::string(400000, 'b') + "\n"};
-    for (int round = 0; round < 20; ++round) {
-        int started[2];
-        ASSERT_EQ(pipe(started), 0);
+    for (size_t i = 0;; ++i) {
+        const failure failed = store.update([&](std::string &text) {
+            text = texts[i % 2];
+            return failure();
+        });
+        if (failed || write(mark, "x", 1) != 1)
+            _exit(1);
+    }
+}
+
+TEST_F(Store, IsWholeWhileItIsWrittenAndWhenTheWriterIsKilled)
+{
+    const std::string texts[] = {std::string(300000, 'a'), std::string(400000, 'b')};
+    const auto is_whole = [&] {
+        const std::string text = read_text(running_file);
+        return text == texts[0] || text == texts[1];
+    };
+    for (int round = 0; round < 10; ++round) {
+        int marks[2];
+        ASSERT_EQ(pipe(marks), 0);
         const pid_t child = fork();
         if (child == 0) {
-            close(started[0]);
-            for (size_t i = 0;; ++i) {
-                store.update([&](std::string &text) {
-                    text = versions[i % 2];
-                    return failure();
-                });
-                if (write(started[1], "x", 1) != 1)
-                    _exit(1);
-            }
+            close(marks[0]);
+            write_for_ever(store, texts, marks[1]);
         }
-        std::array<char, 1> mark;
-        for (int i = 0; i <= round % 3; ++i)
-            ASSERT_EQ(read(started[0], mark.data(), 1), 1);
+        close(marks[1]);
+        int torn = 0;
+        char mark = 0;
+        ASSERT_EQ(read(marks[0], &mark, 1), 1) << "nothing was written";
+        for (int i = 0; i < 20; ++i)
+            torn += is_whole() ? 0 : 1;
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
-        close(started[0]);
-        close(started[1]);
-        const std::string text = read_text(running_file);
-        ASSERT_TRUE(text == versions[0] || text == versions[1]) << text.size() << " bytes";
+        close(marks[0]);
+        EXPECT_EQ(torn, 0);
+        ASSERT_TRUE(is_whole()) << "round " << round;
     }
-    EXPECT_EQ(store.update([](std::string &text) {
-        text = "after\n";
-        return failure();
-    }),
+    EXPECT_EQ(store.update([](std::string &text) { return text = "after\n", failure(); }),
               failure());
     EXPECT_EQ(read_text(running_file), "after\n") << "a lock or a file was left behind";
 }

@@ -11,8 +11,7 @@
 #include "lab/kiv/parser.h"
 #include "lab/kiv/testing/small_tree.h"
 
-namespace
-{
+namespace {
 
 using namespace kiv_shell;
 
@@ -62,9 +61,8 @@ void check_configuration(const tree_view &tree, node_index mode, std::string_vie
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    static const auto nodes = testing::small_tree();
-    static const tree_view tree(nodes.data(), nodes.size());
-    static const node_index config = *tree.mode_of_function("configure_terminal");
+    static const testing::small_tree small;
+    const auto &[nodes, tree, config] = small;
     const std::string_view text(reinterpret_cast<const char *>(data), size);
     for (size_t start = 0; start < text.size();) {
         const std::string_view line = text.substr(start, text.find('\n', start) - start);

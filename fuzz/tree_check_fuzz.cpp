@@ -23,9 +23,8 @@ constexpr size_t node_count = 40;
 
 edit edit_at(const uint8_t *bytes)
 {
-    return {bytes[0],
-            static_cast<uint16_t>((bytes[1] << 8 | bytes[2]) % sizeof(kiv_array_tree_node)),
-            bytes[3]};
+    const size_t offset = static_cast<size_t>(bytes[1]) << 8 | bytes[2];
+    return {bytes[0], static_cast<uint16_t>(offset % sizeof(kiv_array_tree_node)), bytes[3]};
 }
 
 } // namespace

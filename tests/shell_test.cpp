@@ -26,14 +26,14 @@
 #include "lab/kiv/testing/program.h"
 #include "lab/kiv/testing/small_tree.h"
 
-namespace
-{
+namespace {
 
 using namespace kiv_shell;
 using kiv_shell::testing::program_result;
 using kiv_shell::testing::read_text;
 using kiv_shell::testing::run_program;
 using kiv_shell::testing::run_shell;
+using kiv_shell::testing::small_tree;
 using kiv_shell::testing::write_text;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
@@ -41,25 +41,7 @@ using ::testing::StartsWith;
 
 // -- Lines and commands -----------------------------------------------------------
 
-struct tree_fixture {
-    std::vector<kiv_array_tree_node> nodes = kiv_shell::testing::small_tree();
-    tree_view tree{nodes.data(), nodes.size()};
-    node_index config = *tree.mode_of_function("configure_terminal");
-
-    // The canonical line, "> FILE" and all; or the position and the text of the error.
-    std::string parsed(node_index mode, const std::string &line) const
-    {
-        const parse_result result = parse_command(tree, mode, line);
-        if (const auto *error = std::get_if<line_error>(&result))
-            return std::to_string(error->position) + ": " + error->text;
-        const command &found = std::get<command>(result);
-        return canonical_line(found) + (found.output_file ? ">" + *found.output_file : "");
-    }
-};
-
-class Parser : public ::testing::Test, protected tree_fixture
-{
-};
+class Parser : public ::testing::Test, protected small_tree {};
 
 struct line_case {
     const char *line;
@@ -208,8 +190,7 @@ TEST(ArgumentTypes, KnowNamedValuesAndInterfaceMasks)
 
 // -- The running configuration ------------------------------------------------------
 
-class Configuration : public ::testing::Test, protected tree_fixture
-{
+class Configuration : public ::testing::Test, protected small_tree {
 protected:
     setting of(node_index mode, const std::string &line) const
     {
@@ -286,8 +267,7 @@ constexpr const char *store_directory = "/ubex/cfg";
 constexpr const char *running_file = "/ubex/cfg/running.cfg";
 
 // Only in a switch root, whose /ubex is the test's own.
-class OnSwitch : public ::testing::Test, protected tree_fixture
-{
+class OnSwitch : public ::testing::Test, protected small_tree {
 protected:
     void SetUp() override
     {
@@ -565,9 +545,10 @@ TEST_F(Program, ServesTheLibrary)
     const std::string file = state_folder + "/c";
     write_text(file, "switchname \"a b\"\nvsan 7\nname x\n");
     EXPECT_EQ(kiv_execute_cfg_file(file.c_str()), 0);
+    write_text("/ubex/generated", std::string(10000, 'x'));
     EXPECT_EQ(kiv_generate_running_cfg("/ubex/generated"), 0);
     const std::string generated = read_text("/ubex/generated");
-    EXPECT_THAT(generated, HasSubstr("switchname \"a b\"\nvsan 7\n  name x\n"));
+    EXPECT_THAT(generated, EndsWith("switchname \"a b\"\nvsan 7\n  name x\n"));
     kiv_system_info request{};
     std::string("show running-config").copy(request.cmd_str, sizeof request.cmd_str);
     std::string("/ubex/out").copy(request.out_file, sizeof request.out_file);

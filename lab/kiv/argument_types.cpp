@@ -11,11 +11,9 @@
 
 #include "failure.h"
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
-namespace
-{
+namespace {
 
 using std::string_view;
 

@@ -7,8 +7,7 @@
 
 #include <kiv/common.h>
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
 enum class fit {
     fits,

@@ -2,11 +2,9 @@
 
 #include <algorithm>
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
-namespace
-{
+namespace {
 
 constexpr size_t indentation = 2;
 
@@ -38,8 +36,7 @@ bool begins_with(const std::vector<std::string> &words, const std::vector<std::s
 
 // Follows lines as a configuration file is read: a line belongs to the innermost mode that knows
 // it, and leaves those within.
-class mode_follower
-{
+class mode_follower {
 public:
     mode_follower(const tree_view &tree, node_index mode) : tree_(tree), modes_{mode} {}
 

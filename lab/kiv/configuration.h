@@ -14,8 +14,7 @@
 #include "parser.h"
 #include "tree.h"
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
 // Modes within modes end here, in a session and in a file: a tree that links a mode to itself
 // would allow any number of them.
@@ -39,8 +38,7 @@ setting setting_of(const tree_view &tree, const command &parsed);
 
 constexpr std::string_view add_function = "add";
 
-class configuration
-{
+class configuration {
 public:
     configuration(const tree_view &tree, node_index mode) : tree_(tree), mode_(mode) {}
 

@@ -9,14 +9,11 @@
 #include "handlers.h"
 #include "run.h"
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
-namespace
-{
+namespace {
 
-class configuration_file
-{
+class configuration_file {
 public:
     configuration_file(session &shell, std::string name)
         : shell_(shell), name_(std::move(name)), modes_(shell.modes())

@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <system_error>
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
 std::string system_failure(std::string_view name, int error)
 {

@@ -5,8 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
 // What went wrong, in words for the user; empty where nothing did.
 using failure = std::optional<std::string>;

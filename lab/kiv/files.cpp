@@ -7,11 +7,9 @@
 #include <poll.h>
 #include <sys/stat.h>
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
-namespace
-{
+namespace {
 
 constexpr size_t longest_line = size_t{64} << 20;
 constexpr size_t largest_file = size_t{256} << 20;

@@ -8,13 +8,11 @@
 #include "failure.h"
 #include "unique_fd.h"
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
 // Lines from a descriptor, of any length up to a limit that keeps endless input from using up
 // the memory. The end of a line, "\n" or "\r\n", is not part of it.
-class line_reader
-{
+class line_reader {
 public:
     enum class outcome { line, end, failed };
 
@@ -41,8 +39,7 @@ private:
 };
 
 // Standard output of a command, or the file that it is sent to.
-class output
-{
+class output {
 public:
     // A stream that stays open.
     explicit output(int descriptor) : descriptor_(descriptor), name_("standard output") {}

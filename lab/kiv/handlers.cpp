@@ -9,11 +9,9 @@
 
 #include "session.h"
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
-namespace
-{
+namespace {
 
 failure show_version(const invocation &call)
 {

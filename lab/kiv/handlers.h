@@ -9,8 +9,7 @@
 #include "modes.h"
 #include "parser.h"
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
 class session;
 

@@ -13,8 +13,7 @@
 #include "store.h"
 #include "tree.h"
 
-namespace
-{
+namespace {
 
 using namespace kiv_shell;
 

@@ -2,8 +2,7 @@
 
 #include <algorithm>
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
 void mode_stack::leave_to(size_t count)
 {

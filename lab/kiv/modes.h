@@ -9,8 +9,7 @@
 #include "parser.h"
 #include "tree.h"
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
 struct mode {
     node_index node;
@@ -22,8 +21,7 @@ enum class mode_change { none, leave, leave_all };
 
 // From the outermost mode to the one that commands are read in. Those that the stack begins with
 // are never left.
-class mode_stack
-{
+class mode_stack {
 public:
     explicit mode_stack(std::vector<mode> base) : modes_(std::move(base)), base_(modes_.size()) {}
 

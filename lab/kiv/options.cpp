@@ -4,8 +4,7 @@
 #include <array>
 #include <charconv>
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
 const char *const usage_text =
     "usage: kiv [-c COMMAND | -f FILE | -r FILE] [-e N] [-q N] [-o N] [-L] [-V VERSION]\n"
@@ -25,8 +24,7 @@ const char *const usage_text =
     "Exit status: 0 done, 1 a command failed or is not understood, 2 wrong usage or no usable\n"
     "command tree.\n";
 
-namespace
-{
+namespace {
 
 failure set_input(options &into, input_kind kind, const char *operand)
 {

@@ -7,8 +7,7 @@
 
 #include "failure.h"
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
 enum class input_kind { standard_input, command, command_file, configuration_file };
 

@@ -5,11 +5,9 @@
 #include "argument_types.h"
 #include "failure.h"
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
-namespace
-{
+namespace {
 
 constexpr size_t most_expectations = 12;
 constexpr size_t longest_shown_word = 40;
@@ -64,8 +62,7 @@ std::string expectations(const tree_view &tree, node_index parent)
 }
 
 // One step: the word here against the children of a node.
-class step
-{
+class step {
 public:
     step(const tree_view &tree, node_index parent, const word_reader &line)
         : tree_(tree), parent_(parent), start_(line.position()), lexical_error_(line.peek(word_))

@@ -11,8 +11,7 @@
 #include "tree.h"
 #include "words.h"
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
 struct matched_word {
     node_index node;

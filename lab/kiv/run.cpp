@@ -7,11 +7,9 @@
 #include "files.h"
 #include "unique_fd.h"
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
-namespace
-{
+namespace {
 
 std::string prompt(session &shell)
 {

@@ -6,8 +6,7 @@
 
 #include "session.h"
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
 enum exit_status { status_done = 0, status_failed = 1, status_unusable = 2 };
 

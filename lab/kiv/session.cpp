@@ -5,11 +5,9 @@
 #include "files.h"
 #include "handlers.h"
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
-namespace
-{
+namespace {
 
 // Where the mode of the running configuration stands among the modes.
 constexpr size_t configuration_position = 1;

@@ -14,16 +14,14 @@
 #include "store.h"
 #include "tree.h"
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
 struct streams {
     int output;
     int error;
 };
 
-class session
-{
+class session {
 public:
     // Everything referred to outlives the session.
     session(const options &chosen, const tree_view &tree, const configuration_store &store,

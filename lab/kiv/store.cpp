@@ -10,11 +10,9 @@
 #include "files.h"
 #include "unique_fd.h"
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
-namespace
-{
+namespace {
 
 constexpr mode_t directory_mode = 0755;
 constexpr mode_t file_mode = 0644;

@@ -7,14 +7,12 @@
 
 #include "failure.h"
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
 // A directory with the file running.cfg, which is always whole: a change is written beside it,
 // forced to the disk and renamed over it. The lock file .lock keeps changes apart; readers need
 // none.
-class configuration_store
-{
+class configuration_store {
 public:
     explicit configuration_store(std::string directory) : directory_(std::move(directory)) {}
 

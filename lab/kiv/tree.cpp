@@ -10,11 +10,9 @@
 
 #include "unique_fd.h"
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
-namespace
-{
+namespace {
 
 failure check(const std::string &name, const void *content, size_t size)
 {

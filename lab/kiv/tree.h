@@ -10,8 +10,7 @@
 
 #include "failure.h"
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
 using node_index = uint32_t;
 
@@ -24,8 +23,7 @@ std::string_view field_text(const char (&field)[Size])
 }
 
 // A sound tree in memory that somebody else holds.
-class tree_view
-{
+class tree_view {
 public:
     tree_view() = default;
     tree_view(const kiv_array_tree_node *nodes, size_t count) : nodes_(nodes), count_(count) {}
@@ -66,8 +64,7 @@ private:
 };
 
 // A tree file, mapped read-only.
-class tree_file
-{
+class tree_file {
 public:
     tree_file() = default;
     tree_file(const tree_file &) = delete;

@@ -5,11 +5,9 @@
 
 #include <unistd.h>
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
-class unique_fd
-{
+class unique_fd {
 public:
     unique_fd() = default;
     explicit unique_fd(int descriptor) : descriptor_(descriptor) {}

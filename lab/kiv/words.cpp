@@ -2,11 +2,9 @@
 
 #include <algorithm>
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
-namespace
-{
+namespace {
 
 constexpr std::string_view blanks = " \t";
 

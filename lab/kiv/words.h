@@ -6,8 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace kiv_shell
-{
+namespace kiv_shell {
 
 struct word {
     size_t position = 0; // where it begins in the line
@@ -31,8 +30,7 @@ std::string quoted_word(std::string_view text);
 
 // Takes a line apart. A word ends at a blank; one that begins with a double quote ends at the next
 // one, with \" and \\ for the two characters. A '>' is the redirection where it begins a word.
-class word_reader
-{
+class word_reader {
 public:
     explicit word_reader(std::string_view line);
 

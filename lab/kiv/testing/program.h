@@ -10,8 +10,7 @@
 
 #include <sys/wait.h>
 
-namespace kiv_shell::testing
-{
+namespace kiv_shell::testing {
 
 inline std::string read_text(const std::string &name)
 {

@@ -3,16 +3,18 @@
 #ifndef LAB_KIV_TESTING_SMALL_TREE_H
 #define LAB_KIV_TESTING_SMALL_TREE_H
 
+#include <string>
 #include <string_view>
 #include <vector>
 
 #include <kiv/common.h>
 
-namespace kiv_shell::testing
-{
+#include "lab/kiv/parser.h"
+#include "lab/kiv/tree.h"
 
-class tree_builder
-{
+namespace kiv_shell::testing {
+
+class tree_builder {
 public:
     struct node_options {
         std::string_view function{};
@@ -108,7 +110,7 @@ inline void add_settings(tree_builder &tree, uint16_t config)
     tree.argument(no_vsan, TYPE_VSAN, 1, 4093, {.function = "unset"});
 }
 
-inline std::vector<kiv_array_tree_node> small_tree()
+inline std::vector<kiv_array_tree_node> small_tree_nodes()
 {
     tree_builder tree;
     const uint16_t show = tree.keyword(0, "show");
@@ -132,6 +134,22 @@ inline std::vector<kiv_array_tree_node> small_tree()
     tree.link(mode, end);
     return tree.take();
 }
+
+struct small_tree {
+    std::vector<kiv_array_tree_node> nodes = small_tree_nodes();
+    tree_view tree{nodes.data(), nodes.size()};
+    node_index config = *tree.mode_of_function("configure_terminal");
+
+    // The canonical line, with ">FILE" where there is one; or the position and text of the error.
+    std::string parsed(node_index mode, const std::string &line) const
+    {
+        const parse_result result = parse_command(tree, mode, line);
+        if (const auto *error = std::get_if<line_error>(&result))
+            return std::to_string(error->position) + ": " + error->text;
+        const command &found = std::get<command>(result);
+        return canonical_line(found) + (found.output_file ? ">" + *found.output_file : "");
+    }
+};
 
 } // namespace kiv_shell::testing
 

@@ -8,8 +8,7 @@
 
 #include "rounds.h"
 
-namespace
-{
+namespace {
 
 constexpr uint16_t children_of_each = 4;
 constexpr int32_t deepest = 12;

@@ -13,8 +13,7 @@
 
 #include "rounds.h"
 
-namespace
-{
+namespace {
 
 constexpr const char *program = "/usr/sbin/kiv.bin";
 constexpr std::array<const char *, 4> arguments{"kiv", "-nRc", "x", nullptr};

@@ -12,8 +12,7 @@
 
 #include <benchmark/benchmark.h>
 
-namespace rounds
-{
+namespace rounds {
 
 struct contender {
     std::string name;

@@ -10,8 +10,7 @@
 #include "grammar/compile.h"
 #include "grammar/listing.h"
 
-namespace
-{
+namespace {
 
 void require(bool condition)
 {

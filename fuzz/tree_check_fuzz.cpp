@@ -7,8 +7,7 @@
 
 #include <kiv/extras.h>
 
-namespace
-{
+namespace {
 
 // Random bytes hardly ever make nodes, so the input is taken as edits of an empty tree: node,
 // offset within it, value.

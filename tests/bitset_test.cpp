@@ -10,8 +10,7 @@
 
 #include <kiv/bmp_template.h>
 
-namespace
-{
+namespace {
 
 struct vsan_set {
     uint32_t size = 512;

@@ -7,12 +7,12 @@
 #include <kiv/extras.h>
 #include <kiv/kiv_exec_lib.h>
 
-#define EXPECT(condition)                                                     \
-    do {                                                                      \
-        if (!(condition)) {                                                   \
-            fprintf(stderr, "%s:%d: %s\n", __FILE__, __LINE__, #condition);   \
-            failures++;                                                       \
-        }                                                                     \
+#define EXPECT(condition)                                                                          \
+    do {                                                                                           \
+        if (!(condition)) {                                                                        \
+            fprintf(stderr, "%s:%d: %s\n", __FILE__, __LINE__, #condition);                        \
+            failures++;                                                                            \
+        }                                                                                          \
     } while (0)
 
 static int failures;

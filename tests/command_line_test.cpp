@@ -8,8 +8,7 @@
 
 #include <kiv/kiv_exec_lib.h>
 
-namespace
-{
+namespace {
 
 using builder = uint32_t (*)(kiv_system_info *, char *, size_t) noexcept;
 

@@ -29,8 +29,7 @@ using testing::IsEmpty;
 using namespace std::string_literals;
 using namespace std::string_view_literals;
 
-namespace
-{
+namespace {
 
 std::string report(const result &compiled)
 {
@@ -439,8 +438,7 @@ TEST(Grammar, ShowsTheFirstTwentyErrors)
 }
 
 // kivctl as a process, in a folder of its own.
-class TreeCommand : public testing::Test
-{
+class TreeCommand : public testing::Test {
 protected:
     TreeCommand() { EXPECT_NE(mkdtemp(folder_.data()), nullptr); }
 

@@ -11,8 +11,8 @@
 
 namespace {
 
-using testing::HasSubstr;
 using switch_root::read_file;
+using testing::HasSubstr;
 
 class Kivctl : public switch_root::recorded {
 protected:
@@ -55,8 +55,8 @@ TEST_F(Kivctl, RunsACommandThroughARequest)
     EXPECT_EQ(read_file("/ubex/o"), "recorder output\n");
     EXPECT_EQ(read_file("/ubex/e"), "recorder error\n");
     EXPECT_EQ(run("run --peer -o 1 x").status, 0);
-    EXPECT_EQ(recording(), arguments({"/usr/sbin/kiv.bin", "-c", "x", "-L", "-e", "0", "-q", "0",
-                                      "-o", "1"}));
+    EXPECT_EQ(recording(),
+              arguments({"/usr/sbin/kiv.bin", "-c", "x", "-L", "-e", "0", "-q", "0", "-o", "1"}));
     plan("exit 1");
     const outcome failed = run("run --out /ubex/o x");
     EXPECT_EQ(failed.status, 1);
@@ -96,9 +96,8 @@ TEST_F(Kivctl, RefusesWrongUsageAndRunsNothing)
         EXPECT_EQ(refused.output, "") << arguments;
     }
     EXPECT_TRUE(recording().empty());
-    for (const char *arguments :
-         {"--help", "run --help", "config --help", "config show --help", "script --help",
-          "errors --help", "tree --help"}) {
+    for (const char *arguments : {"--help", "run --help", "config --help", "config show --help",
+                                  "script --help", "errors --help", "tree --help"}) {
         const outcome helped = run(arguments);
         EXPECT_EQ(helped.status, 0) << arguments;
         EXPECT_THAT(helped.output, HasSubstr("usage: kivctl")) << arguments;

@@ -17,8 +17,7 @@
 
 #include "switch_root.h"
 
-namespace
-{
+namespace {
 
 using switch_root::install_shell;
 using switch_root::read_file;

@@ -12,8 +12,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-namespace
-{
+namespace {
 
 void record(int argc, char **argv)
 {

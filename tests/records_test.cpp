@@ -7,8 +7,7 @@
 
 #include "trees.h"
 
-namespace
-{
+namespace {
 
 using testing::ExitedWithCode;
 using testing::HasSubstr;

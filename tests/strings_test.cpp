@@ -7,8 +7,7 @@
 
 #include <kiv/common.h>
 
-namespace
-{
+namespace {
 
 // The bytes of a buffer after a call, each one, so that filling and overruns show.
 template <size_t Size>

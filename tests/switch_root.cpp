@@ -7,11 +7,9 @@
 
 #include <unistd.h>
 
-namespace switch_root
-{
+namespace switch_root {
 
-namespace
-{
+namespace {
 
 constexpr const char *recording_file = "/ubex/recorded";
 constexpr const char *shells[] = {"/usr/sbin/kiv.bin", "/lc/ubexboot/bin/kivboot"};

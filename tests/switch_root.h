@@ -7,8 +7,7 @@
 
 #include <gtest/gtest.h>
 
-namespace switch_root
-{
+namespace switch_root {
 
 // Ends the program unless it runs in a switch root, so that no test touches the machine itself.
 void require();
@@ -21,8 +20,7 @@ bool exists(const std::string &path);
 void install_shell(const std::string &program);
 
 // A test whose shell is the recorder.
-class recorded : public testing::Test
-{
+class recorded : public testing::Test {
 protected:
     void SetUp() override;
 

@@ -11,8 +11,7 @@
 
 #include "trees.h"
 
-namespace
-{
+namespace {
 
 kiv_tree_check_result check(const trees::tree &tree)
 {

@@ -7,8 +7,7 @@
 
 #include <kiv/common.h>
 
-namespace trees
-{
+namespace trees {
 
 using tree = std::vector<kiv_array_tree_node>;
 

@@ -4,7 +4,6 @@
 #include <cerrno>
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/stat.h>
 
 namespace kiv_shell {
@@ -14,19 +13,6 @@ namespace {
 constexpr size_t longest_line = size_t{64} << 20;
 constexpr size_t largest_file = size_t{256} << 20;
 constexpr size_t output_buffer_size = size_t{64} << 10;
-
-ssize_t read_some(int descriptor, char *room, size_t size)
-{
-    for (;;) {
-        const ssize_t count = read(descriptor, room, size);
-        if (count >= 0 || (errno != EINTR && errno != EAGAIN))
-            return count;
-        if (errno == EAGAIN) {
-            pollfd wait{descriptor, POLLIN, 0};
-            poll(&wait, 1, -1);
-        }
-    }
-}
 
 } // namespace
 
@@ -42,7 +28,7 @@ line_reader::outcome line_reader::fill()
         return outcome::failed;
     }
     std::array<char, 16384> room;
-    const ssize_t count = read_some(descriptor_, room.data(), room.size());
+    const ssize_t count = kiv::support::read_some(descriptor_, room.data(), room.size());
     if (count < 0) {
         reason_ = system_failure(name_, errno);
         return outcome::failed;
@@ -114,27 +100,9 @@ void output::flush()
 failure output::finish()
 {
     flush();
-    if (file_ && close(file_.release()) != 0 && errno != EINTR && !failed_)
-        failed_ = system_failure(name_, errno);
+    if (const int error = file_.close(); error != 0 && !failed_)
+        failed_ = system_failure(name_, error);
     return failed_;
-}
-
-int write_all(int descriptor, std::string_view text)
-{
-    while (!text.empty()) {
-        const ssize_t count = write(descriptor, text.data(), text.size());
-        if (count >= 0) {
-            text.remove_prefix(static_cast<size_t>(count));
-            continue;
-        }
-        if (errno == EAGAIN) {
-            pollfd wait{descriptor, POLLOUT, 0};
-            poll(&wait, 1, -1);
-        } else if (errno != EINTR) {
-            return errno;
-        }
-    }
-    return 0;
 }
 
 void complain(std::string_view text)
@@ -154,14 +122,8 @@ failure read_file_if_there(const std::string &name, std::string &content)
         return system_failure(name, errno);
     if (!S_ISREG(status.st_mode))
         return printable(name) + ": not a regular file";
-    std::array<char, 16384> room;
-    ssize_t count = 0;
-    while ((count = read_some(file.get(), room.data(), room.size())) > 0) {
-        content.append(room.data(), static_cast<size_t>(count));
-        if (content.size() > largest_file)
-            return system_failure(name, EFBIG);
-    }
-    return count == 0 ? failure() : system_failure(name, errno);
+    const int error = kiv::support::read_all(file.get(), largest_file, content);
+    return error == 0 ? failure() : system_failure(name, error);
 }
 
 } // namespace kiv_shell

@@ -6,9 +6,13 @@
 #include <string_view>
 
 #include "failure.h"
-#include "unique_fd.h"
+#include "support/files.h"
+#include "support/unique_fd.h"
 
 namespace kiv_shell {
+
+using kiv::support::unique_fd;
+using kiv::support::write_all;
 
 // Lines from a descriptor, of any length up to a limit that keeps endless input from using up
 // the memory. The end of a line, "\n" or "\r\n", is not part of it.
@@ -63,9 +67,6 @@ private:
     bool holds_old_content_ = false;
     failure failed_;
 };
-
-// 0, or the errno value (POSIX) of what failed.
-int write_all(int descriptor, std::string_view text);
 
 // "kiv: TEXT" on standard error.
 void complain(std::string_view text);

@@ -5,7 +5,6 @@
 #include <fcntl.h>
 
 #include "files.h"
-#include "unique_fd.h"
 
 namespace kiv_shell {
 

@@ -8,7 +8,7 @@
 
 #include <kiv/extras.h>
 
-#include "unique_fd.h"
+#include "files.h"
 
 namespace kiv_shell {
 

@@ -59,8 +59,9 @@ int32_t talvek_kiv_system_internal(const char *arg, int mode, int target,
         KIV_ASSERT_TEXT("common", false, "0");
     const bool versioned = version != nullptr && *version != '\0';
     const launch_program &program = program_for(target);
-    const std::array argv{program.name, flag, arg, versioned ? "-V" : nullptr,
-                          version, static_cast<const char *>(nullptr)};
+    const std::array argv{program.name, flag,
+                          arg,          versioned ? "-V" : nullptr,
+                          version,      static_cast<const char *>(nullptr)};
     return kiv::run_program(program.path, argv.data());
 }
 

@@ -69,9 +69,10 @@ public:
     void append_number(char separator, uint32_t number)
     {
         std::array<char, 16> piece;
-        const int length = separator == '\0'
-                               ? std::snprintf(piece.data(), piece.size(), "%u", number)
-                               : std::snprintf(piece.data(), piece.size(), "%c%u", separator, number);
+        const int length =
+            separator == '\0'
+                ? std::snprintf(piece.data(), piece.size(), "%u", number)
+                : std::snprintf(piece.data(), piece.size(), "%c%u", separator, number);
         const auto piece_length = static_cast<size_t>(length);
         if (size_ > 0 && length_ < size_ - 1) {
             const size_t fits = std::min(piece_length, size_ - 1 - length_);

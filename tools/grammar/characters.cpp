@@ -3,11 +3,9 @@
 #include <array>
 #include <cstdint>
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
-namespace
-{
+namespace {
 
 constexpr size_t longest_character = 4;
 

@@ -6,8 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
 struct character {
     char32_t code;

@@ -9,17 +9,14 @@
 #include "grammar/statements.h"
 #include "grammar/words.h"
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
-namespace
-{
+namespace {
 
 // The root is one level of the tree; what is not indented stands one below it.
 constexpr size_t deepest_level = KIV_TREE_MAX_DEPTH - 2;
 
-class compiler
-{
+class compiler {
 public:
     result run(std::string_view text);
 

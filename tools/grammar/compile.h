@@ -10,8 +10,7 @@
 
 #include "grammar/diagnostics.h"
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
 struct result {
     std::vector<kiv_array_tree_node> nodes; // empty where there are errors

@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
 void diagnostics::add(size_t line, std::string text)
 {

@@ -5,8 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
 struct diagnostic {
     size_t line; // from 1
@@ -15,8 +14,7 @@ struct diagnostic {
 
 // Keeps the errors of the first lines, in the order of the lines, so that a file of any size and
 // shape yields a report that can be read.
-class diagnostics
-{
+class diagnostics {
 public:
     static constexpr size_t shown = 20;
 

@@ -8,11 +8,9 @@
 #include "grammar/refusal.h"
 #include "grammar/roles.h"
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
-namespace
-{
+namespace {
 
 kiv_array_tree_node new_record()
 {

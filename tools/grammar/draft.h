@@ -10,15 +10,13 @@
 #include "grammar/diagnostics.h"
 #include "grammar/statements.h"
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
 constexpr uint32_t root_node = 0;
 
 // The tree as far as it has been read: the records, and of each node what a record does not hold.
 // What one line cannot show is checked at the end.
-class draft
-{
+class draft {
 public:
     draft();
 

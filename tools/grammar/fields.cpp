@@ -5,8 +5,7 @@
 
 #include "grammar/refusal.h"
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
 void store_text(std::span<char> field, std::string_view text, std::string_view name)
 {

@@ -7,8 +7,7 @@
 
 #include "grammar/words.h"
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
 // Stores a text, with NULs up to the end of the field. Refuses one that does not fit with its NUL.
 void store_text(std::span<char> field, std::string_view text, std::string_view name);

@@ -5,11 +5,9 @@
 
 #include "grammar/refusal.h"
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
-namespace
-{
+namespace {
 
 constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
 constexpr std::string_view blanks = " \t";

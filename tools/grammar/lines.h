@@ -4,8 +4,7 @@
 #include <cstddef>
 #include <string_view>
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
 constexpr size_t spaces_per_level = 2;
 
@@ -17,8 +16,7 @@ struct source_line {
 
 // Hands out the lines that hold a statement. Lines end with LF or CR LF; a byte order mark in front
 // of the text, blank lines and comments are passed over, whatever bytes a comment holds.
-class line_reader
-{
+class line_reader {
 public:
     explicit line_reader(std::string_view text);
 

@@ -6,11 +6,9 @@
 #include "grammar/characters.h"
 #include "grammar/parameter_types.h"
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
-namespace
-{
+namespace {
 
 std::string hexadecimal_text(uint32_t value)
 {

@@ -6,8 +6,7 @@
 
 #include <kiv/common.h>
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
 // One line for each node of a tree that kiv_tree_check has found sound: index, token or parameter
 // types, flags, function id, and children in their order.

@@ -7,11 +7,9 @@
 
 #include "grammar/refusal.h"
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
-namespace
-{
+namespace {
 
 constexpr std::string_view hexadecimal_prefix = "0x";
 

@@ -5,8 +5,7 @@
 #include <limits>
 #include <string_view>
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
 // A decimal number, or a hexadecimal one with 0x, with a minus sign where `lowest` is below 0.
 // The value is in the low bits, in two's complement. Refuses what is out of range or no number.

@@ -7,11 +7,9 @@
 #include "grammar/numbers.h"
 #include "grammar/refusal.h"
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
-namespace
-{
+namespace {
 
 template <typename Integer>
 void store_bounds(kiv_parameter &parameter, std::string_view text, Integer minimum, Integer maximum)

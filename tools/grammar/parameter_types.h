@@ -9,8 +9,7 @@
 
 #include "grammar/words.h"
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
 // Reads TYPE [BOUNDS] ["HELP"]. A word in quotes is never bounds.
 void read_parameter(word_list &words, kiv_parameter &parameter);

@@ -2,11 +2,9 @@
 
 #include <utility>
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
-namespace
-{
+namespace {
 
 constexpr size_t longest_shown = 48;
 

@@ -5,8 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
 // Thrown by whatever reads a line; caught where the line's number is known.
 struct refusal {

@@ -6,11 +6,9 @@
 #include "grammar/numbers.h"
 #include "grammar/refusal.h"
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
-namespace
-{
+namespace {
 
 struct predefined_role {
     std::string_view name;

@@ -8,8 +8,7 @@
 
 #include "grammar/words.h"
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
 using role_mask = std::span<uint8_t, KIV_BMP_SIZE(KIV_PERMISSIONS_BITS)>;
 

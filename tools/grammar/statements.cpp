@@ -11,11 +11,9 @@
 #include "grammar/refusal.h"
 #include "grammar/roles.h"
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
-namespace
-{
+namespace {
 
 using record = kiv_array_tree_node;
 

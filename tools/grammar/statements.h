@@ -10,8 +10,7 @@
 
 #include "grammar/words.h"
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
 // Where a statement may stand; one bit each.
 enum place : uint8_t {

@@ -5,11 +5,9 @@
 #include "grammar/characters.h"
 #include "grammar/refusal.h"
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
-namespace
-{
+namespace {
 
 // More than any statement needs, so that a line of any length takes little memory.
 constexpr size_t most_words = 256;

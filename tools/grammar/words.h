@@ -5,8 +5,7 @@
 #include <string_view>
 #include <vector>
 
-namespace kiv::grammar
-{
+namespace kiv::grammar {
 
 struct word {
     std::string text;
@@ -14,8 +13,7 @@ struct word {
 };
 
 // The words of one statement, read from left to right.
-class word_list
-{
+class word_list {
 public:
     // Splits a line that is not blank. Refuses what is not printable UTF-8 text, quotes that are
     // not closed or not at the ends of a word, and escapes other than \" and \\.

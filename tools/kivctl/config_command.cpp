@@ -12,11 +12,9 @@
 #include "commands.h"
 #include "report.h"
 
-namespace kivctl
-{
+namespace kivctl {
 
-namespace
-{
+namespace {
 
 constexpr const char *config_usage =
     "usage: kivctl config show [-o FILE]\n"

@@ -8,11 +8,9 @@
 #include "commands.h"
 #include "report.h"
 
-namespace kivctl
-{
+namespace kivctl {
 
-namespace
-{
+namespace {
 
 constexpr const char *usage =
     "usage: kivctl errors [--markdown|--json]\n"

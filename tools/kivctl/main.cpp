@@ -9,8 +9,7 @@
 #include "commands.h"
 #include "report.h"
 
-namespace
-{
+namespace {
 
 constexpr const char *usage =
     "usage: kivctl COMMAND [ARGUMENT...]\n"

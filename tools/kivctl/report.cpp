@@ -10,11 +10,9 @@
 
 #include "commands.h"
 
-namespace kivctl
-{
+namespace kivctl {
 
-namespace
-{
+namespace {
 
 struct outcome {
     const char *kind;

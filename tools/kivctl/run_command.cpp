@@ -11,11 +11,9 @@
 #include "commands.h"
 #include "report.h"
 
-namespace kivctl
-{
+namespace kivctl {
 
-namespace
-{
+namespace {
 
 constexpr const char *usage =
     "usage: kivctl run [OPTION...] COMMAND...\n"

@@ -9,21 +9,21 @@
 #include <string_view>
 #include <vector>
 
+#include <fcntl.h>
 #include <getopt.h>
 
 #include <kiv/extras.h>
 
 #include "commands.h"
 #include "grammar/compile.h"
-#include "grammar/files.h"
 #include "grammar/listing.h"
 #include "report.h"
+#include "support/files.h"
+#include "support/unique_fd.h"
 
-namespace kivctl
-{
+namespace kivctl {
 
-namespace
-{
+namespace {
 
 constexpr const char *usage =
     "usage: kivctl tree compile GRAMMAR -o FILE.par\n"
@@ -43,6 +43,16 @@ constexpr size_t longest_grammar = size_t{64} << 20;
 
 // One node more than is allowed, so that the check can say so.
 constexpr size_t longest_tree = (KIV_TREE_MAX_NODES + 1) * sizeof(kiv_array_tree_node);
+
+// A file, or standard input for "-". It is read, not mapped, so that a pipe will do and a file
+// that shrinks meanwhile does no harm. Returns 0 or an errno value.
+int read_file(const char *path, size_t limit, std::string &content)
+{
+    if (std::string_view(path) == "-")
+        return kiv::support::read_all(STDIN_FILENO, limit, content);
+    const kiv::support::unique_fd file(open(path, O_RDONLY | O_CLOEXEC));
+    return file ? kiv::support::read_all(file.get(), limit, content) : errno;
+}
 
 int print(std::string_view text)
 {
@@ -73,13 +83,13 @@ void report_errors(const char *source, const std::vector<kiv::grammar::diagnosti
 int compile(const char *source, const char *output)
 {
     std::string text;
-    if (const int error = kiv::grammar::read_file(source, longest_grammar, text); error != 0)
+    if (const int error = read_file(source, longest_grammar, text); error != 0)
         return fail(source, std::strerror(error));
     const kiv::grammar::result compiled = kiv::grammar::compile(text);
     report_errors(source, compiled.errors);
     if (!compiled.errors.empty())
         return failed;
-    if (const int error = kiv::grammar::replace_file(output, bytes_of(compiled.nodes)); error != 0)
+    if (const int error = kiv::support::replace_file(output, bytes_of(compiled.nodes)); error != 0)
         return fail(output, std::strerror(error));
     return print(std::string(output) + ": " + node_count_text(compiled.nodes.size()) + '\n');
 }
@@ -120,7 +130,7 @@ template <int Job(const char *path, const std::string &tree)>
 int with_tree(const char *path, const char *)
 {
     std::string tree;
-    if (const int error = kiv::grammar::read_file(path, longest_tree, tree); error != 0)
+    if (const int error = read_file(path, longest_tree, tree); error != 0)
         return fail(path, std::strerror(error));
     return Job(path, tree);
 }

@@ -11,8 +11,8 @@
 #include <kiv/kiv.h>
 
 #ifdef __cplusplus
-#define KIV_BE_CONVERSIONS(type, integer)        \
-    constexpr operator integer() const noexcept; \
+#define KIV_BE_CONVERSIONS(type, integer)                                                          \
+    constexpr operator integer() const noexcept;                                                   \
     constexpr type &operator=(integer value) noexcept;
 #else
 #define KIV_BE_CONVERSIONS(type, integer)
@@ -86,11 +86,14 @@ KIV_BE_INLINE kiv_be64 kiv_be64_make(uint64_t value) KIV_NOEXCEPT
 #undef KIV_BE_INLINE
 
 #ifdef __cplusplus
-#define KIV_BE_DEFINE(type, integer)                                                     \
-    constexpr type::operator integer() const noexcept { return type##_get(*this); }      \
-    constexpr type &type::operator=(integer value) noexcept                              \
-    {                                                                                    \
-        return *this = type##_make(value);                                               \
+#define KIV_BE_DEFINE(type, integer)                                                               \
+    constexpr type::operator integer() const noexcept                                              \
+    {                                                                                              \
+        return type##_get(*this);                                                                  \
+    }                                                                                              \
+    constexpr type &type::operator=(integer value) noexcept                                        \
+    {                                                                                              \
+        return *this = type##_make(value);                                                         \
     }
 
 KIV_BE_DEFINE(kiv_be16, uint16_t)

@@ -56,13 +56,13 @@ enum kiv_parameter_type {
 
 /* An argument that a node accepts: 100 bytes. */
 typedef struct kiv_parameter {
-    kiv_be32 type;          /* enum kiv_parameter_type */
-    kiv_be64 type_mask;     /* interface types: which may be named */
+    kiv_be32 type;      /* enum kiv_parameter_type */
+    kiv_be64 type_mask; /* interface types: which may be named */
     char help[64];
-    kiv_be32 minimum;       /* signed lower bound; TYPE_STRING: maximum length;
-                               TYPE_URI: mask of schemes */
-    kiv_be32 maximum;       /* signed upper bound */
-    kiv_be32 subtype;       /* 0: a plain range; else a named set of values */
+    kiv_be32 minimum; /* signed lower bound; TYPE_STRING: maximum length;
+                         TYPE_URI: mask of schemes */
+    kiv_be32 maximum; /* signed upper bound */
+    kiv_be32 subtype; /* 0: a plain range; else a named set of values */
     uint8_t reserved[12];
 } kiv_parameter;
 
@@ -92,7 +92,7 @@ typedef struct kiv_array_tree_node {
     kiv_be16 parameter_count;
     kiv_be16 asciigen_priority;
     kiv_be16 child_count;
-    kiv_be16 children[KIV_NODE_MAX_CHILDREN]; /* node indices */
+    kiv_be16 children[KIV_NODE_MAX_CHILDREN];                 /* node indices */
     uint8_t childlist_mask[KIV_BMP_SIZE(KIV_CHILDLIST_BITS)]; /* bit array: child i is a link */
     kiv_be64 interface_mask;
     uint8_t reserved[8];
@@ -151,8 +151,7 @@ KIV_API void hton_array_tree(kiv_array_tree_node *tree, int32_t index, int32_t d
 
 /* Returns 1 if the tree below node `index`, links followed, reaches
  * KIV_TREE_MAX_DEPTH, as any cycle does; else 0. A null tree gives 0. */
-KIV_API int cycle_check(const kiv_array_tree_node *tree, int32_t index,
-                        int32_t depth) KIV_NOEXCEPT;
+KIV_API int cycle_check(const kiv_array_tree_node *tree, int32_t index, int32_t depth) KIV_NOEXCEPT;
 
 /* Add the bits that are set in `value` to the mask, bit for bit; what the mask
  * holds stays. Return 0. */

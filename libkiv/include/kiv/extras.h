@@ -10,16 +10,16 @@
 #include <kiv/kiv.h>
 
 /* What can be wrong with an array tree: X(name, text). */
-#define KIV_TREE_FAULT_TABLE(X)                                                    \
-    X(KIV_TREE_SOUND, "sound")                                                     \
-    X(KIV_TREE_EMPTY, "no node")                                                   \
-    X(KIV_TREE_CUT_OFF, "size is not a whole number of nodes")                     \
-    X(KIV_TREE_TOO_MANY_NODES, "more nodes than an index can name")                \
-    X(KIV_TREE_STRING_OPEN, "string without an end")                               \
-    X(KIV_TREE_PARAMETER_COUNT, "more parameters than a node holds")               \
-    X(KIV_TREE_CHILD_COUNT, "more children than a node holds")                     \
-    X(KIV_TREE_CHILD_INDEX, "child is not a node of the tree")                     \
-    X(KIV_TREE_CYCLE, "node is its own descendant")                                \
+#define KIV_TREE_FAULT_TABLE(X)                                                                    \
+    X(KIV_TREE_SOUND, "sound")                                                                     \
+    X(KIV_TREE_EMPTY, "no node")                                                                   \
+    X(KIV_TREE_CUT_OFF, "size is not a whole number of nodes")                                     \
+    X(KIV_TREE_TOO_MANY_NODES, "more nodes than an index can name")                                \
+    X(KIV_TREE_STRING_OPEN, "string without an end")                                               \
+    X(KIV_TREE_PARAMETER_COUNT, "more parameters than a node holds")                               \
+    X(KIV_TREE_CHILD_COUNT, "more children than a node holds")                                     \
+    X(KIV_TREE_CHILD_INDEX, "child is not a node of the tree")                                     \
+    X(KIV_TREE_CYCLE, "node is its own descendant")                                                \
     X(KIV_TREE_TOO_DEEP, "deeper than a tree may be")
 
 #define KIV_TREE_FAULT_ENUMERATOR(name, text) name,

@@ -60,7 +60,7 @@ KIV_EXTERN_C_END
  * expanded, unless the expression holds. On in every build type. */
 #define KIV_ASSERT(source, expression) KIV_ASSERT_TEXT(source, expression, #expression)
 #define KIV_ASSERT_EXPANDED(source, expression) KIV_ASSERT(source, expression)
-#define KIV_ASSERT_TEXT(source, expression, text) \
+#define KIV_ASSERT_TEXT(source, expression, text)                                                  \
     ((expression) ? (void)0 : __assert_fail(text, source, __LINE__, __func__))
 
 #endif

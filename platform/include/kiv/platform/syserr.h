@@ -11,12 +11,12 @@
 #include <kiv/platform/platform.h>
 
 /* X(name, code, text) */
-#define KIV_ERROR_TABLE(X)                                                         \
-    X(KIV_ERROR_COMMAND_FAILED, 0x40540001, "Command failed")                      \
-    X(KIV_ERROR_FILE_MISSING, 0x40540002, "File does not exist")                   \
-    X(KIV_ERROR_COMMAND_STATUS_1, 0x40540003, "Command ended with status 1")       \
-    X(KIV_ERROR_ROLE_UNKNOWN, 0x40540009, "Role does not exist")                   \
-    X(KIV_ERROR_COMMAND_TOO_LONG, 0x4054001E, "Command line is too long")          \
+#define KIV_ERROR_TABLE(X)                                                                         \
+    X(KIV_ERROR_COMMAND_FAILED, 0x40540001, "Command failed")                                      \
+    X(KIV_ERROR_FILE_MISSING, 0x40540002, "File does not exist")                                   \
+    X(KIV_ERROR_COMMAND_STATUS_1, 0x40540003, "Command ended with status 1")                       \
+    X(KIV_ERROR_ROLE_UNKNOWN, 0x40540009, "Role does not exist")                                   \
+    X(KIV_ERROR_COMMAND_TOO_LONG, 0x4054001E, "Command line is too long")                          \
     X(KIV_ERROR_INTERFACE_UNKNOWN, 0x40540027, "Interface type is not registered")
 
 #define KIV_ERROR_ENUMERATOR(name, code, text) name = code,

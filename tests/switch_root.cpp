@@ -78,6 +78,7 @@ std::vector<std::string> recorded::recording()
 std::vector<std::string> recorded::arguments(const std::vector<std::string> &words)
 {
     std::vector<std::string> lines;
+    lines.reserve(words.size());
     for (const std::string &word : words)
         lines.push_back("arg " + word);
     return lines;

@@ -89,14 +89,12 @@ TEST(TreeCheck, FindsDepthAlsoThroughSharedNodes)
 // path twice would not end.
 TEST(TreeCheck, VisitsSharedNodesOnce)
 {
-    constexpr uint16_t levels = 31;
+    constexpr size_t levels = 31;
     trees::tree tree = trees::of_nodes(2 * levels);
-    for (uint16_t level = 0; level + 1 < levels; ++level) {
-        for (const int from : {0, 1, 0, 1}) {
-            for (const int to : {0, 1})
-                trees::add_child(tree, static_cast<size_t>(2 * level + from),
-                                 static_cast<uint16_t>(2 * (level + 1) + to));
-        }
+    for (size_t owner = 0; owner < 2 * (levels - 1); ++owner) {
+        const size_t next_level = (owner / 2 + 1) * 2;
+        for (const size_t child : {next_level, next_level + 1, next_level, next_level + 1})
+            trees::add_child(tree, owner, static_cast<uint16_t>(child));
     }
     EXPECT_EQ(check(tree).fault, KIV_TREE_SOUND);
 }

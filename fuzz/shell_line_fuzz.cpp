@@ -9,7 +9,7 @@
 #include "lab/kiv/argument_types.h"
 #include "lab/kiv/configuration.h"
 #include "lab/kiv/parser.h"
-#include "lab/kiv/testing/small_tree.h"
+#include "tests/small_tree.h"
 
 namespace {
 

@@ -1,35 +1,22 @@
 // kivctl as a user runs it: what it prints and how it ends.
 
-#include <cstdio>
 #include <string>
 
 #include <gmock/gmock.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "switch_root.h"
 
 namespace {
 
+using switch_root::outcome;
 using switch_root::read_file;
 using testing::HasSubstr;
 
 class Kivctl : public switch_root::recorded {
 protected:
-    struct outcome {
-        int status;
-        std::string output;
-        std::string error;
-    };
-
     static outcome run(const std::string &arguments)
     {
-        const std::string line = std::string(KIVCTL_PATH " ") + arguments + " 2>/ubex/stderr";
-        FILE *stream = popen(line.c_str(), "r");
-        std::string output;
-        for (int character; (character = std::getc(stream)) != EOF;)
-            output += static_cast<char>(character);
-        return {WEXITSTATUS(pclose(stream)), output, read_file("/ubex/stderr")};
+        return switch_root::run(std::string(KIVCTL_PATH " ") + arguments);
     }
 };
 

@@ -23,18 +23,16 @@
 #include "lab/kiv/run.h"
 #include "lab/kiv/session.h"
 #include "lab/kiv/store.h"
-#include "lab/kiv/testing/program.h"
-#include "lab/kiv/testing/small_tree.h"
+#include "small_tree.h"
+#include "switch_root.h"
 
 namespace {
 
 using namespace kiv_shell;
-using kiv_shell::testing::program_result;
-using kiv_shell::testing::read_text;
-using kiv_shell::testing::run_program;
-using kiv_shell::testing::run_shell;
 using kiv_shell::testing::small_tree;
-using kiv_shell::testing::write_text;
+using switch_root::outcome;
+using switch_root::read_file;
+using switch_root::write_file;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
@@ -271,9 +269,7 @@ class OnSwitch : public ::testing::Test, protected small_tree {
 protected:
     void SetUp() override
     {
-        const char *folder = std::getenv("KIV_SWITCH_ROOT");
-        ASSERT_NE(folder, nullptr) << "run this with script/switch-root";
-        state_folder = folder;
+        switch_root::require();
         for (const char *file : {running_file, "/ubex/cfg/running.cfg.new", "/ubex/cfg/.lock"})
             unlink(file);
         rmdir(store_directory);
@@ -291,7 +287,7 @@ protected:
 
     int apply(const std::string &text) const
     {
-        write_text("/ubex/apply.cfg", text);
+        write_file("/ubex/apply.cfg", text);
         session shell(chosen, tree, store, {STDOUT_FILENO, STDERR_FILENO});
         return run_configuration_file(shell, "/ubex/apply.cfg");
     }
@@ -304,9 +300,6 @@ protected:
         return text;
     }
 
-    // The same inside and outside of the root: what is there, stat finds also where proot does not
-    // translate the call.
-    std::string state_folder;
     options chosen;
     configuration_store store{store_directory};
 };
@@ -318,11 +311,11 @@ TEST_F(Session, EntersAndLeavesModes)
 {
     EXPECT_TRUE(run_lines({"configure terminal", "vsan 1", "name a", "vsan 2", "exit", "name b",
                            "exit", "name c", "vsan 1", "exit", "end", "show version"}));
-    EXPECT_EQ(read_text(running_file), "vsan 1\n  name b\n  vsan 2\nname c\n");
+    EXPECT_EQ(read_file(running_file), "vsan 1\n  name b\n  vsan 2\nname c\n");
     EXPECT_FALSE(run_lines({"configure terminal", "vsan 1", "host x"})) << "enclosing mode";
     EXPECT_FALSE(run_lines({"configure terminal", "strange"})) << "no handler";
     EXPECT_FALSE(run_lines({"configure terminal", "no vsan 1", "vsan 0"}));
-    EXPECT_EQ(read_text(running_file), "name c\n");
+    EXPECT_EQ(read_file(running_file), "name c\n");
 }
 
 TEST_F(Session, LimitsModesWithinModes)
@@ -351,7 +344,7 @@ TEST_F(Session, AppliesAFileThatIsNotIndented)
 {
     EXPECT_EQ(apply("! x\r\nvsan 1\r\nname a\nhost b\nname outer\nend\nvsan 2\nno host b"),
               status_done);
-    EXPECT_EQ(read_text(running_file), "vsan 1\n  name a\nvsan 2\nname outer\n");
+    EXPECT_EQ(read_file(running_file), "vsan 1\n  name a\nvsan 2\nname outer\n");
 }
 
 TEST_F(Store, KeepsTheChangesOfAllWriters)
@@ -375,7 +368,7 @@ TEST_F(Store, KeepsTheChangesOfAllWriters)
         waitpid(child, &status, 0);
         EXPECT_EQ(status, 0);
     }
-    const std::string text = read_text(running_file);
+    const std::string text = read_file(running_file);
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), writers * changes) << text;
 }
 
@@ -397,7 +390,7 @@ TEST_F(Store, IsWholeWhileItIsWrittenAndWhenTheWriterIsKilled)
 {
     const std::string texts[] = {std::string(300000, 'a'), std::string(400000, 'b')};
     const auto is_whole = [&] {
-        const std::string text = read_text(running_file);
+        const std::string text = read_file(running_file);
         return text == texts[0] || text == texts[1];
     };
     for (int round = 0; round < 10; ++round) {
@@ -422,7 +415,7 @@ TEST_F(Store, IsWholeWhileItIsWrittenAndWhenTheWriterIsKilled)
     }
     EXPECT_EQ(store.update([](std::string &text) { return text = "after\n", failure(); }),
               failure());
-    EXPECT_EQ(read_text(running_file), "after\n") << "a lock or a file was left behind";
+    EXPECT_EQ(read_file(running_file), "after\n") << "a lock or a file was left behind";
 }
 
 TEST_F(Store, LeavesWhatItCannotReadAlone)
@@ -433,9 +426,9 @@ TEST_F(Store, LeavesWhatItCannotReadAlone)
     };
     ASSERT_EQ(mkdir(store_directory, 0755), 0);
     const std::string damaged("host a\n\0\0\0", 10);
-    write_text(running_file, damaged);
+    write_file(running_file, damaged);
     refused();
-    EXPECT_EQ(read_text(running_file), damaged);
+    EXPECT_EQ(read_file(running_file), damaged);
     unlink(running_file);
     ASSERT_EQ(mkfifo(running_file, 0600), 0);
     refused();
@@ -445,12 +438,17 @@ TEST_F(Store, LeavesWhatItCannotReadAlone)
 
 using Program = OnSwitch;
 
+outcome run_shell(const std::string &arguments, const std::string &input = {})
+{
+    return switch_root::run("/usr/sbin/kiv.bin " + arguments, input);
+}
+
 TEST_F(Program, TellsItsVersionAndVariant)
 {
-    const program_result normal = run_shell("-c 'show version'");
-    EXPECT_EQ(normal.status, 0) << normal.errors;
+    const outcome normal = run_shell("-c 'show version'");
+    EXPECT_EQ(normal.status, 0) << normal.error;
     EXPECT_THAT(normal.output, HasSubstr("Variant:  normal\n"));
-    EXPECT_THAT(run_program("/lc/ubexboot/bin/kivboot", "-nRc 'sh ver'").output,
+    EXPECT_THAT(switch_root::run("/lc/ubexboot/bin/kivboot -nRc 'sh ver'").output,
                 HasSubstr("Variant:  boot\n"));
 }
 
@@ -478,56 +476,56 @@ TEST_F(Program, HasAnExitStatusAndAMessageForEachFault)
         {"-nR", 2, "kiv: unknown option -nR"},
     };
     for (const program_case &row : cases) {
-        const program_result result = run_shell(row.arguments);
+        const outcome result = run_shell(row.arguments);
         EXPECT_EQ(result.status, row.status) << row.arguments;
-        EXPECT_THAT(result.errors, StartsWith(row.error)) << row.arguments;
-        EXPECT_EQ(result.errors.empty(), *row.error == '\0') << row.arguments;
+        EXPECT_THAT(result.error, StartsWith(row.error)) << row.arguments;
+        EXPECT_EQ(result.error.empty(), *row.error == '\0') << row.arguments;
     }
 }
 
 TEST_F(Program, ReadsCommandsFromStandardInputAndGoesOnAfterErrors)
 {
-    const program_result result =
+    const outcome result =
         run_shell("-q 1", "conf t\nboot-delay 9999\nswitchname a\nend\nexit\nfoo\n");
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.output, "");
-    EXPECT_THAT(result.errors, HasSubstr("is out of bounds; expected: <int 0..3600>"));
-    EXPECT_EQ(read_text(running_file), "switchname a\n");
+    EXPECT_THAT(result.error, HasSubstr("is out of bounds; expected: <int 0..3600>"));
+    EXPECT_EQ(read_file(running_file), "switchname a\n");
     EXPECT_EQ(run_shell("", "exit\nfoo\n").status, 0) << "nothing is read behind the end";
 }
 
 TEST_F(Program, StopsAtTheFirstLineOfACommandFileThatFails)
 {
-    write_text("/ubex/commands", "configure terminal\nswitchname a\n\nfoo\nswitchname b\n");
-    const program_result result = run_shell("-f /ubex/commands");
+    write_file("/ubex/commands", "configure terminal\nswitchname a\n\nfoo\nswitchname b\n");
+    const outcome result = run_shell("-f /ubex/commands");
     EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.errors, HasSubstr("/ubex/commands:4: % unknown word \"foo\""));
-    EXPECT_EQ(read_text(running_file), "switchname a\n");
+    EXPECT_THAT(result.error, HasSubstr("/ubex/commands:4: % unknown word \"foo\""));
+    EXPECT_EQ(read_file(running_file), "switchname a\n");
 }
 
 TEST_F(Program, AppliesAConfigurationFileWholeOrNotAtAll)
 {
-    write_text("/ubex/c", "switchname a\nvsan 5000\nvsan 1\n nmae x\nbanner x\nshow version\n");
-    const program_result wrong = run_shell("-r /ubex/c");
+    write_file("/ubex/c", "switchname a\nvsan 5000\nvsan 1\n nmae x\nbanner x\nshow version\n");
+    const outcome wrong = run_shell("-r /ubex/c");
     EXPECT_EQ(wrong.status, 1);
     for (const char *part : {"/ubex/c:2: % value \"5000\"", "/ubex/c:4: % unknown word \"nmae\"",
                              "/ubex/c:6: % unknown word \"show\""})
-        EXPECT_THAT(wrong.errors, HasSubstr(part));
-    EXPECT_EQ(read_text(running_file), "");
+        EXPECT_THAT(wrong.error, HasSubstr(part));
+    EXPECT_EQ(read_file(running_file), "");
 
-    write_text("/ubex/c", "vsan 1\nname x\ninterface fc1/1\nswitchport speed auto\nvsan 2\n");
+    write_file("/ubex/c", "vsan 1\nname x\ninterface fc1/1\nswitchport speed auto\nvsan 2\n");
     EXPECT_EQ(run_shell("-e 32768 -r /ubex/c").output,
               "/ubex/c: 5 commands checked, none applied\n");
-    EXPECT_EQ(read_text(running_file), "");
+    EXPECT_EQ(read_file(running_file), "");
     EXPECT_EQ(run_shell("-r /ubex/c").output, "/ubex/c: 5 commands applied\n");
     EXPECT_EQ(run_shell("-q 1 -nRr /ubex/c").output, "");
-    EXPECT_EQ(read_text(running_file),
+    EXPECT_EQ(read_file(running_file),
               "vsan 1\n  name x\nvsan 2\ninterface fc1/1\n  switchport speed auto\n");
 }
 
 TEST_F(Program, ShowsTheConfigurationAndMarksThePeers)
 {
-    write_text("/ubex/c", "switchname a\n");
+    write_file("/ubex/c", "switchname a\n");
     ASSERT_EQ(run_shell("-r /ubex/c").status, 0);
     EXPECT_EQ(run_shell("-o 1 -c 'show running-config'").output, "switchname a\n");
     EXPECT_THAT(
@@ -537,24 +535,24 @@ TEST_F(Program, ShowsTheConfigurationAndMarksThePeers)
                 StartsWith("! Running configuration of the peer\n! Peer version: 6.2\n"));
     EXPECT_EQ(run_shell(std::string("-o 1 -c 'show running-config > ") + running_file + "'").status,
               0);
-    EXPECT_EQ(read_text(running_file), "switchname a\n") << "shown into its own file";
+    EXPECT_EQ(read_file(running_file), "switchname a\n") << "shown into its own file";
 }
 
 TEST_F(Program, ServesTheLibrary)
 {
-    const std::string file = state_folder + "/c";
-    write_text(file, "switchname \"a b\"\nvsan 7\nname x\n");
+    const std::string file = "/ubex/c";
+    write_file(file, "switchname \"a b\"\nvsan 7\nname x\n");
     EXPECT_EQ(kiv_execute_cfg_file(file.c_str()), 0);
-    write_text("/ubex/generated", std::string(10000, 'x'));
+    write_file("/ubex/generated", std::string(10000, 'x'));
     EXPECT_EQ(kiv_generate_running_cfg("/ubex/generated"), 0);
-    const std::string generated = read_text("/ubex/generated");
+    const std::string generated = read_file("/ubex/generated");
     EXPECT_THAT(generated, EndsWith("switchname \"a b\"\nvsan 7\n  name x\n"));
     kiv_system_info request{};
     std::string("show running-config").copy(request.cmd_str, sizeof request.cmd_str);
     std::string("/ubex/out").copy(request.out_file, sizeof request.out_file);
     request.o_value = 1;
     EXPECT_EQ(kiv_talvek_system2(&request), 0U);
-    EXPECT_THAT(generated, HasSubstr(read_text("/ubex/out")));
+    EXPECT_THAT(generated, HasSubstr(read_file("/ubex/out")));
     EXPECT_EQ(kiv_system("show nothing"), 1 << 8);
     EXPECT_EQ(kiv_execute_script_file(file.c_str()), -1) << "no commands of exec mode";
 }
@@ -562,29 +560,29 @@ TEST_F(Program, ServesTheLibrary)
 TEST_F(Program, RefusesATreeThatIsNotSound)
 {
     const std::string path = "/ubex/etc/par/main_tree.par";
-    const std::string tree_text = read_text(path);
+    const std::string tree_text = read_file(path);
     const auto refused = [&](const std::string &reason) {
-        const program_result result = run_shell("-c 'show version'");
+        const outcome result = run_shell("-c 'show version'");
         EXPECT_EQ(result.status, 2) << reason;
-        EXPECT_EQ(result.errors, "kiv: " + path + ": " + reason + "\n");
+        EXPECT_EQ(result.error, "kiv: " + path + ": " + reason + "\n");
         unlink(path.c_str());
     };
-    write_text(path, tree_text.substr(0, tree_text.size() - 1));
-    refused("node 0: size is not a whole number of nodes");
+    write_file(path, tree_text.substr(0, tree_text.size() - 1));
+    refused("size is not a whole number of nodes");
     std::string cyclic = tree_text.substr(0, 1000);
     cyclic.replace(offsetof(kiv_array_tree_node, child_count), 4, std::string("\0\1\0\0", 4));
     cyclic[offsetof(kiv_array_tree_node, childlist_mask)] = 0;
-    write_text(path, cyclic);
+    write_file(path, cyclic);
     refused("node 0: node is its own descendant");
-    write_text(path, "");
-    refused("node 0: no node");
+    write_file(path, "");
+    refused("no node");
     refused("No such file or directory");
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     refused("not a regular file");
     ASSERT_EQ(mkdir(path.c_str(), 0755), 0);
     refused("not a regular file");
     rmdir(path.c_str());
-    write_text(path, tree_text);
+    write_file(path, tree_text);
 }
 
 } // namespace

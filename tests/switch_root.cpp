@@ -5,6 +5,7 @@
 #include <fstream>
 #include <sstream>
 
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace switch_root {
@@ -41,6 +42,15 @@ std::string read_file(const std::string &path)
 bool exists(const std::string &path)
 {
     return access(path.c_str(), F_OK) == 0;
+}
+
+outcome run(const std::string &line, const std::string &input)
+{
+    write_file("/ubex/input", input);
+    const std::string redirected = "(" + line + ") </ubex/input >/ubex/output 2>/ubex/error";
+    const int status = std::system(redirected.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read_file("/ubex/output"),
+            read_file("/ubex/error")};
 }
 
 void install_shell(const std::string &program)

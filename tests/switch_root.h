@@ -16,6 +16,15 @@ void write_file(const std::string &path, const std::string &content);
 std::string read_file(const std::string &path);
 bool exists(const std::string &path);
 
+// A command line of the system's interpreter, and what came of it.
+struct outcome {
+    int status; // the exit status, -1 when a signal ended it
+    std::string output;
+    std::string error;
+};
+
+outcome run(const std::string &line, const std::string &input = {});
+
 // Puts a program where the shell and the boot-time shell stand; an empty path takes them away.
 void install_shell(const std::string &program);
 

@@ -9,6 +9,7 @@
 #include <kiv/extras.h>
 
 #include "files.h"
+#include "support/tree_fault.h"
 
 namespace kiv_shell {
 
@@ -19,7 +20,7 @@ failure check(const std::string &name, const void *content, size_t size)
     kiv_tree_check_result found;
     if (kiv_tree_check(content, size, &found) == 0)
         return {};
-    return name + ": node " + std::to_string(found.node) + ": " + kiv_tree_fault_text(found.fault);
+    return name + ": " + kiv::support::tree_fault(found);
 }
 
 } // namespace

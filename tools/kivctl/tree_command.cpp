@@ -19,6 +19,7 @@
 #include "grammar/listing.h"
 #include "report.h"
 #include "support/files.h"
+#include "support/tree_fault.h"
 #include "support/unique_fd.h"
 
 namespace kivctl {
@@ -100,10 +101,7 @@ std::string fault_of(const char *path, std::string_view tree)
     kiv_tree_check_result found;
     if (kiv_tree_check(tree.data(), tree.size(), &found) == 0)
         return {};
-    const bool whole_tree = found.fault == KIV_TREE_EMPTY || found.fault == KIV_TREE_CUT_OFF ||
-                            found.fault == KIV_TREE_TOO_MANY_NODES;
-    const std::string where = whole_tree ? "" : "node " + std::to_string(found.node) + ": ";
-    return std::string(path) + ": " + where + kiv_tree_fault_text(found.fault) + '\n';
+    return std::string(path) + ": " + kiv::support::tree_fault(found) + '\n';
 }
 
 int check(const char *path, const std::string &tree)

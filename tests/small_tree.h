@@ -1,7 +1,7 @@
 // A command tree for tests, with what is hard about trees: words that are ambiguous, modes that
 // know the same words, a mode that is linked to itself, a function that there is not.
-#ifndef LAB_KIV_TESTING_SMALL_TREE_H
-#define LAB_KIV_TESTING_SMALL_TREE_H
+#ifndef KIV_TESTS_SMALL_TREE_H
+#define KIV_TESTS_SMALL_TREE_H
 
 #include <string>
 #include <string_view>

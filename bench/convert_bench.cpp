@@ -26,12 +26,15 @@ void grow(std::vector<kiv_array_tree_node> &tree, size_t size, int32_t depth)
     }
 }
 
+// What a conversion reads of each node: counts, children and, where there are any, which are links.
 uint64_t read_headers(const std::vector<kiv_array_tree_node> &tree)
 {
     uint64_t sum = 0;
     for (const kiv_array_tree_node &node : tree) {
         sum += node.parameter_count;
         const uint16_t count = node.child_count;
+        if (count == 0)
+            continue;
         for (uint16_t i = 0; i < count; ++i)
             sum += node.children[i];
         uint64_t mask[4];

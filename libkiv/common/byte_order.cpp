@@ -15,11 +15,14 @@ void convert(BigEndian &field)
     field = BigEndian{field};
 }
 
-bmask256 link_mask(const kiv_array_tree_node &node)
+// Nothing in a parameter changes between the orders.
+void convert_parameter(kiv_parameter &) {}
+
+void convert_parameters(kiv_array_tree_node &node)
 {
-    bmask256 links = KIV_BMP_INIT(KIV_CHILDLIST_BITS);
-    bmask256_from_bitarray(&links, node.childlist_mask);
-    return links;
+    const uint16_t count = node.parameter_count;
+    for (uint16_t i = 0; i < count; ++i)
+        convert_parameter(node.parameters[i]);
 }
 
 void exit_if_too_deep(int32_t depth)
@@ -30,26 +33,39 @@ void exit_if_too_deep(int32_t depth)
     std::exit(-1);
 }
 
+// A node without children has no links either, so its mask is not looked at.
 template <typename Walk>
-void walk_owned_children(kiv_array_tree_node *tree, const kiv_array_tree_node &node, int32_t depth,
-                         Walk walk)
+void walk_owned_children(const kiv_array_tree_node &node, Walk walk)
 {
     const uint16_t count = node.child_count;
     if (count == 0)
         return;
-    const bmask256 links = link_mask(node);
+    bmask256 links = KIV_BMP_INIT(KIV_CHILDLIST_BITS);
+    bmask256_from_bitarray(&links, node.childlist_mask);
     for (uint32_t i = 0; i < count; ++i) {
         if (!bmask256_is_bit_set(&links, i))
-            walk(tree, node.children[i], depth + 1);
+            walk(node.children[i]);
     }
 }
 
-template <typename Conversion>
-void convert_parameters(kiv_array_tree_node &node, Conversion conversion)
+void to_host_order(kiv_array_tree_node *tree, int32_t index, int32_t depth)
 {
-    const uint16_t count = node.parameter_count;
-    for (uint16_t i = 0; i < count; ++i)
-        conversion(&node.parameters[i]);
+    exit_if_too_deep(depth);
+    kiv_array_tree_node &node = tree[index];
+    convert(node.parameter_count);
+    convert_parameters(node);
+    walk_owned_children(node, [=](int32_t child) { to_host_order(tree, child, depth + 1); });
+}
+
+// A node's counts go into network order last, once nothing reads them any more.
+void to_network_order(kiv_array_tree_node *tree, int32_t index, int32_t depth)
+{
+    exit_if_too_deep(depth);
+    kiv_array_tree_node &node = tree[index];
+    convert_parameters(node);
+    convert(node.parameter_count);
+    walk_owned_children(node, [=](int32_t child) { to_network_order(tree, child, depth + 1); });
+    convert(node.child_count);
 }
 
 } // namespace
@@ -61,31 +77,26 @@ uint64_t kiv_get_param_type_from_mask(uint64_t lo, uint64_t hi) noexcept
 
 void ntoh_subtree_header(kiv_subtree_header *) noexcept {}
 void hton_subtree_header(kiv_subtree_header *) noexcept {}
-void ntoh_parameter(kiv_parameter *) noexcept {}
-void hton_parameter(kiv_parameter *) noexcept {}
+void ntoh_parameter(kiv_parameter *param) noexcept
+{
+    convert_parameter(*param);
+}
+
+void hton_parameter(kiv_parameter *param) noexcept
+{
+    convert_parameter(*param);
+}
 
 void ntoh_array_tree(kiv_array_tree_node *tree, int32_t index, int32_t depth) noexcept
 {
-    if (tree == nullptr)
-        return;
-    exit_if_too_deep(depth);
-    kiv_array_tree_node &node = tree[index];
-    convert(node.parameter_count);
-    convert_parameters(node, ntoh_parameter);
-    walk_owned_children(tree, node, depth, ntoh_array_tree);
+    if (tree != nullptr)
+        to_host_order(tree, index, depth);
 }
 
-// A node's counts go into network order last, once nothing reads them any more.
 void hton_array_tree(kiv_array_tree_node *tree, int32_t index, int32_t depth) noexcept
 {
-    if (tree == nullptr)
-        return;
-    exit_if_too_deep(depth);
-    kiv_array_tree_node &node = tree[index];
-    convert_parameters(node, hton_parameter);
-    convert(node.parameter_count);
-    walk_owned_children(tree, node, depth, hton_array_tree);
-    convert(node.child_count);
+    if (tree != nullptr)
+        to_network_order(tree, index, depth);
 }
 
 int cycle_check(const kiv_array_tree_node *tree, int32_t index, int32_t depth) noexcept

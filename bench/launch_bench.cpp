@@ -84,6 +84,10 @@ void launch(benchmark::State &state)
     const size_t size = static_cast<size_t>(state.range(0)) << 20;
     const std::unique_ptr<char, decltype(&std::free)> held(static_cast<char *>(std::malloc(size)),
                                                            std::free);
+    if (held == nullptr) {
+        state.SkipWithError("not enough memory");
+        return;
+    }
     std::memset(held.get(), 1, size);
     benchmark::DoNotOptimize(held.get());
     rounds::measure(state, {{"library", launch_with_library},

@@ -14,8 +14,15 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 
+# Installed programs and libraries find each other wherever they are put.
+set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}" "$ORIGIN")
+
 set(KIV_WARNINGS -Wall -Wextra -Wconversion -Wshadow -Werror)
 add_compile_options(${KIV_WARNINGS})
+# This version of g++ reports a copy within std::string as overlapping when it optimizes much.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  add_compile_options(-Wno-restrict)
+endif()
 add_compile_definitions(_GNU_SOURCE)
 
 if(KIV_SANITIZE OR KIV_FUZZ)

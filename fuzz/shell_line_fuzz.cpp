@@ -1,5 +1,5 @@
-// Any text as command lines: as words, as commands of a mode, and as a stored configuration. What
-// is understood has a canonical form that is understood as the same.
+// Any text as command lines: as words, as commands of a mode, as a stored configuration and as a
+// configuration file. What is understood has a canonical form that is understood as the same.
 
 #include <cstdint>
 #include <cstdlib>
@@ -8,6 +8,8 @@
 
 #include "lab/kiv/argument_types.h"
 #include "lab/kiv/configuration.h"
+#include "lab/kiv/handlers.h"
+#include "lab/kiv/modes.h"
 #include "lab/kiv/parser.h"
 #include "tests/small_tree.h"
 
@@ -41,7 +43,11 @@ void check_argument_types(std::string_view text)
             kiv_parameter parameter{};
             parameter.type = group << 20 | 1U << bit;
             parameter.maximum = 100;
-            check_argument(parameter, text);
+            if (check_argument(parameter, text) != fit::fits)
+                continue;
+            const std::string canonical = canonical_argument(parameter, text);
+            require(check_argument(parameter, canonical) == fit::fits &&
+                    canonical_argument(parameter, canonical) == canonical);
         }
     }
 }
@@ -54,7 +60,48 @@ void check_configuration(const tree_view &tree, node_index mode, std::string_vie
     configuration again(tree, mode);
     require(!again.load(running.text()));
     require(again.text() == running.text());
-    running.text_to_apply();
+}
+
+// Runs a line in configuration mode or in one within it. Returns whether it could be run.
+bool apply_line(const tree_view &tree, mode_stack &modes, std::string_view line, configuration &to)
+{
+    size_t depth = 0;
+    const parse_result found = modes.find_command(tree, line, depth);
+    const auto *parsed = std::get_if<command>(&found);
+    if (parsed == nullptr || parsed->output_file)
+        return false;
+    const std::string_view function = tree.function(parsed->node);
+    const handler *known = find_handler(function);
+    if (known == nullptr)
+        return false;
+    modes.leave_to(depth);
+    if (function == "set" || function == add_function)
+        to.put(modes.path_from(1), setting_of(tree, *parsed));
+    return !modes.advance(tree, *parsed, known->after);
+}
+
+// Returns whether every line could be run.
+bool apply(const tree_view &tree, node_index mode, std::string_view text, configuration &to)
+{
+    mode_stack modes({{root_node, {}}, {mode, {}}});
+    bool done = true;
+    for (size_t start = 0; start < text.size();) {
+        const std::string_view line = text.substr(start, text.find('\n', start) - start);
+        if (!is_blank_or_comment(line))
+            done = apply_line(tree, modes, line, to) && done;
+        start += line.size() + 1;
+    }
+    return done;
+}
+
+// What is shown of a configuration makes the same one.
+void check_text_to_apply(const tree_view &tree, node_index mode, std::string_view text)
+{
+    configuration running(tree, mode);
+    apply(tree, mode, text, running);
+    configuration again(tree, mode);
+    require(apply(tree, mode, running.text_to_apply(), again));
+    require(again.text() == running.text());
 }
 
 } // namespace
@@ -74,5 +121,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         start += line.size() + 1;
     }
     check_configuration(tree, config, text);
+    check_text_to_apply(tree, config, text);
     return 0;
 }

@@ -54,6 +54,7 @@ TEST(Bitset, IgnoresNumbersBeyondItsStorage)
     auto *set = reinterpret_cast<bitset *>(&small);
     for (const uint32_t bit : {32U, 40U, UINT32_MAX})
         bitset_set_bit(set, bit);
+    EXPECT_EQ(std::memcmp(&small.behind, "\0\0\0\0", 4), 0) << "wrote behind the storage";
     small.behind[0] = 0xFF;
     EXPECT_EQ(bitset_first_bit(set), -1);
     EXPECT_EQ(bitset_is_bit_set(set, 32), 0);

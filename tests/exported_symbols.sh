@@ -29,7 +29,7 @@ runtime='@(GLIBC|GLIBCXX|CXXABI|GCC)_|^(__gmon_start__|__cxa_finalize|_ITM_.*|__
 foreign=$(needed "$libkiv" | grep -vE "$runtime" | sed 's/@.*//' | sort -u |
     comm -23 - <(echo "$platform"))
 if [ -n "$foreign" ]; then
-    echo "libkiv needs symbols of neither the runtime nor the platform:" $foreign
+    echo "libkiv needs symbols of neither the runtime nor the platform: $foreign"
     status=1
 fi
 [ "$(echo "$platform" | wc -l)" -ge 10 ] || { echo "the headers were not read"; status=1; }

@@ -152,9 +152,9 @@ TEST(Grammar, StoresEveryPropertyInItsField)
         {"handler f", 208, "6600"},
         {"handler f", 332, "00000000"},
         {"terminal", 332, "00000004"},
-        {"submode \"p\" \"h\"", 332, "00000008"},
-        {"submode \"p\" \"h\"", 192, "7000"},
-        {"submode \"p\" \"h\"", 160, "6800"},
+        {"action 0x10\n  submode p\n  run f", 332, "0000001c"},
+        {"terminal\n  submode \"p\" \"h\"", 192, "7000"},
+        {"terminal\n  submode \"p\" \"h\"", 160, "6800"},
         {"module m", 256, "6d00"},
         {"generator g", 280, "6700"},
         {"optional 0x1234", 328, "1234"},
@@ -176,11 +176,6 @@ TEST(Grammar, StoresEveryPropertyInItsField)
         EXPECT_EQ(bytes_at(with_property(each.line), each.offset, each.bytes.size() / 2),
                   each.bytes)
             << each.line << " at " << each.offset;
-}
-
-TEST(Grammar, JoinsTheActionBitsOfAllProperties)
-{
-    EXPECT_EQ(bytes_at(with_property("action 0x10\n  submode p\n  run f"), 332, 4), "0000001c");
 }
 
 TEST(Grammar, StoresEveryTypeWithItsBounds)
@@ -462,7 +457,7 @@ protected:
     int run(std::string line) const
     {
         for (size_t at; (at = line.find('%')) != std::string::npos;)
-            line.replace(at, 1, KIVCTL_PATH " tree");
+            line.replace(at, 1, "'" KIVCTL_PATH "' tree");
         const int status = std::system(("cd " + folder_ + " && (" + line + ") >out 2>err").c_str());
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
@@ -504,16 +499,22 @@ TEST_F(TreeCommand, ReadsPipesAndWritesToDevices)
     EXPECT_EQ(run("test -c /dev/full"), 0) << "replaced by a file";
 }
 
+TEST_F(TreeCommand, KeepsLinksAndTheModeOfAFile)
+{
+    write("g", leaves(1));
+    run("mkdir sub && touch sub/t.par && chmod 600 sub/t.par && ln -s sub/t.par a && ln -s sub/u "
+        "b");
+    EXPECT_EQ(run("% compile g -o a && % compile g -o b"), 0) << read("err");
+    run("find . -type l -o -path './sub/*' | sort; find . -perm 600 -size 2000c");
+    EXPECT_EQ(read("out"), "./a\n./b\n./sub/t.par\n./sub/u\n./sub/t.par\n");
+}
+
 TEST_F(TreeCommand, LeavesTheOldFileWhenItFails)
 {
     write("good", leaves(100));
     write("bad", "keyword a\nrun\n");
     write("t.par", "old");
-    struct failing_case {
-        const char *line;
-        const char *error;
-    };
-    const failing_case cases[] = {
+    const char *cases[][2] = {
         {"% compile bad -o t.par",
          "bad:1: expected \"run\", \"terminal\" or a node below this one, "
          "found none of them\nbad:2: expected \"run\" below"},
@@ -521,15 +522,18 @@ TEST_F(TreeCommand, LeavesTheOldFileWhenItFails)
         {"% compile . -o t.par", "kivctl: .: Is a directory\n"},
         {"% compile /dev/zero -o t.par", "kivctl: /dev/zero: File too large\n"},
         {"% compile good -o .", "kivctl: .: Is a directory\n"},
+        {"ln good same; % compile good -o same; s=$?; rm same; exit $s",
+         "kivctl: same: is the grammar itself\n"},
+        {"% compile - -o good <good", "kivctl: good: is the grammar itself\n"},
         {"% compile good -o missing/t.par", "kivctl: missing/t.par: No such file or directory\n"},
         {"ulimit -f 16; % compile good -o t.par", "kivctl: t.par: File too large\n"},
     };
-    for (const failing_case &each : cases) {
-        EXPECT_EQ(run(each.line), 1) << each.line;
-        EXPECT_THAT(read("err"), testing::StartsWith(each.error)) << each.line;
-        EXPECT_EQ(read("out"), "") << each.line;
-        EXPECT_EQ(read("t.par"), "old") << each.line;
-        EXPECT_EQ(files(), "bad good t.par ") << each.line;
+    for (const auto &[line, error] : cases) {
+        EXPECT_EQ(run(line), 1) << line;
+        EXPECT_THAT(read("err"), testing::StartsWith(error)) << line;
+        EXPECT_EQ(read("out"), "") << line;
+        EXPECT_EQ(read("t.par"), "old") << line;
+        EXPECT_EQ(files(), "bad good t.par ") << line;
     }
 }
 

@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -168,6 +169,24 @@ TEST_F(Launch, LeavesNoChildUnreapedAndTheSignalMaskAlone)
     signal(SIGCHLD, SIG_DFL);
 }
 
+// Runs as a user who may have no further process.
+int without_processes()
+{
+    if (geteuid() == 0 && setuid(65534) != 0)
+        return 1;
+    const rlimit none{0, 0};
+    setrlimit(RLIMIT_NPROC, &none);
+    kiv_system_info info = command("x");
+    if (kiv_system("x") != -1 || talvek_system("x") != -1)
+        return 2;
+    return kiv_system2(&info) == 0x40540001 && kiv_talvek_system2(&info) == 0 ? 0 : 3;
+}
+
+TEST_F(Launch, TellsWhenThereCanBeNoChild)
+{
+    EXPECT_EXIT(std::exit(without_processes()), testing::ExitedWithCode(0), "");
+}
+
 TEST_F(Execute, GivesTheShellTheRequestThroughTheInterpreter)
 {
     kiv_system_info info = command("show version");
@@ -246,21 +265,25 @@ kiv_system_info request_of(size_t characters)
 
 TEST_F(Execute, RefusesALineThatDoesNotFitAndRunsNothing)
 {
+    // The plain form of such a line has one character more.
     struct room_case {
+        uint32_t (*execute)(kiv_system_info *) noexcept;
         size_t characters;
         bool background;
         uint32_t code;
         const char *printed;
     };
-    const room_case cases[] = {{511, false, 0, "run\n"},
-                               {512, false, 0x4054001E, ""},
-                               {509, true, 0, "run\n"},
-                               {510, true, 0x4054001E, ""}};
+    const room_case cases[] = {{kiv_talvek_system_execute, 511, false, 0, "run\n"},
+                               {kiv_talvek_system_execute, 512, false, 0x4054001E, ""},
+                               {kiv_talvek_system_execute, 509, true, 0, "run\n"},
+                               {kiv_talvek_system_execute, 510, true, 0x4054001E, ""},
+                               {kiv_system_execute, 510, false, 0, "run\n"},
+                               {kiv_system_execute, 511, false, 0x4054001E, ""}};
     for (const room_case &row : cases) {
         kiv_system_info info = request_of(row.characters);
         testing::internal::CaptureStdout();
         background_running_flag = row.background ? 1 : 0;
-        EXPECT_EQ(kiv_talvek_system_execute(&info), row.code) << row.characters;
+        EXPECT_EQ(row.execute(&info), row.code) << row.characters;
         background_running_flag = 0;
         EXPECT_EQ(testing::internal::GetCapturedStdout(), row.printed) << row.characters;
     }
@@ -378,6 +401,10 @@ TEST_F(Files, ReceiveTheRunningConfigurationOfARequest)
     EXPECT_EQ(kiv_generate_running_cfg2(&info), 0);
     EXPECT_EQ(recording(), expected);
     EXPECT_EQ(read_file("/ubex/config"), "recorder output\nrecorder error\n");
+
+    std::memset(info.out_file, 'f', sizeof info.out_file);
+    EXPECT_EQ(kiv_generate_running_cfg2(&info), 0);
+    EXPECT_THAT(recording(), IsEmpty()) << "a name without an end";
 
     *info.out_file = '\0';
     info.debug = 1;

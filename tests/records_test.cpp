@@ -73,12 +73,13 @@ TEST(Conversion, DoesNotFollowLinks)
     trees::add_link(tree, 2, 0);
     convert_both_ways(tree);
 
-    // Only the eighth child is a link: the bit is looked up at the child's own position.
-    trees::tree wide = trees::of_nodes(9);
-    for (uint16_t child = 1; child <= 7; ++child)
+    // Only the last of many children is a link: the bit is looked up at its own position.
+    trees::tree wide = trees::of_nodes(KIV_NODE_MAX_CHILDREN);
+    for (uint16_t child = 1; child < KIV_NODE_MAX_CHILDREN; ++child)
         trees::add_child(wide, 0, child);
     trees::add_link(wide, 0, 0);
     convert_both_ways(wide);
+    std::memset(wide[0].childlist_mask, 0, sizeof wide[0].childlist_mask);
     wide[0].childlist_mask[0] = 0x01;
     EXPECT_EXIT(ntoh_array_tree(wide.data(), 0, 0), ExitedWithCode(depth_exit_status), "Fatal");
 }

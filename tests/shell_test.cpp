@@ -1,14 +1,13 @@
 // The shell: its parts by themselves, and the program at the switch's own path.
 
 #include <algorithm>
-#include <array>
 #include <csignal>
 #include <cstddef>
-#include <cstdlib>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -16,6 +15,7 @@
 
 #include <kiv/kiv_exec_lib.h>
 
+#include "argument_words.h"
 #include "lab/kiv/argument_types.h"
 #include "lab/kiv/configuration.h"
 #include "lab/kiv/files.h"
@@ -29,15 +29,13 @@
 namespace {
 
 using namespace kiv_shell;
-using kiv_shell::testing::small_tree;
+using namespace kiv_shell::testing;
 using switch_root::outcome;
 using switch_root::read_file;
 using switch_root::write_file;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
-
-// -- Lines and commands -----------------------------------------------------------
 
 class Parser : public ::testing::Test, protected small_tree {};
 
@@ -66,6 +64,8 @@ TEST_F(Parser, UnderstandsCommandsOfExecMode)
         {"show version > \"a", "15: quote without an end"},
         {"show \"ver\"x", "10: blank expected after the closing quote"},
         {"show ver\001", "8: control character"},
+        {"show \xC2\x85", "5: control character"},
+        {"show \xC3\xA9\xC3", "7: not a character of UTF-8"},
     };
     for (const line_case &row : cases)
         EXPECT_THAT(parsed(root_node, row.line), StartsWith(row.result)) << row.line;
@@ -105,63 +105,28 @@ TEST_F(Parser, TakesLinesOfAnyLengthAndShowsLittleOfThem)
     const std::string word(1 << 20, 'x');
     EXPECT_EQ(parsed(config, "host " + word), "host " + word);
     EXPECT_LT(parsed(config, word).size(), 300U);
+    const std::string begin(39, 'x');
+    EXPECT_THAT(parsed(config, begin + "éé"), HasSubstr("\"" + begin + "...\"")) << "cut within";
 }
-
-// -- Argument types ---------------------------------------------------------------
-
-// Words with '|' between them; '' is the empty word.
-struct type_case {
-    kiv_parameter_type type;
-    uint32_t minimum;
-    uint32_t maximum;
-    const char *fitting;
-    const char *out_of_bounds;
-    const char *wrong;
-};
-
-constexpr uint32_t minus_5 = 0xFFFFFFFBU;
-constexpr uint32_t largest = 0xFFFFFFFFU;
-
-const type_case type_cases[] = {
-    {TYPE_STRING, 3, 0, "''|a b", "abcd", ""},
-    {TYPE_LINE, 0, 0, "a  b", "", "''"},
-    {TYPE_URI, 0, 0, "a:|x+y:z?%20", "", "a|:a|1a:b|a:%2|a:%zz|a: "},
-    {TYPE_URI, 4, 0, "tftp://h/f|TFTP:x", "ftp://h", "tftp"},
-    {TYPE_DNS_NAME, 0, 0, "a|a-b.1.c.|10.0.0.x", "", "''|.|a..b|-a|a-.b|a_b|10.0.0.300"},
-    {TYPE_USERATHOST, 0, 0, "u@h|a.b+c@::1", "", "@h|u@|u|u@h@h|u v@h"},
-    {TYPE_IP, 0, 0, "1.2.3.4|fe80::1", "", "1.2.3|::g|h|''"},
-    {TYPE_IPV4, 0, 0, "255.0.0.1", "", "256.0.0.1|::1|1.2.3.4 |1.2.3.4.5"},
-    {TYPE_IPV6, 0, 0, "::|::ffff:1.2.3.4", "", "1.2.3.4|:::|1:2:3:4:5:6:7:8:9"},
-    {TYPE_INET_NAME, 0, 0, "1.2.3.4|::1|host", "", "1.2.3.400|a b"},
-    {TYPE_INT, minus_5, 10, "-5|10|007", "-6|11|99999999999999999999", "''|-|+1|1x|0x1|1-2"},
-    {TYPE_INT_RANGE, minus_5, 10, "3|-5--3|-1-10", "1-11|-6-1", "3-1|1-|-"},
-    {TYPE_INT_MULTI_RANGE, 1, 9, "1,3-9", "1,10", "''|,1|1,|1,,2|1 2"},
-    {TYPE_HEX, 1, largest, "0x1f|1F|ffffffff", "0|100000000", "0x|-1|0x-1|g"},
-    {TYPE_HEX_RANGE, 0, 0xFF, "a-0xff", "a-100", "b-a|a--b"},
-    {TYPE_HEX_MULTI_RANGE, 0, 0xFF, "1,a-f,0xff", "1,fff", "1,-f"},
-    {TYPE_INTERFACE, 0, 0, "fc1/1|mgmt0", "", "fc1|fc1/|fc01/1|mgmt0/1|x1/1"},
-    {TYPE_INTERFACE_RANGE, 0, 0, "fc1/1-4|fc1/1|port-channel1-2", "", "fc1/4-1|fc1/1-|fc1/-4"},
-    {TYPE_MAC, 0, 0, "00:11:22:33:44:fF", "", "00:11:22:33:44|0:11:22:33:44:55|''"},
-    {TYPE_WWN, 0, 0, "20:00:00:11:22:33:44:55", "", "20:00:00:11:22:33:44:5|20:00"},
-    {TYPE_LUN, 0, 0, "00|00:01:02:03:04:05:06:07", "", "''|0|00:|00:01:02:03:04:05:06:07:08"},
-    {TYPE_VSAN, 1, 4093, "1|4093", "0|4094", "a"},
-    {TYPE_VSAN_RANGE, 1, 4093, "10-20", "10-4094", "20-10"},
-    {TYPE_VSAN_MULTI_RANGE, 1, 4093, "1,10-20", "0,1", "1;2"},
-    {TYPE_GUID, 0, 0, "01234567-89ab-cdef-0123-456789ABCDEF", "", "01234567-89ab-cdef-0123|x"},
-    {TYPE_FC_ID, 0, 0, "0x01ABef", "", "01abef|0x1abef|0x01abefg"},
-};
 
 void expect_fit(const kiv_parameter &parameter, const char *words, fit expected)
 {
     std::istringstream all(words);
-    for (std::string word; std::getline(all, word, '|');)
-        EXPECT_EQ(check_argument(parameter, word == "''" ? "" : word), expected)
+    for (std::string row; std::getline(all, row, '|');) {
+        const size_t separator = row.find('=');
+        const std::string word = row == "''" ? "" : row.substr(0, separator);
+        EXPECT_EQ(check_argument(parameter, word), expected)
             << describe_parameter(parameter) << " and " << word;
+        if (expected == fit::fits) {
+            EXPECT_EQ(canonical_argument(parameter, word),
+                      separator == std::string::npos ? word : row.substr(separator + 1));
+        }
+    }
 }
 
 TEST(ArgumentTypes, TakeTheWordsOfTheirFormWithinTheirBounds)
 {
-    for (const type_case &row : type_cases) {
+    for (const argument_words &row : all_argument_words) {
         kiv_parameter parameter{};
         parameter.type = static_cast<uint32_t>(row.type);
         parameter.minimum = row.minimum;
@@ -182,11 +147,12 @@ TEST(ArgumentTypes, KnowNamedValuesAndInterfaceMasks)
     parameter.type_mask = 0x2;
     EXPECT_EQ(check_argument(parameter, "mgmt0"), fit::fits);
     EXPECT_EQ(check_argument(parameter, "fc1/1"), fit::out_of_bounds);
+    EXPECT_EQ(describe_parameter(parameter), "<interface mgmt>");
+    parameter.type_mask = ~uint64_t{0};
+    EXPECT_EQ(describe_parameter(parameter), "<interface>");
     parameter.type = 0x40100040;
     EXPECT_EQ(check_argument(parameter, "1"), fit::wrong_form) << "unknown type";
 }
-
-// -- The running configuration ------------------------------------------------------
 
 class Configuration : public ::testing::Test, protected small_tree {
 protected:
@@ -209,7 +175,7 @@ protected:
 TEST_F(Configuration, ReplacesInPlaceOrdersByPriorityAndMakesMissingBlocks)
 {
     for (const char *line : {"name one", "vsan 20", "vsan 10", "host b", "host a", "speed 1",
-                             "banner x", "vsan 20", "name two", "host b", "speed auto"})
+                             "banner x", "vsan 020", "name two", "host b", "speed auto"})
         put(line);
     put("vsan 20", "name inner");
     put("vsan 30", "name new");
@@ -258,8 +224,6 @@ TEST_F(Configuration, RefusesWhatIsNoConfiguration)
         deep += std::string(2 * depth, ' ') + "x\n";
     EXPECT_EQ(running.load(deep), failure("line 33: wrong indentation"));
 }
-
-// -- Sessions and the store -----------------------------------------------------------
 
 constexpr const char *store_directory = "/ubex/cfg";
 constexpr const char *running_file = "/ubex/cfg/running.cfg";
@@ -314,7 +278,8 @@ TEST_F(Session, EntersAndLeavesModes)
     EXPECT_EQ(read_file(running_file), "vsan 1\n  name b\n  vsan 2\nname c\n");
     EXPECT_FALSE(run_lines({"configure terminal", "vsan 1", "host x"})) << "enclosing mode";
     EXPECT_FALSE(run_lines({"configure terminal", "strange"})) << "no handler";
-    EXPECT_FALSE(run_lines({"configure terminal", "no vsan 1", "vsan 0"}));
+    EXPECT_FALSE(run_lines({"misplaced"})) << "a setting, but not of configuration mode";
+    EXPECT_FALSE(run_lines({"configure terminal", "no vsan 01", "vsan 0"}));
     EXPECT_EQ(read_file(running_file), "name c\n");
 }
 
@@ -422,7 +387,9 @@ TEST_F(Store, LeavesWhatItCannotReadAlone)
 {
     const auto refused = [&] {
         EXPECT_FALSE(run_lines({"configure terminal", "host b"}));
-        EXPECT_FALSE(run_lines({"show running-config > /ubex/shown"}));
+        write_file("/ubex/backup", "old");
+        EXPECT_FALSE(run_lines({"show running-config > /ubex/backup"}));
+        EXPECT_EQ(read_file("/ubex/backup"), "old");
     };
     ASSERT_EQ(mkdir(store_directory, 0755), 0);
     const std::string damaged("host a\n\0\0\0", 10);
@@ -434,7 +401,29 @@ TEST_F(Store, LeavesWhatItCannotReadAlone)
     refused();
 }
 
-// -- The program ------------------------------------------------------------------------
+TEST_F(Store, WritesOverNothingThatAnUnfinishedChangeLeft)
+{
+    const std::string victim = "/ubex/victim";
+    write_file(victim, "kept");
+    ASSERT_EQ(mkdir(store_directory, 0755), 0);
+    ASSERT_EQ(symlink(victim.c_str(), "/ubex/cfg/running.cfg.new"), 0);
+    EXPECT_TRUE(run_lines({"configure terminal", "host a"}));
+    EXPECT_EQ(read_file(running_file), "host a\n");
+    EXPECT_EQ(read_file(victim), "kept");
+}
+
+TEST_F(Store, KeepsItsCopyOfATreeWhoseFileIsCut)
+{
+    const std::string path = "/ubex/small.par";
+    write_file(path, {reinterpret_cast<const char *>(nodes.data()),
+                      nodes.size() * sizeof(kiv_array_tree_node)});
+    tree_file file;
+    ASSERT_EQ(file.open(path), failure());
+    ASSERT_EQ(truncate(path.c_str(), 0), 0);
+    EXPECT_TRUE(file.view().mode_of_function("configure_terminal"));
+    ASSERT_EQ(truncate(path.c_str(), off_t{100} << 20), 0);
+    EXPECT_EQ(file.open(path), failure(path + ": File too large"));
+}
 
 using Program = OnSwitch;
 
@@ -443,27 +432,27 @@ outcome run_shell(const std::string &arguments, const std::string &input = {})
     return switch_root::run("/usr/sbin/kiv.bin " + arguments, input);
 }
 
-TEST_F(Program, TellsItsVersionAndVariant)
-{
-    const outcome normal = run_shell("-c 'show version'");
-    EXPECT_EQ(normal.status, 0) << normal.error;
-    EXPECT_THAT(normal.output, HasSubstr("Variant:  normal\n"));
-    EXPECT_THAT(switch_root::run("/lc/ubexboot/bin/kivboot -nRc 'sh ver'").output,
-                HasSubstr("Variant:  boot\n"));
-}
-
 TEST_F(Program, HasAnExitStatusAndAMessageForEachFault)
 {
     struct program_case {
-        const char *arguments;
+        std::string arguments;
         int status;
-        const char *error;
+        std::string error;
     };
+    const std::string blanks(58, ' ');
     const program_case cases[] = {
         {"-c ''", 0, ""},
-        {"-V '1 2' -q -1 -c '! nothing' -L -o 1 -e 0", 0, ""},
+        {"-V '1 2' -q -1 -c '! nothing' -L -o 1 -e 0x8000", 0, ""},
+        {"-c 'show version' >&-", 1, "% standard output: Bad file descriptor\n"},
+        {"--help >&-", 1, "kiv: standard output: Bad file descriptor\n"},
+        {"<&-", 0, ""},
         {"-c 'show versoin'", 1,
          "show versoin\n     ^\n% unknown word \"versoin\"; expected: running-config, version\n"},
+        {"-c '\tshow\tversoin'", 1, "\tshow\tversoin\n\t    \t^\n"},
+        {"-c 'show version > é x'", 1, "show version > é x\n                 ^\n"},
+        {"-c 'show" + blanks + "versoin" + std::string(60, 'x') + "'", 1,
+         "...ow" + blanks + "versoin" + std::string(53, 'x') + "...\n" + std::string(63, ' ') +
+             "^\n"},
         {"-c 'show running-config peer'", 1, "% only the peer variant"},
         {"-c 'show version > /ubex'", 1, "% /ubex: Is a directory\n"},
         {"-c 'show version > /dev/full'", 1, "% /dev/full: No space left on device\n"},
@@ -473,25 +462,39 @@ TEST_F(Program, HasAnExitStatusAndAMessageForEachFault)
         {"-c a -r b", 2, "kiv: only one of -c, -f and -r"},
         {"-e 1x", 2, "kiv: not a number: 1x"},
         {"-q 99999999999", 2, "kiv: not a number"},
+        {"-o 0x-1", 2, "kiv: not a number: 0x-1"},
         {"-nR", 2, "kiv: unknown option -nR"},
     };
     for (const program_case &row : cases) {
         const outcome result = run_shell(row.arguments);
         EXPECT_EQ(result.status, row.status) << row.arguments;
         EXPECT_THAT(result.error, StartsWith(row.error)) << row.arguments;
-        EXPECT_EQ(result.error.empty(), *row.error == '\0') << row.arguments;
+        EXPECT_EQ(result.error.empty(), row.error.empty()) << row.arguments;
     }
+}
+
+TEST_F(Program, PromptsOnATerminal)
+{
+    const unique_fd terminal(posix_openpt(O_RDWR | O_NOCTTY));
+    ASSERT_TRUE(grantpt(terminal.get()) == 0 && unlockpt(terminal.get()) == 0);
+    const std::string name = ptsname(terminal.get());
+    const unique_fd typed(open(name.c_str(), O_RDWR | O_NOCTTY));
+    write_all(terminal.get(), "configure terminal\nvsan 1\nend\nexit\n");
+    EXPECT_EQ(switch_root::run("/lc/ubexboot/bin/kivboot -q 1 <" + name).output,
+              "kiv(boot)# kiv(boot)(config)# kiv(boot)(config-vsan)# kiv(boot)# ");
 }
 
 TEST_F(Program, ReadsCommandsFromStandardInputAndGoesOnAfterErrors)
 {
-    const outcome result =
-        run_shell("-q 1", "conf t\nboot-delay 9999\nswitchname a\nend\nexit\nfoo\n");
+    const std::string lines = "conf t\nboot-delay 9999\nswitchname a\nend\nexit\nfoo\n";
+    const outcome result = run_shell("-q 1", lines);
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.output, "");
     EXPECT_THAT(result.error, HasSubstr("is out of bounds; expected: <int 0..3600>"));
     EXPECT_EQ(read_file(running_file), "switchname a\n");
     EXPECT_EQ(run_shell("", "exit\nfoo\n").status, 0) << "nothing is read behind the end";
+    run_shell(">&- 2>&-", lines + "show version\n");
+    EXPECT_EQ(read_file(running_file), "switchname a\n") << "a message in the configuration";
 }
 
 TEST_F(Program, StopsAtTheFirstLineOfACommandFileThatFails)
@@ -505,11 +508,14 @@ TEST_F(Program, StopsAtTheFirstLineOfACommandFileThatFails)
 
 TEST_F(Program, AppliesAConfigurationFileWholeOrNotAtAll)
 {
-    write_file("/ubex/c", "switchname a\nvsan 5000\nvsan 1\n nmae x\nbanner x\nshow version\n");
+    write_file("/ubex/c",
+               "switchname a\nvsan 5000\nvsan 1\n nmae x\nboot-delay 9999\nbanner x\nshow version\n"
+               "switchname b > /ubex/x\n");
     const outcome wrong = run_shell("-r /ubex/c");
     EXPECT_EQ(wrong.status, 1);
     for (const char *part : {"/ubex/c:2: % value \"5000\"", "/ubex/c:4: % unknown word \"nmae\"",
-                             "/ubex/c:6: % unknown word \"show\""})
+                             "/ubex/c:5: % value \"9999\"", "/ubex/c:7: % unknown word \"show\"",
+                             "/ubex/c:8: % no command of a configuration file writes"})
         EXPECT_THAT(wrong.error, HasSubstr(part));
     EXPECT_EQ(read_file(running_file), "");
 
@@ -519,6 +525,11 @@ TEST_F(Program, AppliesAConfigurationFileWholeOrNotAtAll)
     EXPECT_EQ(read_file(running_file), "");
     EXPECT_EQ(run_shell("-r /ubex/c").output, "/ubex/c: 5 commands applied\n");
     EXPECT_EQ(run_shell("-q 1 -nRr /ubex/c").output, "");
+    EXPECT_EQ(switch_root::run("mkfifo /ubex/gone; exec 3<>/ubex/gone 4>/ubex/gone 3>&-; "
+                               "/usr/sbin/kiv.bin -r /ubex/c >&4")
+                  .status,
+              0)
+        << "no reader";
     EXPECT_EQ(read_file(running_file),
               "vsan 1\n  name x\nvsan 2\ninterface fc1/1\n  switchport speed auto\n");
 }

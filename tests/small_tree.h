@@ -1,5 +1,6 @@
 // A command tree for tests, with what is hard about trees: words that are ambiguous, modes that
-// know the same words, a mode that is linked to itself, a function that there is not.
+// know the same words, a mode that is linked to itself, a function that there is not, a setting
+// outside configuration mode.
 #ifndef KIV_TESTS_SMALL_TREE_H
 #define KIV_TESTS_SMALL_TREE_H
 
@@ -118,6 +119,7 @@ inline std::vector<kiv_array_tree_node> small_tree_nodes()
     tree.keyword(show, "vsan", {.function = "nowhere"});
     tree.keyword(show, "running-config", {.function = "show_running_config"});
     tree.keyword(show, "two words", {.function = "show_version"});
+    tree.keyword(0, "misplaced", {.function = "set"});
     const uint16_t configure = tree.keyword(0, "configure");
     const uint16_t config =
         tree.keyword(configure, "terminal", {.function = "configure_terminal", .prompt = "config"});

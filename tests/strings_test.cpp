@@ -45,7 +45,8 @@ TEST(BoundedStrings, CopyCutsTerminatesAndFillsWithinTheSize)
     EXPECT_EQ(bytes_of(text), std::string("x\0\0\0\0\0##", 8));
     robust_strncpy(text, "y", 1);
     EXPECT_EQ(bytes_of(text), std::string("\0\0\0\0\0\0##", 8));
-    robust_strncpy(text + 6, "z", 0);
+    for (const int size : {0, -1})
+        robust_strncpy(text + 6, "z", static_cast<size_t>(size));
     EXPECT_EQ(text[6], '#');
     robust_strcpy(text, "abcdef");
     EXPECT_STREQ(text, "abcdef");
@@ -61,6 +62,8 @@ TEST(BoundedStrings, AppendCutsAtTheWholeBuffer)
     EXPECT_STREQ(text, "abcde") << "full";
     robust_strncat(text, "x", 3);
     EXPECT_STREQ(text, "abcde") << "longer than its size";
+    robust_strncat(text, "x", static_cast<size_t>(-1));
+    EXPECT_STREQ(text, "abcde") << "negative size";
 }
 
 TEST(BoundedStrings, CompareWithoutCaseAndOrderNull)
@@ -94,7 +97,8 @@ struct trimmed {
 
 trimmed trim(const std::string &source)
 {
-    char *out = nullptr;
+    char unset;
+    char *out = &unset;
     const int length = strtrim(source.c_str(), &out);
     const std::unique_ptr<char, decltype(&std::free)> owner(out, std::free);
     return {length, out == nullptr, out == nullptr ? "" : out};
@@ -109,8 +113,10 @@ TEST(Trim, CutsSpacesOnly)
     EXPECT_EQ(trim("  a b  ").text, "a b");
     EXPECT_EQ(trim("  a b  ").length, 3);
     EXPECT_EQ(trim(" \ta\n ").text, "\ta\n");
-    char *untouched = nullptr;
-    EXPECT_EQ(strtrim(nullptr, &untouched), 0);
+    char unset;
+    char *out = &unset;
+    EXPECT_EQ(strtrim(nullptr, &out), 0);
+    EXPECT_EQ(out, nullptr);
     EXPECT_EQ(strtrim("a", nullptr), 0);
 }
 

@@ -39,11 +39,6 @@ std::string read_file(const std::string &path)
     return content.str();
 }
 
-bool exists(const std::string &path)
-{
-    return access(path.c_str(), F_OK) == 0;
-}
-
 outcome run(const std::string &line, const std::string &input)
 {
     write_file("/ubex/input", input);
@@ -67,6 +62,7 @@ void install_shell(const std::string &program)
 void recorded::SetUp()
 {
     install_shell(RECORDER_PATH);
+    unlink(recording_file);
     plan("exit 0");
 }
 

@@ -14,7 +14,6 @@ void require();
 
 void write_file(const std::string &path, const std::string &content);
 std::string read_file(const std::string &path);
-bool exists(const std::string &path);
 
 // A command line of the system's interpreter, and what came of it.
 struct outcome {

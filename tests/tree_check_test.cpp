@@ -1,3 +1,4 @@
+#include <cstddef>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -41,13 +42,6 @@ TEST(TreeCheck, AcceptsWhatTheWalkersCanWalk)
 TEST(TreeCheck, NamesTheFaultAndTheNode)
 {
     const fault_case cases[] = {
-        {"token", [](auto &t) { std::memset(t[3].token, 'x', sizeof t[3].token); },
-         KIV_TREE_STRING_OPEN, 3},
-        {"generator",
-         [](auto &t) {
-             std::memset(t[1].subtree_config_generator, 'x', sizeof t[1].subtree_config_generator);
-         },
-         KIV_TREE_STRING_OPEN, 1},
         {"parameter help",
          [](auto &t) {
              t[2].parameter_count = 2;
@@ -70,18 +64,48 @@ TEST(TreeCheck, NamesTheFaultAndTheNode)
     }
 }
 
+TEST(TreeCheck, FindsEveryStringWithoutAnEnd)
+{
+    struct string_field {
+        size_t offset;
+        size_t size;
+    };
+    using node = kiv_array_tree_node;
+    const string_field fields[] = {
+        {offsetof(node, node_name), sizeof(node::node_name)},
+        {offsetof(node, token), sizeof(node::token)},
+        {offsetof(node, help), sizeof(node::help)},
+        {offsetof(node, submode_help), sizeof(node::submode_help)},
+        {offsetof(node, submode_prompt), sizeof(node::submode_prompt)},
+        {offsetof(node, func_id), sizeof(node::func_id)},
+        {offsetof(node, module_id), sizeof(node::module_id)},
+        {offsetof(node, subtree_config_generator), sizeof(node::subtree_config_generator)},
+    };
+    for (const string_field &field : fields) {
+        trees::tree tree = trees::chain(5);
+        char *text = reinterpret_cast<char *>(&tree[3]) + field.offset;
+        std::memset(text, 'x', field.size);
+        EXPECT_EQ(check(tree).fault, KIV_TREE_STRING_OPEN) << field.offset;
+        EXPECT_EQ(check(tree).node, 3U) << field.offset;
+        text[1] = '\0';
+        EXPECT_EQ(check(tree).fault, KIV_TREE_SOUND) << field.offset << ": bytes behind the end";
+    }
+}
+
 TEST(TreeCheck, FindsDepthAlsoThroughSharedNodes)
 {
     EXPECT_EQ(check(trees::chain(32)).fault, KIV_TREE_TOO_DEEP);
-    // The lower half is measured first, from a second owner near the root.
-    trees::tree shared = trees::chain(31);
-    trees::tree tree = trees::of_nodes(33);
-    std::copy(shared.begin(), shared.end(), tree.begin());
-    tree[0] = {};
-    trees::add_child(tree, 0, 16);
-    trees::add_child(tree, 0, 31);
-    trees::add_child(tree, 31, 32);
-    trees::add_child(tree, 32, 1);
+    // Every part is measured before the one above it: 1 to 20, then 21 above 1, then 22 to 35 above
+    // 21. The way from the root through all of them is too long.
+    trees::tree tree = trees::of_nodes(36);
+    for (uint16_t node = 1; node < 35; ++node) {
+        if (node != 20 && node != 21)
+            trees::add_child(tree, node, static_cast<uint16_t>(node + 1));
+    }
+    trees::add_child(tree, 21, 1);
+    trees::add_child(tree, 35, 21);
+    for (const int child : {1, 21, 22})
+        trees::add_child(tree, 0, static_cast<uint16_t>(child));
     EXPECT_EQ(check(tree).fault, KIV_TREE_TOO_DEEP);
 }
 

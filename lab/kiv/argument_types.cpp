@@ -57,7 +57,29 @@ fit form(bool right)
     return right ? fit::fits : fit::wrong_form;
 }
 
-// -- Numbers ------------------------------------------------------------------
+std::string as_it_stands(string_view text)
+{
+    return std::string(text);
+}
+
+char lower_letter(char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+}
+
+std::string lower_case(string_view text)
+{
+    std::string lower(text);
+    std::transform(lower.begin(), lower.end(), lower.begin(), lower_letter);
+    return lower;
+}
+
+// A mask may allow everything in either way; then also what has no bit of its own.
+template <class Mask>
+bool allows_any(Mask mask)
+{
+    return mask == 0 || mask == std::numeric_limits<Mask>::max();
+}
 
 enum class notation { decimal, hexadecimal };
 
@@ -136,7 +158,41 @@ fit check_ranges(const kiv_parameter &parameter, string_view text)
                       [&](string_view piece) { return check_range<Written>(parameter, piece); });
 }
 
-// -- Text -----------------------------------------------------------------------
+// One spelling for each number. Digits are not counted: a named set of values has no bounds.
+template <notation Written>
+std::string canonical_number(string_view text)
+{
+    const bool negative = text.starts_with('-');
+    text.remove_prefix(negative ? 1 : 0);
+    if (text.starts_with("0x") || text.starts_with("0X"))
+        text.remove_prefix(2);
+    text.remove_prefix(std::min(text.find_first_not_of('0'), text.size() - 1));
+    if (Written == notation::hexadecimal)
+        return "0x" + lower_case(text);
+    return (negative && text != "0" ? "-" : "") + std::string(text);
+}
+
+template <notation Written>
+std::string canonical_range(string_view text)
+{
+    const size_t dash = text.find('-', 1); // one in front is a sign
+    const std::string low = canonical_number<Written>(text.substr(0, dash));
+    const std::string high =
+        dash == string_view::npos ? low : canonical_number<Written>(text.substr(dash + 1));
+    return low == high ? low : low + "-" + high;
+}
+
+// A number and a range are lists of one. The order of a list stays.
+template <notation Written>
+std::string canonical_ranges(string_view text)
+{
+    std::string list;
+    each_piece(text, ',', [&](string_view piece) {
+        list.append(list.empty() ? "" : ",").append(canonical_range<Written>(piece));
+        return fit::fits;
+    });
+    return list;
+}
 
 fit check_string(const kiv_parameter &parameter, string_view text)
 {
@@ -175,13 +231,6 @@ bool is_uri_text(string_view text)
     return true;
 }
 
-bool equals_ignoring_case(string_view a, string_view b)
-{
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-               return x == y || (is_letter(x) && is_letter(y) && (x | ' ') == (y | ' '));
-           });
-}
-
 fit check_uri(const kiv_parameter &parameter, string_view text)
 {
     const size_t colon = text.find(':');
@@ -189,25 +238,44 @@ fit check_uri(const kiv_parameter &parameter, string_view text)
         !is_uri_text(text.substr(colon + 1)))
         return fit::wrong_form;
     const uint32_t allowed = parameter.minimum;
-    if (allowed == 0)
+    if (allows_any(allowed))
         return fit::fits;
+    const std::string scheme = lower_case(text.substr(0, colon));
     for (size_t i = 0; i < uri_schemes.size(); ++i) {
-        if ((allowed >> i & 1) != 0 && equals_ignoring_case(text.substr(0, colon), uri_schemes[i]))
+        if ((allowed >> i & 1) != 0 && scheme == uri_schemes[i])
             return fit::fits;
     }
     return fit::out_of_bounds;
 }
 
-// -- Addresses and host names -----------------------------------------------------
+using address_bytes = std::array<unsigned char, sizeof(in6_addr)>;
 
-bool is_address(int family, string_view text)
+bool read_address(int family, string_view text, address_bytes &into)
 {
     std::array<char, INET6_ADDRSTRLEN + 1> address{};
-    std::array<unsigned char, sizeof(in6_addr)> bytes;
     if (text.size() >= address.size())
         return false;
     text.copy(address.data(), text.size());
-    return inet_pton(family, address.data(), bytes.data()) == 1;
+    return inet_pton(family, address.data(), into.data()) == 1;
+}
+
+bool is_address(int family, string_view text)
+{
+    address_bytes bytes;
+    return read_address(family, text, bytes);
+}
+
+// A name stays as it is.
+std::string canonical_address(string_view text)
+{
+    for (const int family : {AF_INET, AF_INET6}) {
+        address_bytes bytes;
+        std::array<char, INET6_ADDRSTRLEN> shown{};
+        if (read_address(family, text, bytes) &&
+            inet_ntop(family, bytes.data(), shown.data(), shown.size()) != nullptr)
+            return shown.data();
+    }
+    return std::string(text);
 }
 
 bool is_label(string_view text)
@@ -259,8 +327,6 @@ bool is_address_of(string_view text)
     return is_address(Family, text);
 }
 
-// -- Interfaces -----------------------------------------------------------------
-
 // Bit i of a parameter's type mask allows the i-th type. A name is the type and its numbers,
 // with '/' between them.
 struct interface_type {
@@ -295,7 +361,7 @@ fit check_interface(const kiv_parameter &parameter, string_view text)
     for (size_t i = 0; i < interface_types.size(); ++i) {
         const auto &[name, numbers] = interface_types[i];
         if (text.starts_with(name) && are_interface_numbers(text.substr(name.size()), numbers))
-            return within(allowed == 0 || (allowed >> i & 1) != 0);
+            return within(allows_any(allowed) || (allowed >> i & 1) != 0);
     }
     return fit::wrong_form;
 }
@@ -321,8 +387,6 @@ fit check_interface_range(const kiv_parameter &parameter, string_view text)
     const size_t low = first.find_last_not_of("0123456789") + 1;
     return interface_number(first.substr(low)) <= interface_number(high) ? named : fit::wrong_form;
 }
-
-// -- Bytes in hexadecimal -----------------------------------------------------------
 
 bool is_hex_of_length(string_view text, size_t length)
 {
@@ -353,8 +417,6 @@ bool is_fc_id(string_view text)
     return text.starts_with("0x") && is_hex_of_length(text.substr(2), 6);
 }
 
-// -- The table ------------------------------------------------------------------------
-
 std::string show_nothing(const kiv_parameter &)
 {
     return {};
@@ -381,15 +443,15 @@ std::string show_hexadecimal(const kiv_parameter &parameter)
 std::string show_length(const kiv_parameter &parameter)
 {
     const uint32_t longest = parameter.minimum;
-    return longest == 0 ? "" : " of up to " + std::to_string(longest) + " characters";
+    return longest == 0 ? "" : " of up to " + std::to_string(longest) + " bytes";
 }
 
-// " a|b" for the names whose bits are in the mask.
-template <class Table, class Name>
-std::string show_names(const Table &table, uint64_t mask, Name name_of)
+// " a|b" for the names whose bits are in the mask; nothing where any will do.
+template <class Table, class Mask, class Name>
+std::string show_names(const Table &table, Mask mask, Name name_of)
 {
     std::string text;
-    for (size_t i = 0; mask != 0 && i < table.size(); ++i) {
+    for (size_t i = 0; !allows_any(mask) && i < table.size(); ++i) {
         if ((mask >> i & 1) != 0)
             text.append(text.empty() ? " " : "|").append(name_of(table[i]));
     }
@@ -398,12 +460,13 @@ std::string show_names(const Table &table, uint64_t mask, Name name_of)
 
 std::string show_schemes(const kiv_parameter &parameter)
 {
-    return show_names(uri_schemes, parameter.minimum, [](string_view name) { return name; });
+    return show_names(uri_schemes, uint32_t{parameter.minimum},
+                      [](string_view name) { return name; });
 }
 
 std::string show_interface_types(const kiv_parameter &parameter)
 {
-    return show_names(interface_types, parameter.type_mask,
+    return show_names(interface_types, uint64_t{parameter.type_mask},
                       [](const interface_type &type) { return type.name; });
 }
 
@@ -411,6 +474,7 @@ struct argument_type {
     kiv_parameter_type type;
     string_view name;
     fit (*check)(const kiv_parameter &, string_view);
+    std::string (*canonical)(string_view);
     std::string (*show_bounds)(const kiv_parameter &);
 };
 
@@ -418,33 +482,44 @@ constexpr auto decimal = notation::decimal;
 constexpr auto hexadecimal = notation::hexadecimal;
 
 constexpr std::array argument_types{
-    argument_type{TYPE_STRING, "string", check_string, show_length},
-    argument_type{TYPE_LINE, "line", check_line, show_nothing},
-    argument_type{TYPE_URI, "uri", check_uri, show_schemes},
-    argument_type{TYPE_DNS_NAME, "dns-name", check_form<is_dns_name>, show_nothing},
-    argument_type{TYPE_USERATHOST, "user-at-host", check_form<is_user_at_host>, show_nothing},
-    argument_type{TYPE_IP, "ip", check_form<is_ip>, show_nothing},
-    argument_type{TYPE_IPV4, "ipv4", check_form<is_address_of<AF_INET>>, show_nothing},
-    argument_type{TYPE_IPV6, "ipv6", check_form<is_address_of<AF_INET6>>, show_nothing},
-    argument_type{TYPE_INET_NAME, "inet-name", check_form<is_inet_name>, show_nothing},
-    argument_type{TYPE_INT, "int", check_number<decimal>, show_decimal},
-    argument_type{TYPE_INT_RANGE, "int-range", check_range<decimal>, show_decimal},
-    argument_type{TYPE_INT_MULTI_RANGE, "int-multi-range", check_ranges<decimal>, show_decimal},
-    argument_type{TYPE_HEX, "hex", check_number<hexadecimal>, show_hexadecimal},
-    argument_type{TYPE_HEX_RANGE, "hex-range", check_range<hexadecimal>, show_hexadecimal},
-    argument_type{TYPE_HEX_MULTI_RANGE, "hex-multi-range", check_ranges<hexadecimal>,
+    argument_type{TYPE_STRING, "string", check_string, as_it_stands, show_length},
+    argument_type{TYPE_LINE, "line", check_line, as_it_stands, show_nothing},
+    argument_type{TYPE_URI, "uri", check_uri, as_it_stands, show_schemes},
+    argument_type{TYPE_DNS_NAME, "dns-name", check_form<is_dns_name>, as_it_stands, show_nothing},
+    argument_type{TYPE_USERATHOST, "user-at-host", check_form<is_user_at_host>, as_it_stands,
+                  show_nothing},
+    argument_type{TYPE_IP, "ip", check_form<is_ip>, canonical_address, show_nothing},
+    argument_type{TYPE_IPV4, "ipv4", check_form<is_address_of<AF_INET>>, canonical_address,
+                  show_nothing},
+    argument_type{TYPE_IPV6, "ipv6", check_form<is_address_of<AF_INET6>>, canonical_address,
+                  show_nothing},
+    argument_type{TYPE_INET_NAME, "inet-name", check_form<is_inet_name>, canonical_address,
+                  show_nothing},
+    argument_type{TYPE_INT, "int", check_number<decimal>, canonical_ranges<decimal>, show_decimal},
+    argument_type{TYPE_INT_RANGE, "int-range", check_range<decimal>, canonical_ranges<decimal>,
+                  show_decimal},
+    argument_type{TYPE_INT_MULTI_RANGE, "int-multi-range", check_ranges<decimal>,
+                  canonical_ranges<decimal>, show_decimal},
+    argument_type{TYPE_HEX, "hex", check_number<hexadecimal>, canonical_ranges<hexadecimal>,
                   show_hexadecimal},
-    argument_type{TYPE_INTERFACE, "interface", check_interface, show_interface_types},
-    argument_type{TYPE_INTERFACE_RANGE, "interface-range", check_interface_range,
+    argument_type{TYPE_HEX_RANGE, "hex-range", check_range<hexadecimal>,
+                  canonical_ranges<hexadecimal>, show_hexadecimal},
+    argument_type{TYPE_HEX_MULTI_RANGE, "hex-multi-range", check_ranges<hexadecimal>,
+                  canonical_ranges<hexadecimal>, show_hexadecimal},
+    argument_type{TYPE_INTERFACE, "interface", check_interface, as_it_stands, show_interface_types},
+    argument_type{TYPE_INTERFACE_RANGE, "interface-range", check_interface_range, as_it_stands,
                   show_interface_types},
-    argument_type{TYPE_MAC, "mac", check_form<are_bytes<6, 6>>, show_nothing},
-    argument_type{TYPE_WWN, "wwn", check_form<are_bytes<8, 8>>, show_nothing},
-    argument_type{TYPE_LUN, "lun", check_form<are_bytes<1, 8>>, show_nothing},
-    argument_type{TYPE_VSAN, "vsan", check_number<decimal>, show_decimal},
-    argument_type{TYPE_VSAN_RANGE, "vsan-range", check_range<decimal>, show_decimal},
-    argument_type{TYPE_VSAN_MULTI_RANGE, "vsan-multi-range", check_ranges<decimal>, show_decimal},
-    argument_type{TYPE_GUID, "guid", check_form<is_guid>, show_nothing},
-    argument_type{TYPE_FC_ID, "fc-id", check_form<is_fc_id>, show_nothing},
+    argument_type{TYPE_MAC, "mac", check_form<are_bytes<6, 6>>, lower_case, show_nothing},
+    argument_type{TYPE_WWN, "wwn", check_form<are_bytes<8, 8>>, lower_case, show_nothing},
+    argument_type{TYPE_LUN, "lun", check_form<are_bytes<1, 8>>, lower_case, show_nothing},
+    argument_type{TYPE_VSAN, "vsan", check_number<decimal>, canonical_ranges<decimal>,
+                  show_decimal},
+    argument_type{TYPE_VSAN_RANGE, "vsan-range", check_range<decimal>, canonical_ranges<decimal>,
+                  show_decimal},
+    argument_type{TYPE_VSAN_MULTI_RANGE, "vsan-multi-range", check_ranges<decimal>,
+                  canonical_ranges<decimal>, show_decimal},
+    argument_type{TYPE_GUID, "guid", check_form<is_guid>, lower_case, show_nothing},
+    argument_type{TYPE_FC_ID, "fc-id", check_form<is_fc_id>, lower_case, show_nothing},
 };
 
 const argument_type *find_type(const kiv_parameter &parameter)
@@ -462,6 +537,12 @@ fit check_argument(const kiv_parameter &parameter, string_view text)
 {
     const argument_type *type = find_type(parameter);
     return type == nullptr ? fit::wrong_form : type->check(parameter, text);
+}
+
+std::string canonical_argument(const kiv_parameter &parameter, string_view text)
+{
+    const argument_type *type = find_type(parameter);
+    return type == nullptr ? std::string(text) : type->canonical(text);
 }
 
 bool takes_rest_of_line(const kiv_parameter &parameter)

@@ -19,6 +19,11 @@ enum class fit {
 // that is not in kiv/common.h fits no word.
 fit check_argument(const kiv_parameter &parameter, std::string_view text);
 
+// The one spelling of all the words that mean the same as this one, which fits: numbers without
+// zeros in front, hexadecimal ones with "0x", addresses as inet_ntop (POSIX) gives them, small
+// letters in bytes and identifiers. Other types have as many values as they have words.
+std::string canonical_argument(const kiv_parameter &parameter, std::string_view text);
+
 bool takes_rest_of_line(const kiv_parameter &parameter);
 
 // How the parameter is shown where one is expected, such as "<vsan 1..4093>".

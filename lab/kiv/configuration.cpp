@@ -183,8 +183,8 @@ failure configuration::load(std::string_view text)
             continue;
         const size_t blanks = line.find_first_not_of(' ');
         line.remove_prefix(blanks);
-        if (word_reader(line).check())
-            return "line " + std::to_string(number) + ": control character";
+        if (const auto error = word_reader(line).check())
+            return "line " + std::to_string(number) + ": " + error->text;
         const size_t depth = blanks / indentation;
         if (blanks % indentation != 0 || depth > owners.size() || depth >= most_modes)
             return "line " + std::to_string(number) + ": wrong indentation";

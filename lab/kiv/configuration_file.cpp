@@ -59,26 +59,10 @@ private:
         return printable(name_) + ":" + std::to_string(number) + ": ";
     }
 
-    // The innermost mode that knows the line, down to configuration mode; or the error of the one
-    // that knows most of it.
-    parse_result find_command(const std::string &line, size_t &depth) const
-    {
-        line_error furthest{0, {}};
-        for (depth = modes_.size(); depth >= modes_.base(); --depth) {
-            parse_result parsed = parse_command(shell_.tree(), modes_.at(depth - 1), line);
-            auto *error = std::get_if<line_error>(&parsed);
-            if (error == nullptr)
-                return parsed;
-            if (furthest.text.empty() || error->position > furthest.position)
-                furthest = std::move(*error);
-        }
-        return furthest;
-    }
-
     bool check_line(size_t number, const std::string &line)
     {
         size_t depth = 0;
-        parse_result found = find_command(line, depth);
+        parse_result found = modes_.find_command(shell_.tree(), line, depth);
         if (const auto *error = std::get_if<line_error>(&found)) {
             shell_.report(location(number), line, *error);
             return false;

@@ -10,13 +10,16 @@ std::string system_failure(std::string_view name, int error)
     return printable(name) + ": " + std::generic_category().message(error);
 }
 
-std::string printable(std::string_view text)
+size_t character_start(std::string_view text, size_t position)
 {
-    std::string shown(text);
-    std::replace_if(
-        shown.begin(), shown.end(),
-        [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; }, '?');
-    return shown;
+    while (position > 0 && (static_cast<unsigned char>(text[position]) & 0xC0) == 0x80)
+        --position;
+    return position;
+}
+
+size_t character_length(std::string_view text, size_t position)
+{
+    return std::max(kiv::grammar::first_character(text.substr(position)).length, size_t{1});
 }
 
 } // namespace kiv_shell

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "grammar/characters.h"
+
 namespace kiv_shell {
 
 // What went wrong, in words for the user; empty where nothing did.
@@ -13,8 +15,14 @@ using failure = std::optional<std::string>;
 // "NAME: the system's reason", from an errno value (POSIX).
 std::string system_failure(std::string_view name, int error);
 
-// The text on one line of a terminal: what is not printable becomes '?'.
-std::string printable(std::string_view text);
+// The text on one line of a terminal.
+using kiv::grammar::printable;
+
+// Where the character begins that this byte belongs to.
+size_t character_start(std::string_view text, size_t position);
+
+// The length in bytes of the character here; 1 where the bytes are none.
+size_t character_length(std::string_view text, size_t position);
 
 } // namespace kiv_shell
 

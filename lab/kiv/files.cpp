@@ -12,7 +12,25 @@ namespace {
 
 constexpr size_t longest_line = size_t{64} << 20;
 constexpr size_t largest_file = size_t{256} << 20;
-constexpr size_t output_buffer_size = size_t{64} << 10;
+
+unique_fd open_to_read(const std::string &name)
+{
+    // Without O_NONBLOCK, a pipe of that name would be waited for.
+    return unique_fd(open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+}
+
+// What open_to_read() gave, also where that failed.
+failure read_opened(const unique_fd &file, const std::string &name, size_t limit,
+                    std::string &content)
+{
+    struct stat status;
+    if (!file || fstat(file.get(), &status) != 0)
+        return system_failure(name, errno);
+    if (!S_ISREG(status.st_mode))
+        return printable(name) + ": not a regular file";
+    const int error = kiv::support::read_all(file.get(), limit, content);
+    return error == 0 ? failure() : system_failure(name, error);
+}
 
 } // namespace
 
@@ -71,38 +89,19 @@ failure output::open(const std::string &name)
     if (!file_ || fstat(file_.get(), &status) != 0)
         return system_failure(name, errno);
     descriptor_ = file_.get();
-    holds_old_content_ = S_ISREG(status.st_mode);
+    is_regular_file_ = S_ISREG(status.st_mode);
     name_ = name;
     return {};
 }
 
-void output::write(std::string_view text)
-{
-    buffer_.append(text);
-    if (buffer_.size() >= output_buffer_size)
-        flush();
-}
-
-void output::flush()
-{
-    if (failed_) {
-        buffer_.clear();
-        return;
-    }
-    if (holds_old_content_ && ftruncate(descriptor_, 0) != 0)
-        failed_ = system_failure(name_, errno);
-    holds_old_content_ = false;
-    if (const int error = failed_ ? 0 : write_all(descriptor_, buffer_); error != 0)
-        failed_ = system_failure(name_, error);
-    buffer_.clear();
-}
-
 failure output::finish()
 {
-    flush();
-    if (const int error = file_.close(); error != 0 && !failed_)
-        failed_ = system_failure(name_, error);
-    return failed_;
+    if (is_regular_file_ && ftruncate(descriptor_, 0) != 0)
+        return system_failure(name_, errno);
+    const int written = write_all(descriptor_, text_);
+    const int closed = file_.close();
+    const int error = written != 0 ? written : closed;
+    return error == 0 ? failure() : system_failure(name_, error);
 }
 
 void complain(std::string_view text)
@@ -110,20 +109,18 @@ void complain(std::string_view text)
     write_all(STDERR_FILENO, "kiv: " + std::string(text) + "\n");
 }
 
+failure read_file(const std::string &name, size_t limit, std::string &content)
+{
+    return read_opened(open_to_read(name), name, limit, content);
+}
+
 failure read_file_if_there(const std::string &name, std::string &content)
 {
     content.clear();
-    // Without O_NONBLOCK, a pipe of that name would be waited for.
-    const unique_fd file(open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const unique_fd file = open_to_read(name);
     if (!file && errno == ENOENT)
         return {};
-    struct stat status;
-    if (!file || fstat(file.get(), &status) != 0)
-        return system_failure(name, errno);
-    if (!S_ISREG(status.st_mode))
-        return printable(name) + ": not a regular file";
-    const int error = kiv::support::read_all(file.get(), largest_file, content);
-    return error == 0 ? failure() : system_failure(name, error);
+    return read_opened(file, name, largest_file, content);
 }
 
 } // namespace kiv_shell

@@ -42,36 +42,36 @@ private:
     std::string reason_;
 };
 
-// Standard output of a command, or the file that it is sent to.
+// Standard output of a command, or the file that it is sent to. Nothing is written before
+// finish(), which a command that fails does not get to.
 class output {
 public:
     // A stream that stays open.
     explicit output(int descriptor) : descriptor_(descriptor), name_("standard output") {}
 
-    // A file, made if it is missing. What it holds goes when the first output comes, so that a
-    // command may show what is in the very file that it writes to.
+    // A file, made if it is missing. What it holds stays until finish().
     failure open(const std::string &name);
 
-    void write(std::string_view text);
+    void write(std::string_view text) { text_.append(text); }
 
-    // Writes what is left and closes a file. Reports the first failure since the beginning.
+    // Puts the output in the place of what a file holds.
     failure finish();
 
 private:
-    void flush();
-
     int descriptor_;
     unique_fd file_;
     std::string name_;
-    std::string buffer_;
-    bool holds_old_content_ = false;
-    failure failed_;
+    std::string text_;
+    bool is_regular_file_ = false;
 };
 
 // "kiv: TEXT" on standard error.
 void complain(std::string_view text);
 
-// The whole of a regular file; empty when there is none.
+// The whole of a regular file of at most `limit` bytes.
+failure read_file(const std::string &name, size_t limit, std::string &content);
+
+// The same up to a limit that keeps memory for other things; empty when there is no such file.
 failure read_file_if_there(const std::string &name, std::string &content);
 
 } // namespace kiv_shell

@@ -1,5 +1,6 @@
 // kiv: the command-line shell.
 
+#include <csignal>
 #include <cstdio>
 #include <new>
 #include <stdexcept>
@@ -21,13 +22,22 @@ constexpr const char *tree_path = "/ubex/etc/par/main_tree.par";
 constexpr const char *store_directory = "/ubex/cfg";
 
 // A closed stream would be the next file that is opened, and the configuration might be written
-// over by a message.
-void open_missing_streams()
+// over by a message. There is nothing to read from what stands in for it, and writing fails.
+bool open_missing_streams()
 {
     for (int stream = 0; stream <= STDERR_FILENO; ++stream) {
-        if (fcntl(stream, F_GETFD) < 0)
-            open("/dev/null", O_RDWR);
+        if (fcntl(stream, F_GETFD) < 0 && open("/dev/null", O_RDONLY) != stream)
+            return false;
     }
+    return true;
+}
+
+int print_usage()
+{
+    const int error = write_all(STDOUT_FILENO, usage_text);
+    if (error != 0)
+        complain(system_failure("standard output", error));
+    return error == 0 ? status_done : status_failed;
 }
 
 int start(int argc, char **argv)
@@ -38,7 +48,7 @@ int start(int argc, char **argv)
         return status_unusable;
     }
     if (chosen.help)
-        return write_all(STDOUT_FILENO, usage_text) == 0 ? status_done : status_failed;
+        return print_usage();
     tree_file tree;
     if (const failure failed = tree.open(tree_path)) {
         complain(*failed);
@@ -54,7 +64,10 @@ int start(int argc, char **argv)
 
 int main(int argc, char **argv)
 try {
-    open_missing_streams();
+    if (!open_missing_streams())
+        return status_unusable;
+    // A reader that has gone is an error of write, so that no message ends the shell.
+    std::signal(SIGPIPE, SIG_IGN);
     return start(argc, argv);
 } catch (const std::bad_alloc &) {
     std::fputs("kiv: out of memory\n", stderr);

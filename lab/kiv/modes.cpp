@@ -4,6 +4,21 @@
 
 namespace kiv_shell {
 
+parse_result mode_stack::find_command(const tree_view &tree, std::string_view line,
+                                      size_t &depth) const
+{
+    line_error furthest{0, {}};
+    for (depth = modes_.size(); depth >= base_; --depth) {
+        parse_result parsed = parse_command(tree, at(depth - 1), line);
+        auto *error = std::get_if<line_error>(&parsed);
+        if (error == nullptr)
+            return parsed;
+        if (furthest.text.empty() || error->position > furthest.position)
+            furthest = std::move(*error);
+    }
+    return furthest;
+}
+
 void mode_stack::leave_to(size_t count)
 {
     modes_.resize(std::clamp(count, base_, modes_.size()));

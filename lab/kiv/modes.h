@@ -28,7 +28,10 @@ public:
     node_index current() const { return modes_.back().node; }
     node_index at(size_t position) const { return modes_[position].node; }
     size_t size() const { return modes_.size(); }
-    size_t base() const { return base_; }
+
+    // The line in the innermost mode that knows it, down to the last of the base; `depth` is how
+    // many modes there are up to that one. Or the error of the mode that knows most of it.
+    parse_result find_command(const tree_view &tree, std::string_view line, size_t &depth) const;
 
     // Keeps the outermost `count` modes, and the base in any case.
     void leave_to(size_t count);

@@ -14,12 +14,13 @@ const char *const usage_text =
     "  -r FILE      apply a configuration file: all of it, or nothing where a line is wrong\n"
     "  -nRc, -nRf, -nRr\n"
     "               the same as -c, -f, -r\n"
-    "  -e N         flags; 0x8000 (32768): the bootstrap pass of -r, which only checks the file\n"
+    "  -e N         flags; 0x8000: the bootstrap pass of -r, which only checks the file\n"
     "  -q N         not 0: no informational messages\n"
     "  -o N         flags; 1: the running configuration without its heading\n"
     "  -L           the peer variant: there is \"show running-config peer\"\n"
     "  -V VERSION   the software version of the peer, shown in headings\n"
     "\n"
+    "N is decimal, or hexadecimal with 0x.\n"
     "Without a command or file, command lines come from standard input.\n"
     "Exit status: 0 done, 1 a command failed or is not understood, 2 wrong usage or no usable\n"
     "command tree.\n";
@@ -44,11 +45,14 @@ failure take_input(options &into, const char *operand)
 template <int options::*Member>
 failure take_number(options &into, const char *operand)
 {
-    const std::string_view text = operand;
-    const char *end = text.data() + text.size();
-    const auto [rest, error] = std::from_chars(text.data(), end, into.*Member);
-    if (error != std::errc() || rest != end)
-        return "not a number: " + printable(text);
+    std::string_view digits = operand;
+    const bool hexadecimal = digits.starts_with("0x");
+    digits.remove_prefix(hexadecimal ? 2 : 0);
+    const char *end = digits.data() + digits.size();
+    const auto [rest, error] =
+        std::from_chars(digits.data(), end, into.*Member, hexadecimal ? 16 : 10);
+    if (error != std::errc() || rest != end || (hexadecimal && digits.starts_with('-')))
+        return "not a number: " + printable(operand);
     return {};
 }
 

@@ -16,7 +16,8 @@ std::string shown_word(std::string_view text)
 {
     if (text.size() <= longest_shown_word)
         return "\"" + printable(text) + "\"";
-    return "\"" + printable(text.substr(0, longest_shown_word)) + "...\"";
+    const size_t length = character_start(text, longest_shown_word);
+    return "\"" + printable(text.substr(0, length)) + "...\"";
 }
 
 // The keyword of a node. A token that is not one word cannot be typed, nor stored in a line.
@@ -136,7 +137,9 @@ private:
                 lexical_error_ ? fit::wrong_form : check_argument(node.parameters[i], word_.text);
             if (found == fit::fits) {
                 line.skip_word();
-                return matched_word{child, false, word_.text, argument_text()};
+                std::string value = canonical_argument(node.parameters[i], word_.text);
+                std::string text = argument_text(value);
+                return matched_word{child, false, std::move(value), std::move(text)};
             }
             if (found == fit::out_of_bounds)
                 out_of_bounds_.push_back(describe_parameter(node.parameters[i]));
@@ -145,13 +148,13 @@ private:
     }
 
     // Quoted where it could be taken for something else.
-    std::string argument_text() const
+    std::string argument_text(const std::string &value) const
     {
         bool begins_keyword = false;
         each_keyword([&](node_index, std::string_view keyword) {
-            begins_keyword = begins_keyword || keyword.starts_with(word_.text);
+            begins_keyword = begins_keyword || keyword.starts_with(value);
         });
-        return begins_keyword || !is_plain_word(word_.text) ? quoted_word(word_.text) : word_.text;
+        return begins_keyword || !is_plain_word(value) ? quoted_word(value) : value;
     }
 
     line_error failed() const

@@ -16,7 +16,7 @@ namespace kiv_shell {
 struct matched_word {
     node_index node;
     bool is_keyword;
-    std::string value;     // the keyword in full; the argument without quotes
+    std::string value;     // the keyword in full; the argument in its one spelling
     std::string canonical; // the value as it stands in a line
 };
 
@@ -37,7 +37,8 @@ using parse_result = std::variant<command, line_error>;
 //  - A bare word is the keyword that it is or, while only one begins with it, the keyword that it
 //    begins. A quoted word is never a keyword.
 //  - What is no keyword goes to the arguments, in their order.
-//  - A line argument takes the rest of the line as it stands, quotes and '>' as well.
+//  - A line argument takes the rest of the line as it stands, quotes and '>' as well. It cannot
+//    begin with '>', which is the redirection there.
 //  - A command that enters a mode ends at its node: the node's children are the mode's commands.
 parse_result parse_command(const tree_view &tree, node_index mode, std::string_view line);
 

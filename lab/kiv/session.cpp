@@ -16,25 +16,22 @@ constexpr size_t configuration_position = 1;
 constexpr size_t shown_before = 60;
 constexpr size_t shown_after = 60;
 
-bool continues_character(char c)
-{
-    return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
-}
-
 // The part of the line around the error, and a caret below it. Tabs stay, so that the caret
-// stands right; bytes that continue a character take no column.
+// stands right; what stands before an error is printable and takes a column for each character.
 std::string pointed_out(std::string_view line, size_t position)
 {
-    const std::string_view cut = position > shown_before ? "..." : "";
-    const size_t start = cut.empty() ? 0 : position - shown_before;
-    std::string shown(cut);
-    std::string caret(cut.size(), ' ');
-    for (size_t i = start; i < std::min(line.size(), position + shown_after); ++i) {
-        shown += line[i] == '\t' ? "\t" : printable(line.substr(i, 1));
-        if (i < position && !continues_character(line[i]))
-            caret += line[i] == '\t' ? '\t' : ' ';
+    size_t at = position > shown_before ? character_start(line, position - shown_before) : 0;
+    std::string shown(at > 0 ? "..." : "");
+    std::string caret(shown.size(), ' ');
+    while (at < std::min(line.size(), position + shown_after)) {
+        const bool is_tab = line[at] == '\t';
+        const size_t length = character_length(line, at);
+        shown += is_tab ? "\t" : printable(line.substr(at, length));
+        if (at < position)
+            caret += is_tab ? '\t' : ' ';
+        at += length;
     }
-    if (line.size() > position + shown_after)
+    if (at < line.size())
         shown += "...";
     return shown + "\n" + caret + "^\n";
 }
@@ -92,10 +89,10 @@ failure session::execute(const command &parsed)
             return failed;
     }
     const handler &found = *find_handler(tree_.function(parsed.node));
-    const failure failed = found.run == nullptr ? failure() : found.run({*this, parsed, out});
-    const failure unwritten = out.finish();
-    if (failed || unwritten)
-        return failed ? failed : unwritten;
+    if (auto failed = found.run == nullptr ? failure() : found.run({*this, parsed, out}))
+        return failed;
+    if (auto failed = out.finish())
+        return failed;
     ended_ = found.after == mode_change::leave && modes_.size() == 1;
     return modes_.advance(tree_, parsed, found.after);
 }

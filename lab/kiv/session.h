@@ -31,9 +31,6 @@ public:
     const tree_view &tree() const { return tree_; }
     mode_stack &modes() { return modes_; }
 
-    // The mode whose commands make up the running configuration, if the tree has one.
-    std::optional<node_index> configuration_mode() const { return configuration_mode_; }
-
     // Puts the session into configuration mode for good, as for a configuration file.
     failure stay_in_configuration_mode();
 
@@ -71,6 +68,7 @@ private:
     const tree_view &tree_;
     const configuration_store &store_;
     streams where_;
+    // The mode whose commands make up the running configuration, if the tree has one.
     std::optional<node_index> configuration_mode_;
     mode_stack modes_;
     configuration *open_change_ = nullptr;

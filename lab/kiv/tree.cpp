@@ -1,11 +1,5 @@
 #include "tree.h"
 
-#include <cerrno>
-
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-
 #include <kiv/extras.h>
 
 #include "files.h"
@@ -15,10 +9,15 @@ namespace kiv_shell {
 
 namespace {
 
-failure check(const std::string &name, const void *content, size_t size)
+// One node more than a tree may have, for the check to say so.
+constexpr size_t largest_tree = sizeof(kiv_array_tree_node) * (KIV_TREE_MAX_NODES + size_t{1});
+
+static_assert(alignof(kiv_array_tree_node) == 1, "nodes may stand anywhere in memory");
+
+failure check(const std::string &name, const std::string &content)
 {
     kiv_tree_check_result found;
-    if (kiv_tree_check(content, size, &found) == 0)
+    if (kiv_tree_check(content.data(), content.size(), &found) == 0)
         return {};
     return name + ": " + kiv::support::tree_fault(found);
 }
@@ -34,35 +33,17 @@ std::optional<node_index> tree_view::mode_of_function(std::string_view function)
     return {};
 }
 
-tree_file::~tree_file()
-{
-    if (content_ != nullptr)
-        munmap(content_, size_);
-}
-
 failure tree_file::open(const std::string &name)
 {
-    const unique_fd file(::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    struct stat status;
-    if (!file || fstat(file.get(), &status) != 0)
-        return system_failure(name, errno);
-    if (!S_ISREG(status.st_mode))
-        return name + ": not a regular file";
-    const auto size = static_cast<size_t>(status.st_size);
-    if (size == 0)
-        return check(name, nullptr, 0);
-    void *content = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file.get(), 0);
-    if (content == MAP_FAILED)
-        return system_failure(name, errno);
-    content_ = content;
-    size_ = size;
-    return check(name, content_, size_);
+    if (auto failed = read_file(name, largest_tree, content_))
+        return failed;
+    return check(name, content_);
 }
 
 tree_view tree_file::view() const
 {
-    return {static_cast<const kiv_array_tree_node *>(content_),
-            size_ / sizeof(kiv_array_tree_node)};
+    return {reinterpret_cast<const kiv_array_tree_node *>(content_.data()),
+            content_.size() / sizeof(kiv_array_tree_node)};
 }
 
 } // namespace kiv_shell

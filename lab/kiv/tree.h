@@ -29,7 +29,6 @@ public:
     tree_view(const kiv_array_tree_node *nodes, size_t count) : nodes_(nodes), count_(count) {}
 
     const kiv_array_tree_node &node(node_index index) const { return nodes_[index]; }
-    size_t size() const { return count_; }
 
     // Links are children like the others: a line comes through them word by word.
     size_t child_count(node_index index) const { return nodes_[index].child_count; }
@@ -63,22 +62,17 @@ private:
     size_t count_ = 0;
 };
 
-// A tree file, mapped read-only.
+// The tree of a file: a copy, since the file may be cut or written over at any time.
 class tree_file {
 public:
-    tree_file() = default;
-    tree_file(const tree_file &) = delete;
-    tree_file &operator=(const tree_file &) = delete;
-    ~tree_file();
-
-    // Maps the file and checks it; what is wrong comes with the file's name.
+    // Reads the file and checks the copy; what is wrong comes with the file's name.
     failure open(const std::string &name);
 
+    // Valid until the next open().
     tree_view view() const;
 
 private:
-    void *content_ = nullptr;
-    size_t size_ = 0;
+    std::string content_;
 };
 
 } // namespace kiv_shell

@@ -2,15 +2,26 @@
 
 #include <algorithm>
 
+#include "grammar/characters.h"
+
 namespace kiv_shell {
 
 namespace {
 
 constexpr std::string_view blanks = " \t";
 
-bool is_control(char c)
+// What no line may hold, as it could do something to a terminal or be shown in another way.
+std::optional<line_error> unprintable_character(std::string_view text)
 {
-    return (static_cast<unsigned char>(c) < ' ' && c != '\t') || c == '\x7f';
+    for (size_t at = 0; at < text.size();) {
+        const kiv::grammar::character next = kiv::grammar::first_character(text.substr(at));
+        if (next.length == 0)
+            return line_error{at, "not a character of UTF-8"};
+        if (next.code != '\t' && !kiv::grammar::is_printable(next.code))
+            return line_error{at, "control character"};
+        at += next.length;
+    }
+    return {};
 }
 
 bool is_escape(std::string_view line, size_t position)
@@ -30,8 +41,7 @@ bool is_blank_or_comment(std::string_view line)
 bool is_plain_word(std::string_view text)
 {
     return !text.empty() && text.find_first_of(" \t\"\\") == std::string_view::npos &&
-           text.front() != '!' && text.front() != '>' &&
-           std::none_of(text.begin(), text.end(), is_control);
+           text.front() != '!' && text.front() != '>' && !unprintable_character(text);
 }
 
 std::string quoted_word(std::string_view text)
@@ -53,11 +63,7 @@ word_reader::word_reader(std::string_view line)
 
 std::optional<line_error> word_reader::check() const
 {
-    const auto found = std::find_if(line_.begin(), line_.end(), is_control);
-    if (found == line_.end())
-        return {};
-    return line_error{static_cast<size_t>(found - line_.begin()),
-                      "control character in the command line"};
+    return unprintable_character(line_);
 }
 
 std::optional<line_error> word_reader::peek(word &into) const

@@ -2,9 +2,11 @@
  * without_statx COMMAND [ARGUMENT...]: runs a command for which the kernel has no statx.
  *
  * proot does not know that system call, so the paths in it would not be
- * translated. Programs that find it missing use the older calls.
+ * translated. Programs that find it missing use the older calls. When the
+ * parent dies, proot is told to end with all that it runs (SIGQUIT).
  */
 #include <errno.h>
+#include <signal.h>
 #include <stddef.h>
 #include <stdio.h>
 #include <sys/prctl.h>
@@ -34,6 +36,7 @@ int main(int argc, char **argv)
         fputs("usage: without_statx COMMAND [ARGUMENT...]\n", stderr);
         return 125;
     }
+    prctl(PR_SET_PDEATHSIG, SIGQUIT);
     if (hide_statx() != 0)
         perror("without_statx: going on with statx");
     execvp(argv[1], argv + 1);

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -11,6 +12,9 @@
 namespace {
 
 constexpr size_t string_buffer_size = 1024;
+
+// What is above was a negative number.
+constexpr size_t largest_size = PTRDIFF_MAX;
 
 } // namespace
 
@@ -31,7 +35,7 @@ void robust_strcpy(char *dst, const char *src) noexcept
 
 void robust_strncpy(char *dst, const char *src, size_t size) noexcept
 {
-    if (dst == nullptr || size == 0)
+    if (dst == nullptr || size == 0 || size > largest_size)
         return;
     if (src == nullptr) {
         *dst = '\0';
@@ -45,7 +49,7 @@ void robust_strncpy(char *dst, const char *src, size_t size) noexcept
 void robust_strncat(char *dst, const char *src, size_t size) noexcept
 {
     const size_t used = robust_strlen(dst);
-    if (dst == nullptr || src == nullptr || used >= size)
+    if (dst == nullptr || src == nullptr || used >= size || size > largest_size)
         return;
     robust_strncpy(dst + used, src, size - used);
 }

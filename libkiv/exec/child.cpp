@@ -29,20 +29,19 @@ int32_t wait_for(pid_t child)
     return status;
 }
 
+} // namespace
+
 void flush_streams()
 {
     std::fflush(stdout);
     std::fflush(stderr);
 }
 
-} // namespace
-
 // posix_spawn shares the caller's memory until the program starts, so that a launch costs the
 // same whatever the caller holds. It reports a program that cannot be executed as its own error,
 // where a fork would have shown a child that exits with 127.
 int32_t run_program(const char *path, const char *const *argv)
 {
-    flush_streams();
     pid_t child = -1;
     const int error =
         posix_spawn(&child, path, nullptr, nullptr, const_cast<char *const *>(argv), environ);
@@ -53,7 +52,6 @@ int32_t run_program(const char *path, const char *const *argv)
 
 int32_t run_line(const char *line)
 {
-    flush_streams();
     return std::system(line);
 }
 

@@ -1,12 +1,25 @@
 // The shell's command line for a request record.
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 
 #include <kiv/kiv_exec_lib.h>
 
 #include "shell_paths.h"
 #include "text.h"
+
+static_assert(sizeof(kiv_system_info) == 1044);
+static_assert(offsetof(kiv_system_info, file_name) == 4);
+static_assert(offsetof(kiv_system_info, cmd_str) == 132);
+static_assert(offsetof(kiv_system_info, version) == 388);
+static_assert(offsetof(kiv_system_info, out_file) == 644);
+static_assert(offsetof(kiv_system_info, err_file) == 772);
+static_assert(offsetof(kiv_system_info, bin_path) == 900);
+static_assert(offsetof(kiv_system_info, e_value) == 1028);
+static_assert(offsetof(kiv_system_info, q_value) == 1032);
+static_assert(offsetof(kiv_system_info, o_value) == 1036);
+static_assert(offsetof(kiv_system_info, debug) == 1040);
 
 namespace {
 
@@ -43,7 +56,7 @@ public:
 
     uint32_t write(const kiv_system_info &info, char *dst, size_t n) const
     {
-        if (too_long_ || line_.overflowed())
+        if (too_long_)
             return KIV_ERROR_COMMAND_TOO_LONG;
         if (n > 0) {
             const size_t length = std::min(line_.length(), n - 1);

@@ -35,8 +35,7 @@ using line_runner = int32_t(const char *);
 
 uint32_t execute(kiv_system_info *info, line_builder build, line_runner run, size_t room)
 {
-    std::fflush(stdout);
-    std::fflush(stderr);
+    kiv::flush_streams();
     std::array<char, 2 * line_size> line;
     if (const uint32_t result = build(info, line.data(), line.size()); result != 0)
         return result;

@@ -16,23 +16,33 @@ struct launch_program {
 constexpr launch_program shell{kiv::shell_binary, "kiv"};
 constexpr launch_program boot_shell{kiv::boot_shell_binary, "kivboot"};
 
-constexpr const char *mode_flag(int mode)
+struct launch_mode {
+    int mode;
+    const char *flag;
+};
+
+constexpr std::array modes{launch_mode{KIV_EXEC_COMMAND, "-nRc"},
+                           launch_mode{KIV_EXEC_FILE, "-nRf"},
+                           launch_mode{KIV_EXEC_CONFIG, "-nRr"}};
+
+// The flag that tells the shell what it gets; null for a mode that there is not.
+constexpr const char *flag_of(int mode)
 {
-    switch (mode) {
-    case KIV_EXEC_COMMAND:
-        return "-nRc";
-    case KIV_EXEC_FILE:
-        return "-nRf";
-    case KIV_EXEC_CONFIG:
-        return "-nRr";
-    default:
-        return nullptr;
+    for (const launch_mode &row : modes) {
+        if (row.mode == mode)
+            return row.flag;
     }
+    return nullptr;
 }
 
-const launch_program &program_for(int target)
+int32_t launch(const char *flag, const char *arg, int target, const char *version)
 {
-    return target == KIV_TARGET_SHELL ? shell : boot_shell;
+    const launch_program &program = target == KIV_TARGET_SHELL ? shell : boot_shell;
+    const bool versioned = version != nullptr && *version != '\0';
+    const std::array<const char *, 6> argv{program.name, flag,   arg, versioned ? "-V" : nullptr,
+                                           version,      nullptr};
+    kiv::flush_streams();
+    return kiv::run_program(program.path, argv.data());
 }
 
 } // namespace
@@ -41,12 +51,9 @@ int32_t kiv_system_internal(const char *arg, int mode, int target) noexcept
 {
     if (arg == nullptr)
         return 1;
-    const char *flag = mode_flag(mode);
-    if (flag == nullptr)
-        KIV_ASSERT_TEXT("common", false, "0");
-    const launch_program &program = program_for(target);
-    const std::array argv{program.name, flag, arg, static_cast<const char *>(nullptr)};
-    return kiv::run_program(program.path, argv.data());
+    const char *flag = flag_of(mode);
+    KIV_ASSERT_TEXT("common", flag != nullptr, "0");
+    return launch(flag, arg, target, nullptr);
 }
 
 int32_t talvek_kiv_system_internal(const char *arg, int mode, int target,
@@ -54,15 +61,9 @@ int32_t talvek_kiv_system_internal(const char *arg, int mode, int target,
 {
     if (arg == nullptr)
         return 1;
-    const char *flag = mode_flag(mode);
-    if (flag == nullptr)
-        KIV_ASSERT_TEXT("common", false, "0");
-    const bool versioned = version != nullptr && *version != '\0';
-    const launch_program &program = program_for(target);
-    const std::array argv{program.name, flag,
-                          arg,          versioned ? "-V" : nullptr,
-                          version,      static_cast<const char *>(nullptr)};
-    return kiv::run_program(program.path, argv.data());
+    const char *flag = flag_of(mode);
+    KIV_ASSERT_TEXT("common", flag != nullptr, "0");
+    return launch(flag, arg, target, version);
 }
 
 int32_t kiv_system(const char *cmd) noexcept

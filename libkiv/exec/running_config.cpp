@@ -1,5 +1,6 @@
 // The running configuration, and files of commands given to the shell.
 
+#include <cstddef>
 #include <cstdio>
 
 #include <kiv/kiv_exec_lib.h>
@@ -8,6 +9,10 @@
 #include "file_exists.h"
 #include "shell_paths.h"
 #include "text.h"
+
+static_assert(sizeof(kiv_running_cfg_info) == 136);
+static_assert(offsetof(kiv_running_cfg_info, o_value) == 128);
+static_assert(offsetof(kiv_running_cfg_info, debug) == 132);
 
 namespace {
 
@@ -35,8 +40,9 @@ int kiv_generate_running_cfg2(kiv_running_cfg_info *rec) noexcept
     line.append(" -c \"show running-config\" ");
     if (*rec->out_file != '\0')
         line.append("> ").append(kiv::field_text(rec->out_file)).append(" 2>&1");
-    if (line.overflowed() || kiv::is_open(rec->out_file))
+    if (kiv::is_open(rec->out_file))
         return 0;
+    kiv::flush_streams();
     const int32_t status = kiv::run_line(line.c_str());
     if (rec->debug != 0)
         std::printf("kiv exit status = %d\n", status);

@@ -33,7 +33,6 @@ public:
 
     bool overflowed() const { return overflowed_; }
     size_t length() const { return length_; }
-    std::string_view view() const { return {text_.data(), length_}; }
 
     // The bytes behind the text are zeros, so the text is always terminated.
     const char *c_str() const { return text_.data(); }

@@ -163,14 +163,17 @@ void draft::check_siblings(uint32_t owner, diagnostics &errors) const
 void draft::check_end(uint32_t which, diagnostics &errors) const
 {
     const node_lines &checked = nodes_[which];
-    const bool leaf = checked.children.empty();
-    if (!leaf || checked.doubtful || (records_[which].action & KIV_ACTION_TERMINAL) != 0)
+    if (checked.doubtful || (records_[which].action & KIV_ACTION_TERMINAL) != 0)
         return;
-    if (which == root_node)
+    const property *submode = find_property(which, submode_field);
+    if (checked.children.empty() && which == root_node)
         errors.add(checked.line, "expected a keyword or an argument, found none");
-    else
+    else if (checked.children.empty())
         errors.add(checked.line,
                    "expected \"run\", \"terminal\" or a node below this one, found none of them");
+    else if (submode != nullptr && which != root_node)
+        errors.add(submode->line,
+                   "expected \"run\" or \"terminal\" beside \"submode\", found neither");
 }
 
 void draft::check_soundness(diagnostics &errors) const

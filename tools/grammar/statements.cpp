@@ -10,6 +10,7 @@
 #include "grammar/parameter_types.h"
 #include "grammar/refusal.h"
 #include "grammar/roles.h"
+#include "support/shell_word.h"
 
 namespace kiv::grammar {
 
@@ -35,8 +36,8 @@ void filled_text(word_list &words, std::string_view name, record &to)
 void token(word_list &words, std::string_view name, record &to)
 {
     filled_text<&record::token>(words, name, to);
-    if (std::string_view(to.token).find(' ') != std::string_view::npos)
-        refuse_found(std::string(name) + " without blanks", to.token);
+    if (!support::is_plain_word(to.token))
+        refuse_found(std::string(name) + " without blanks, \", \\, and ! or > in front", to.token);
 }
 
 template <auto Field>
@@ -111,7 +112,7 @@ constexpr statement statements[] = {
     {"submode",
      effect::property,
      below_owner,
-     "sub-mode",
+     submode_field,
      KIV_ACTION_SUBMODE,
      {{{"PROMPT", text<&record::submode_prompt>}, {"HELP", help<&record::submode_help>}}}},
     {"or", effect::property, below_argument, "second parameter", 0, {{{"TYPE", parameter<1>}}}},

@@ -30,8 +30,9 @@ struct operand {
     void (*read)(word_list &words, std::string_view name, kiv_array_tree_node &record);
 };
 
-// The field that `name` sets.
+// The fields that `name` and `submode` set.
 inline constexpr std::string_view node_name_field = "node name";
+inline constexpr std::string_view submode_field = "sub-mode";
 
 struct statement {
     std::string_view word;

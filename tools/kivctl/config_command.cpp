@@ -11,6 +11,7 @@
 
 #include "commands.h"
 #include "report.h"
+#include "support/shell_word.h"
 
 namespace kivctl {
 
@@ -29,35 +30,29 @@ constexpr const char *script_usage = "usage: kivctl script [--boot] FILE\n"
                                      "\n"
                                      "  --boot   the boot-time shell\n";
 
-constexpr std::array long_options{
-    option{"output", required_argument, nullptr, 'o'},
-    option{"boot", no_argument, nullptr, 'b'},
-    option{"help", no_argument, nullptr, 'h'},
-    option{nullptr, 0, nullptr, 0},
-};
+constexpr option output_option{"output", required_argument, nullptr, 'o'};
+constexpr option boot_option{"boot", no_argument, nullptr, 'b'};
+constexpr option help_option{"help", no_argument, nullptr, 'h'};
+constexpr option no_more{nullptr, 0, nullptr, 0};
+
+// The library puts the name, as the shell reads it, into a command of limited length.
+constexpr size_t longest_name = 136;
 
 int show(const char *file)
 {
-    const int32_t status = file == nullptr ? kiv_system("show running-config")
-                                           : kiv_generate_running_cfg(shell_word(file).c_str());
-    return report_status(status, false);
-}
-
-// The library tells success from failure only; a missing file is worth a word of its own.
-int report_file(int result, const char *file)
-{
-    struct stat status;
-    if (result == 0)
-        return done;
-    if (stat(file, &status) != 0)
-        return fail(file, std::strerror(errno));
-    return fail(file, "the shell did not carry it out whole");
+    if (file == nullptr)
+        return report_status(kiv_system("show running-config"), false);
+    const std::string name = kiv::support::shell_word(file);
+    if (name.size() > longest_name)
+        return fail(file, "name is too long");
+    return report_status(kiv_generate_running_cfg(name.c_str()), false);
 }
 
 int show_config(int argc, char **argv)
 {
+    constexpr std::array options{output_option, help_option, no_more};
     const char *file = nullptr;
-    for (int code; (code = getopt_long(argc, argv, "+o:", long_options.data(), nullptr)) != -1;) {
+    for (int code; (code = getopt_long(argc, argv, "+o:", options.data(), nullptr)) != -1;) {
         if (code == 'h')
             return show_usage(config_usage);
         if (code != 'o')
@@ -65,6 +60,24 @@ int show_config(int argc, char **argv)
         file = optarg;
     }
     return optind == argc ? show(file) : refuse_usage(config_usage);
+}
+
+// The library tells success from failure only; a missing file is worth a word of its own.
+int run_file(const char *file, int run(const char *file))
+{
+    struct stat status;
+    if (stat(file, &status) != 0)
+        return fail(file, std::strerror(errno));
+    return run(file) == 0 ? done : fail(file, "the shell failed, or could not be run");
+}
+
+int apply_config(int argc, char **argv)
+{
+    constexpr std::array options{help_option, no_more};
+    if (const int code = getopt_long(argc, argv, "+", options.data(), nullptr); code != -1)
+        return code == 'h' ? show_usage(config_usage) : refuse_usage(config_usage);
+    return optind + 1 == argc ? run_file(argv[optind], kiv_execute_cfg_file)
+                              : refuse_usage(config_usage);
 }
 
 } // namespace
@@ -75,16 +88,17 @@ int config_command(int argc, char **argv)
     if (action == "--help")
         return show_usage(config_usage);
     if (action == "show")
-        return show_config(argc - 1, argv + 1);
-    if (action == "apply" && argc == 3)
-        return report_file(kiv_execute_cfg_file(argv[2]), argv[2]);
+        return run_word(argc, argv, show_config);
+    if (action == "apply")
+        return run_word(argc, argv, apply_config);
     return refuse_usage(config_usage);
 }
 
 int script_command(int argc, char **argv)
 {
+    constexpr std::array options{boot_option, help_option, no_more};
     bool boot = false;
-    for (int code; (code = getopt_long(argc, argv, "+", long_options.data(), nullptr)) != -1;) {
+    for (int code; (code = getopt_long(argc, argv, "+", options.data(), nullptr)) != -1;) {
         if (code == 'h')
             return show_usage(script_usage);
         if (code != 'b')
@@ -93,12 +107,7 @@ int script_command(int argc, char **argv)
     }
     if (optind + 1 != argc)
         return refuse_usage(script_usage);
-    const char *file = argv[optind];
-    struct stat status;
-    if (stat(file, &status) != 0)
-        return fail(file, std::strerror(errno));
-    return report_file(boot ? kiv_lc_execute_script_file(file) : kiv_execute_script_file(file),
-                       file);
+    return run_file(argv[optind], boot ? kiv_lc_execute_script_file : kiv_execute_script_file);
 }
 
 } // namespace kivctl

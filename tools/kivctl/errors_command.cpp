@@ -1,6 +1,7 @@
+#include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdio>
+#include <string>
 #include <string_view>
 
 #include <kiv/platform/syserr.h>
@@ -29,40 +30,49 @@ constexpr std::array rows{
 #undef KIV_ERROR_ROW
 };
 
-void print_plain()
+std::string plain_text()
 {
-    for (const error_row &row : rows)
-        std::printf("0x%08X  %-28s  %s\n", row.code, row.name, row.text);
-}
-
-void print_markdown()
-{
-    std::puts("# Library error codes\n\n"
-              "Made by `kivctl errors --markdown` from the table in `kiv/platform/syserr.h`.\n\n"
-              "| code | name | text |\n|---|---|---|");
-    for (const error_row &row : rows)
-        std::printf("| 0x%08X | `%s` | %s |\n", row.code, row.name, row.text);
-    std::puts("\nA failure of the message transport is 0x80540000 with the low 12 bits of `errno`\n"
-              "put in; its text is the system's own.");
-}
-
-void print_json()
-{
-    std::puts("[");
+    constexpr size_t name_width = 30;
+    std::string text;
     for (const error_row &row : rows) {
-        std::printf("  {\"code\": \"0x%08X\", \"name\": \"%s\", \"text\": \"%s\"}%s\n", row.code,
-                    row.name, row.text, &row == &rows.back() ? "" : ",");
+        std::string name = row.name;
+        name.resize(std::max(name.size() + 2, name_width), ' ');
+        text.append(hexadecimal(row.code)).append("  ").append(name).append(row.text).append("\n");
     }
-    std::puts("]");
+    return text;
+}
+
+std::string markdown_text()
+{
+    std::string text =
+        "# Library error codes\n\n"
+        "Made by `kivctl errors --markdown` from the table in `kiv/platform/syserr.h`.\n\n"
+        "| code | name | text |\n|---|---|---|\n";
+    for (const error_row &row : rows)
+        text.append("| " + hexadecimal(row.code))
+            .append(std::string(" | `") + row.name + "` | " + row.text + " |\n");
+    return text + "\nA failure of the message transport is 0x80540000 with the low 12 bits of "
+                  "`errno`\nput in; its text is the system's own.\n";
+}
+
+std::string json_text()
+{
+    std::string text;
+    for (const error_row &row : rows) {
+        text.append(text.empty() ? "[\n" : ",\n");
+        text.append("  {\"code\": \"" + hexadecimal(row.code) + "\", \"name\": \"" + row.name)
+            .append(std::string("\", \"text\": \"") + row.text + "\"}");
+    }
+    return text + "\n]\n";
 }
 
 struct form {
     std::string_view option;
-    void (*print)();
+    std::string (*text)();
 };
 
-constexpr std::array forms{form{"", print_plain}, form{"--markdown", print_markdown},
-                           form{"--json", print_json}};
+constexpr std::array forms{form{"", plain_text}, form{"--markdown", markdown_text},
+                           form{"--json", json_text}};
 
 } // namespace
 
@@ -73,10 +83,8 @@ int errors_command(int argc, char **argv)
         return show_usage(usage);
     if (argc <= 2) {
         for (const form &known : forms) {
-            if (known.option == wanted) {
-                known.print();
-                return std::fflush(stdout) == 0 ? done : failed;
-            }
+            if (known.option == wanted)
+                return print(known.text());
         }
     }
     return refuse_usage(usage);

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <exception>
+#include <string>
 #include <string_view>
 
 #include "commands.h"
@@ -45,11 +45,11 @@ try {
     if (name == "--help" || name == "-h")
         return kivctl::show_usage(usage);
     const auto *found = std::ranges::find(commands, name, &command::name);
-    if (found == commands.end()) {
-        std::fprintf(stderr, "kivctl: no command \"%s\"\n\n", argv[1]);
-        return kivctl::refuse_usage(usage);
-    }
-    return found->run(argc - 1, argv + 1);
+    if (found == commands.end())
+        return kivctl::refuse_usage(usage, "kivctl", "no command \"" + std::string(name) + '"');
+    std::string program = "kivctl";
+    argv[0] = program.data();
+    return kivctl::run_word(argc, argv, found->run);
 } catch (const std::exception &problem) {
     return kivctl::fail("failed", problem.what());
 }

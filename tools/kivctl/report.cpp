@@ -1,8 +1,11 @@
 #include "report.h"
 
+#include <array>
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 #include <sys/wait.h>
 
@@ -23,7 +26,7 @@ struct outcome {
 outcome outcome_of(int32_t raw_status)
 {
     if (raw_status < 0)
-        return {"error", raw_status, "the shell could not be started"};
+        return {"error", raw_status, "the command could not be run"};
     if (WIFSIGNALED(raw_status)) {
         const int number = WTERMSIG(raw_status);
         return {"signal", number,
@@ -36,11 +39,27 @@ outcome outcome_of(int32_t raw_status)
     return {"exit", number, "the shell ended with status " + std::to_string(number)};
 }
 
+void complain(std::string_view subject, std::string_view problem)
+{
+    std::fprintf(stderr, "%.*s: %.*s\n", static_cast<int>(subject.size()), subject.data(),
+                 static_cast<int>(problem.size()), problem.data());
+}
+
 } // namespace
+
+int print(std::string_view text)
+{
+    errno = 0;
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fflush(stdout);
+    if (std::ferror(stdout) == 0)
+        return done;
+    return fail("standard output", errno != 0 ? std::strerror(errno) : "something was not written");
+}
 
 int show_usage(const char *usage)
 {
-    return std::fputs(usage, stdout) >= 0 && std::fflush(stdout) == 0 ? done : failed;
+    return print(usage);
 }
 
 int refuse_usage(const char *usage)
@@ -49,44 +68,51 @@ int refuse_usage(const char *usage)
     return wrong_usage;
 }
 
+int refuse_usage(const char *usage, std::string_view program, std::string_view problem)
+{
+    refuse(program, problem);
+    return refuse_usage(usage);
+}
+
+int refuse(std::string_view program, std::string_view problem)
+{
+    complain(program, problem);
+    return wrong_usage;
+}
+
 int fail(std::string_view subject, std::string_view problem)
 {
-    std::fprintf(stderr, "kivctl: %.*s: %.*s\n", static_cast<int>(subject.size()), subject.data(),
-                 static_cast<int>(problem.size()), problem.data());
+    complain("kivctl: " + std::string(subject), problem);
     return failed;
 }
 
 int report_status(int32_t raw_status, bool json)
 {
     const outcome result = outcome_of(raw_status);
-    if (json)
-        std::printf("{\"raw_status\": %d, \"%s\": %d}\n", raw_status, result.kind, result.number);
-    else if (raw_status != 0)
+    if (!json && raw_status != 0)
         std::fprintf(stderr, "kivctl: %s\n", result.text.c_str());
-    return raw_status == 0 ? done : failed;
+    const std::string line = "{\"raw_status\": " + std::to_string(raw_status) + ", \"" +
+                             result.kind + "\": " + std::to_string(result.number) + "}\n";
+    const int printed = print(json ? line : "");
+    return raw_status == 0 ? printed : failed;
 }
 
 int report_code(uint32_t code, bool json)
 {
+    const std::string number = hexadecimal(code);
     const char *text = syserr2str(code);
-    if (json)
-        std::printf("{\"code\": \"0x%08X\", \"text\": \"%s\"}\n", code, text);
-    else if (code != 0)
-        std::fprintf(stderr, "kivctl: 0x%08X: %s\n", code, text);
-    return code == 0 ? done : failed;
+    if (!json && code != 0)
+        fail(number, text);
+    const int printed =
+        print(json ? "{\"code\": \"" + number + "\", \"text\": \"" + text + "\"}\n" : "");
+    return code == 0 ? printed : failed;
 }
 
-std::string shell_word(std::string_view word)
+std::string hexadecimal(uint32_t code)
 {
-    if (!word.empty() && word.find_first_of(" \t\"\\>") == std::string_view::npos)
-        return std::string(word);
-    std::string quoted = "\"";
-    for (const char character : word) {
-        if (character == '"' || character == '\\')
-            quoted += '\\';
-        quoted += character;
-    }
-    return quoted + '"';
+    std::array<char, 16> digits;
+    std::snprintf(digits.data(), digits.size(), "0x%08X", code);
+    return digits.data();
 }
 
 bool read_number(const char *text, int32_t &number)

@@ -11,6 +11,7 @@
 
 #include <fcntl.h>
 #include <getopt.h>
+#include <sys/stat.h>
 
 #include <kiv/extras.h>
 
@@ -55,14 +56,6 @@ int read_file(const char *path, size_t limit, std::string &content)
     return file ? kiv::support::read_all(file.get(), limit, content) : errno;
 }
 
-int print(std::string_view text)
-{
-    const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
-    if (written && std::fflush(stdout) == 0)
-        return done;
-    return fail("standard output", std::strerror(errno));
-}
-
 std::string_view bytes_of(const std::vector<kiv_array_tree_node> &nodes)
 {
     return {reinterpret_cast<const char *>(nodes.data()), nodes.size() * sizeof nodes[0]};
@@ -81,8 +74,21 @@ void report_errors(const char *source, const std::vector<kiv::grammar::diagnosti
     std::fputs(report.c_str(), stderr);
 }
 
+// Whether the tree would take the place of its grammar.
+bool are_one_file(const char *source, const char *output)
+{
+    struct stat grammar;
+    struct stat tree;
+    const int found =
+        std::string_view(source) == "-" ? fstat(STDIN_FILENO, &grammar) : stat(source, &grammar);
+    return found == 0 && S_ISREG(grammar.st_mode) && stat(output, &tree) == 0 &&
+           grammar.st_dev == tree.st_dev && grammar.st_ino == tree.st_ino;
+}
+
 int compile(const char *source, const char *output)
 {
+    if (are_one_file(source, output))
+        return fail(output, "is the grammar itself");
     std::string text;
     if (const int error = read_file(source, longest_grammar, text); error != 0)
         return fail(source, std::strerror(error));
@@ -174,7 +180,10 @@ int tree_command(int argc, char **argv)
     if (name == "--help" || name == "-h")
         return show_usage(usage);
     const auto *job = std::ranges::find(jobs, name, &tree_job::name);
-    return job == jobs.end() ? refuse_usage(usage) : run_job(*job, argc - 1, argv + 1);
+    if (job == jobs.end())
+        return refuse_usage(usage);
+    return run_word(argc, argv,
+                    [job](int count, char **words) { return run_job(*job, count, words); });
 }
 
 } // namespace kivctl

@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
+#include <optional>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -53,25 +55,71 @@ int sync_folder_of(const std::string &path)
     return opened && fsync(opened.get()) == 0 ? 0 : errno;
 }
 
-// A file of its own: whatever has the name is taken away first and never written through.
-int write_new(const std::string &path, std::string_view content)
+// A file of its own: whatever has the name is taken away first and never written through. It has
+// the mode from the start, so that nobody reads what the old file kept from them.
+int write_new(const std::string &path, std::string_view content, std::optional<mode_t> mode)
 {
     unlink(path.c_str());
-    unique_fd file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-    return file ? write_and_sync(file, content) : errno;
+    unique_fd file(
+        open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode.value_or(0666)));
+    if (!file || (mode && fchmod(file.get(), *mode) != 0))
+        return errno;
+    return write_and_sync(file, content);
 }
 
-// A file size limit shall be an error of write, so that the unfinished file can be removed.
-class size_limit_as_error {
+// What would end the process in the middle, and leave the unfinished file behind, is held back; a
+// file size limit shall be an error of write.
+class uninterrupted {
 public:
-    size_limit_as_error() : previous_(std::signal(SIGXFSZ, SIG_IGN)) {}
-    ~size_limit_as_error() { std::signal(SIGXFSZ, previous_); }
-    size_limit_as_error(const size_limit_as_error &) = delete;
-    size_limit_as_error &operator=(const size_limit_as_error &) = delete;
+    uninterrupted() : size_limit_action_(std::signal(SIGXFSZ, SIG_IGN))
+    {
+        sigset_t ending;
+        sigemptyset(&ending);
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+            sigaddset(&ending, signal);
+        sigprocmask(SIG_BLOCK, &ending, &mask_);
+    }
+    ~uninterrupted()
+    {
+        std::signal(SIGXFSZ, size_limit_action_);
+        sigprocmask(SIG_SETMASK, &mask_, nullptr);
+    }
+    uninterrupted(const uninterrupted &) = delete;
+    uninterrupted &operator=(const uninterrupted &) = delete;
 
 private:
-    void (*previous_)(int);
+    void (*size_limit_action_)(int);
+    sigset_t mask_{};
 };
+
+constexpr int most_links = 40;
+
+// Goes on to the file that a symbolic link leads to, whether that is there or not.
+int follow_links(std::filesystem::path &path)
+{
+    for (int i = 0; i < most_links; ++i) {
+        std::error_code not_a_link;
+        const std::filesystem::path target = std::filesystem::read_symlink(path, not_a_link);
+        if (not_a_link)
+            return 0;
+        path = path.parent_path() / target;
+    }
+    return ELOOP;
+}
+
+int write_and_rename(const std::string &path, std::string_view content, const std::string &beside,
+                     std::optional<mode_t> mode)
+{
+    const uninterrupted held;
+    int error = write_new(beside, content, mode);
+    if (error == 0 && std::rename(beside.c_str(), path.c_str()) != 0)
+        error = errno;
+    if (error != 0) {
+        unlink(beside.c_str());
+        return error;
+    }
+    return sync_folder_of(path);
+}
 
 } // namespace
 
@@ -112,22 +160,24 @@ int write_all(int descriptor, std::string_view content)
     return 0;
 }
 
-int replace_file(const std::string &path, std::string_view content, std::string beside)
+int replace_file(const std::string &path, std::string_view content, std::string_view beside)
 {
     struct stat status;
-    if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
+    const bool exists = stat(path.c_str(), &status) == 0;
+    if (exists && !S_ISREG(status.st_mode))
         return write_in_place(path, content);
-    if (beside.empty())
-        beside = path + '.' + std::to_string(getpid()) + ".new";
-    const size_limit_as_error limited;
-    int error = write_new(beside, content);
-    if (error == 0 && std::rename(beside.c_str(), path.c_str()) != 0)
-        error = errno;
-    if (error != 0) {
-        unlink(beside.c_str());
+    std::filesystem::path file = path;
+    if (const int error = follow_links(file); error != 0)
         return error;
-    }
-    return sync_folder_of(path);
+    std::optional<mode_t> mode;
+    if (exists)
+        mode = status.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+    std::filesystem::path unfinished = file;
+    if (beside.empty())
+        unfinished += '.' + std::to_string(getpid()) + ".new";
+    else
+        unfinished.replace_filename(std::filesystem::path(beside).filename());
+    return write_and_rename(file, content, unfinished, mode);
 }
 
 } // namespace kiv::support

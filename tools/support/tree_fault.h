@@ -10,7 +10,7 @@ namespace kiv::support {
 // What kiv_tree_check found, for people; with the node, unless the tree as a whole is at fault.
 inline std::string tree_fault(const kiv_tree_check_result &found)
 {
-    const std::string text = kiv_tree_fault_text(found.fault);
+    std::string text = kiv_tree_fault_text(found.fault);
     switch (found.fault) {
     case KIV_TREE_EMPTY:
     case KIV_TREE_CUT_OFF:

@@ -168,11 +168,12 @@ KIV_API void robust_strcpy(char *dst, const char *src) KIV_NOEXCEPT;
 
 /* Copies at most `size` - 1 characters of `src` into the `size` bytes of
  * `dst`, fills up with NUL and terminates. A null `src` stores one NUL. A
- * `size` of 0 does nothing. */
+ * `size` of 0, or one that was a negative number, does nothing. */
 KIV_API void robust_strncpy(char *dst, const char *src, size_t size) KIV_NOEXCEPT;
 
 /* Appends `src` to the string in `dst`, a buffer of `size` bytes, cut to what
- * fits. A null `src`, or a `dst` that is full or longer, changes nothing. */
+ * fits. A null `src`, a `dst` that is full or longer, or a `size` that was a
+ * negative number, changes nothing. */
 KIV_API void robust_strncat(char *dst, const char *src, size_t size) KIV_NOEXCEPT;
 
 /* Compares as strcasecmp (POSIX) does. A null `b` gives -1, else a null `a`
@@ -181,7 +182,8 @@ KIV_API int robust_strcasecmp(const char *a, const char *b) KIV_NOEXCEPT;
 
 /* Return the number at the start of `s`, 0 when there is none: hexadecimal
  * with or without "0x"; decimal; and in the base that its prefix tells, as
- * strtol (C11 7.22.1.4) with base 0. */
+ * strtol (C11 7.22.1.4) with base 0. The 32-bit forms return the low 32 bits
+ * of a number that is larger. */
 KIV_API uint64_t convert_str_to_uint64(const char *s) KIV_NOEXCEPT;
 KIV_API uint32_t convert_str_to_uint(const char *s) KIV_NOEXCEPT;
 KIV_API int32_t convert_str_to_int(const char *s) KIV_NOEXCEPT;

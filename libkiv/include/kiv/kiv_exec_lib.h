@@ -7,8 +7,9 @@
  * the system's command interpreter and return 0 or a library error code. The
  * talvek forms address the variant of the shell on the peer platform.
  *
- * Standard output and standard error are flushed before a child starts. The
- * child has the caller's streams, except where a request names files.
+ * Standard output and standard error are flushed when a launcher or executor is
+ * called, not by talvek_system. The child has the caller's streams, except
+ * where a request names files.
  */
 #ifndef KIV_KIV_EXEC_LIB_H
 #define KIV_KIV_EXEC_LIB_H
@@ -32,14 +33,19 @@ enum kiv_exec_target {
     KIV_TARGET_BOOT = 4   /* /lc/ubexboot/bin/kivboot */
 };
 
-/* A request to the shell. Fill it with zeros first. */
+/* A request to the shell. Fill it with zeros first. The texts become words of
+ * a line for the system's command interpreter as they are: the command between
+ * double quotes, the version between single quotes, file names and the binary
+ * without any. Whoever takes them from elsewhere keeps out what the
+ * interpreter would act on: `"`, `$`, backtick and backslash in a command, the
+ * quote in a version, blanks and operators in a file name. */
 typedef struct kiv_system_info {
     int32_t type;        /* enum kiv_exec_mode; the entry points set it */
     char file_name[128]; /* the file to run: KIV_EXEC_FILE, KIV_EXEC_CONFIG */
-    char cmd_str[256];   /* the command: KIV_EXEC_COMMAND; no double quote in it */
+    char cmd_str[256];   /* the command: KIV_EXEC_COMMAND */
     char version[256];   /* talvek: software version of the peer; empty: none */
     char out_file[128];  /* standard output; empty: the caller's */
-    char err_file[128];  /* standard error; empty: goes with standard output */
+    char err_file[128];  /* standard error, if out_file is set; empty: goes with it */
     char bin_path[128];  /* command that starts the shell; empty: the default */
     int32_t e_value;     /* -e */
     int32_t q_value;     /* -q */
@@ -75,7 +81,7 @@ KIV_API int32_t kiv_system(const char *cmd) KIV_NOEXCEPT;
 KIV_API int32_t talvek_kiv_system(const char *cmd, const char *version) KIV_NOEXCEPT;
 
 /* Runs a file of commands in the boot-time shell. Returns 0, or -1 when the
- * file does not exist or the shell's status is not 0. */
+ * file does not exist, or is null, or the shell's status is not 0. */
 KIV_API int kiv_lc_execute_script_file(const char *file) KIV_NOEXCEPT;
 
 /* -- Command lines ---------------------------------------------------------- */
@@ -97,7 +103,9 @@ KIV_API uint32_t kiv_talvek_system_cmd_str_create(kiv_system_info *info_p, char 
  * Return KIV_ERROR_COMMAND_TOO_LONG, with nothing run, when a string is too
  * long or the line has more than 511 characters; KIV_ERROR_COMMAND_STATUS_1
  * when the raw status is 1; KIV_ERROR_COMMAND_FAILED when it is 127 or more,
- * as any exit status but 0 is; else 0. */
+ * as any exit status but 0 is; else 0. That 0 includes an interpreter ended by
+ * another signal than SIGHUP without a core dump, and -1 where no child could
+ * be started or waited for. */
 KIV_API uint32_t kiv_system_execute(kiv_system_info *info_p) KIV_NOEXCEPT;
 KIV_API uint32_t kiv_talvek_system_execute(kiv_system_info *info_p) KIV_NOEXCEPT;
 
@@ -118,22 +126,23 @@ KIV_API uint32_t kiv_execute_script_file2(kiv_system_info *info_p) KIV_NOEXCEPT;
 
 /* -- Running configuration and files ---------------------------------------- */
 
-/* Writes the running configuration into `file`, a name without blanks or
- * quotes, and returns the launcher's raw wait status. The shell itself opens
- * the file. Returns -1, with nothing run, for a null name or one of more than
- * 136 characters. */
+/* Writes the running configuration into `file` and returns the launcher's raw
+ * wait status. The shell itself opens the file, so the name is a word of its
+ * command line, in quotes where the shell's words need them. Returns -1, with
+ * nothing run, for a null name or one of more than 136 characters. */
 KIV_API int32_t kiv_generate_running_cfg(const char *file) KIV_NOEXCEPT;
 
 /* Writes the running configuration, and the shell's messages, as the request
- * says. Returns 0 whatever happens. */
+ * says; the name is a word for the system's command interpreter. Returns 0
+ * whatever happens, also with nothing run where `out_file` has no end. */
 KIV_API int kiv_generate_running_cfg2(kiv_running_cfg_info *rec) KIV_NOEXCEPT;
 
 /* Runs a configuration file in the normal shell. Returns 0, or -1 when the
- * file does not exist or the shell's status is not 0. */
+ * file does not exist, or is null, or the shell's status is not 0. */
 KIV_API int kiv_execute_cfg_file(const char *file) KIV_NOEXCEPT;
 
 /* The same for a file of commands. Prints the system's error on standard error
- * when the file does not exist. */
+ * when the file does not exist ("Bad address" for null). */
 KIV_API int kiv_execute_script_file(const char *file) KIV_NOEXCEPT;
 
 KIV_EXTERN_C_END

@@ -19,7 +19,7 @@ size_t character_start(std::string_view text, size_t position)
 
 size_t character_length(std::string_view text, size_t position)
 {
-    return std::max(kiv::grammar::first_character(text.substr(position)).length, size_t{1});
+    return std::max(kiv::support::first_character(text.substr(position)).length, size_t{1});
 }
 
 } // namespace kiv_shell

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "grammar/characters.h"
+#include "support/characters.h"
 
 namespace kiv_shell {
 
@@ -16,7 +16,7 @@ using failure = std::optional<std::string>;
 std::string system_failure(std::string_view name, int error);
 
 // The text on one line of a terminal.
-using kiv::grammar::printable;
+using kiv::support::printable;
 
 // Where the character begins that this byte belongs to.
 size_t character_start(std::string_view text, size_t position);

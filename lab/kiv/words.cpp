@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "grammar/characters.h"
+#include "support/characters.h"
 
 namespace kiv_shell {
 
@@ -14,10 +14,10 @@ constexpr std::string_view blanks = " \t";
 std::optional<line_error> unprintable_character(std::string_view text)
 {
     for (size_t at = 0; at < text.size();) {
-        const kiv::grammar::character next = kiv::grammar::first_character(text.substr(at));
+        const kiv::support::character next = kiv::support::first_character(text.substr(at));
         if (next.length == 0)
             return line_error{at, "not a character of UTF-8"};
-        if (next.code != '\t' && !kiv::grammar::is_printable(next.code))
+        if (next.code != '\t' && !kiv::support::is_printable(next.code))
             return line_error{at, "control character"};
         at += next.length;
     }
@@ -36,23 +36,6 @@ bool is_blank_or_comment(std::string_view line)
 {
     const size_t start = line.find_first_not_of(blanks);
     return start == std::string_view::npos || line[start] == '!';
-}
-
-bool is_plain_word(std::string_view text)
-{
-    return !text.empty() && text.find_first_of(" \t\"\\") == std::string_view::npos &&
-           text.front() != '!' && text.front() != '>' && !unprintable_character(text);
-}
-
-std::string quoted_word(std::string_view text)
-{
-    std::string quoted = "\"";
-    for (const char c : text) {
-        if (c == '"' || c == '\\')
-            quoted += '\\';
-        quoted += c;
-    }
-    return quoted += '"';
 }
 
 word_reader::word_reader(std::string_view line)

@@ -6,7 +6,12 @@
 #include <string>
 #include <string_view>
 
+#include "support/shell_word.h"
+
 namespace kiv_shell {
+
+using kiv::support::is_plain_word;
+using kiv::support::quoted_word;
 
 struct word {
     size_t position = 0; // where it begins in the line
@@ -21,12 +26,6 @@ struct line_error {
 
 // Nothing to do: no word, or a comment.
 bool is_blank_or_comment(std::string_view line);
-
-// Whether the text is one word as it stands, without quotes.
-bool is_plain_word(std::string_view text);
-
-// The text as one word of a line, quoted.
-std::string quoted_word(std::string_view text);
 
 // Takes a line apart. A word ends at a blank; one that begins with a double quote ends at the next
 // one, with \" and \\ for the two characters. A '>' is the redirection where it begins a word.

@@ -3,8 +3,8 @@
 #include <array>
 #include <charconv>
 
-#include "grammar/characters.h"
 #include "grammar/parameter_types.h"
+#include "support/characters.h"
 
 namespace kiv::grammar {
 
@@ -35,7 +35,7 @@ std::string title(const kiv_array_tree_node &node)
 {
     if (node.parameter_count > 0)
         return parameters_text(node);
-    return node.token[0] == '\0' ? "-" : printable(node.token);
+    return node.token[0] == '\0' ? "-" : support::printable(node.token);
 }
 
 void append_action(std::string &line, uint32_t action)
@@ -68,7 +68,7 @@ void append_node(std::string &text, size_t index, const kiv_array_tree_node &nod
     text += std::to_string(index) + ' ' + title(node);
     append_action(text, node.action);
     if (node.func_id[0] != '\0')
-        text += " function " + printable(node.func_id);
+        text += " function " + support::printable(node.func_id);
     append_children(text, node);
     text += '\n';
 }

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "grammar/characters.h"
 #include "grammar/refusal.h"
+#include "support/characters.h"
 
 namespace kiv::grammar {
 
@@ -20,12 +20,13 @@ bool is_blank(char c)
 void check_characters(std::string_view body)
 {
     for (std::string_view rest = body; !rest.empty();) {
-        const character next = first_character(rest);
+        const support::character next = support::first_character(rest);
         if (next.length == 0)
-            refuse("expected UTF-8 text, found the byte " + quoted(printable(rest.substr(0, 1))));
-        if (!is_printable(next.code) && next.code != '\t')
+            refuse("expected UTF-8 text, found the byte " +
+                   quoted(support::printable(rest.substr(0, 1))));
+        if (!support::is_printable(next.code) && next.code != '\t')
             refuse("expected text, found the control character " +
-                   quoted(printable(rest.substr(0, next.length))));
+                   quoted(support::printable(rest.substr(0, next.length))));
         rest.remove_prefix(next.length);
     }
 }

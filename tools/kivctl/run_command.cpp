@@ -11,8 +11,8 @@
 #include <kiv/kiv_exec_lib.h>
 
 #include "commands.h"
-#include "grammar/characters.h"
 #include "report.h"
+#include "support/characters.h"
 
 namespace kivctl {
 
@@ -201,8 +201,8 @@ complaint find_unsafe_character(const request &wanted)
         const auto found = std::ranges::find_if_not(text, row.is_safe);
         if (found != text.end())
             return std::string(row.name) + ": a command line cannot hold the character '" +
-                   kiv::grammar::printable({found, found + 1}) + "' of " +
-                   kiv::grammar::printable(text);
+                   kiv::support::printable({found, found + 1}) + "' of " +
+                   kiv::support::printable(text);
     }
     return {};
 }

@@ -1,14 +1,21 @@
 #include "support/shell_word.h"
 
-#include <algorithm>
+#include "support/characters.h"
 
 namespace kiv::support {
 
 namespace {
 
-bool is_control(char c)
+// A line with one of these could do something to a terminal, or be shown in another way.
+bool is_unprintable(std::string_view text)
 {
-    return (c >= '\0' && c < ' ') || c == '\x7f';
+    for (size_t at = 0; at < text.size();) {
+        const character next = first_character(text.substr(at));
+        if (next.length == 0 || !is_printable(next.code))
+            return true;
+        at += next.length;
+    }
+    return false;
 }
 
 } // namespace
@@ -16,8 +23,7 @@ bool is_control(char c)
 bool is_plain_word(std::string_view text)
 {
     return !text.empty() && text.front() != '!' && text.front() != '>' &&
-           text.find_first_of(" \"\\") == std::string_view::npos &&
-           std::ranges::none_of(text, is_control);
+           text.find_first_of(" \"\\") == std::string_view::npos && !is_unprintable(text);
 }
 
 std::string quoted_word(std::string_view text)

@@ -1,9 +1,9 @@
-#include "grammar/characters.h"
+#include "support/characters.h"
 
 #include <array>
 #include <cstdint>
 
-namespace kiv::grammar {
+namespace kiv::support {
 
 namespace {
 
@@ -86,4 +86,4 @@ std::string printable(std::string_view text)
     return shown;
 }
 
-} // namespace kiv::grammar
+} // namespace kiv::support

@@ -1,12 +1,12 @@
 // Characters of UTF-8 text.
-#ifndef GRAMMAR_CHARACTERS_H
-#define GRAMMAR_CHARACTERS_H
+#ifndef SUPPORT_CHARACTERS_H
+#define SUPPORT_CHARACTERS_H
 
 #include <cstddef>
 #include <string>
 #include <string_view>
 
-namespace kiv::grammar {
+namespace kiv::support {
 
 struct character {
     char32_t code;
@@ -22,6 +22,6 @@ bool is_printable(char32_t code);
 // The text with every byte that is not of a printable character as \xNN.
 std::string printable(std::string_view text);
 
-} // namespace kiv::grammar
+} // namespace kiv::support
 
 #endif

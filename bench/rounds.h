@@ -1,12 +1,14 @@
 // Measures contenders against each other, round by round: every round runs each contender once, in
-// turn, and gives one ratio; the medians of the ratios are what is reported. Drift of the machine
-// hits all contenders of a round alike.
+// an order of its own, and gives one ratio; the medians of the ratios are what is reported. Drift
+// of the machine hits all contenders of a round alike, and what one leaves behind hits each.
 #ifndef KIV_BENCH_ROUNDS_H
 #define KIV_BENCH_ROUNDS_H
 
 #include <algorithm>
 #include <chrono>
 #include <functional>
+#include <numeric>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -40,13 +42,13 @@ inline void measure(benchmark::State &state, const std::vector<contender> &conte
     std::vector<double> times(contenders.size());
     for (const contender &warm_up : contenders)
         warm_up.run();
-    size_t first = 0;
+    std::vector<size_t> order(contenders.size());
+    std::iota(order.begin(), order.end(), size_t{0});
+    std::mt19937 random; // NOLINT: the same orders in every run
     for ([[maybe_unused]] auto iteration : state) {
-        for (size_t i = 0; i < contenders.size(); ++i) {
-            const size_t turn = (first + i) % contenders.size();
+        std::ranges::shuffle(order, random);
+        for (const size_t turn : order)
             times[turn] = seconds_of(contenders[turn].run);
-        }
-        first = (first + 1) % contenders.size();
         state.SetIterationTime(times[0]);
         for (size_t i = 0; i < contenders.size(); ++i)
             ratios[i].push_back(times[i] / times[1]);

@@ -39,6 +39,13 @@ inline tree chain(size_t levels)
     return nodes;
 }
 
+inline kiv_ptr_tree_node ptr_node(char *token)
+{
+    kiv_ptr_tree_node node{};
+    node.token = token;
+    return node;
+}
+
 } // namespace trees
 
 #endif

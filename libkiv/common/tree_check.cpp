@@ -4,6 +4,8 @@
 
 #include <kiv/extras.h>
 
+#include "fetch.h"
+
 namespace {
 
 constexpr std::array fault_texts{
@@ -50,14 +52,38 @@ kiv_tree_fault node_fault(const kiv_array_tree_node &node, size_t node_count)
     return KIV_TREE_SOUND;
 }
 
+// Of each node a number of levels.
+using level_table = std::array<uint8_t, KIV_TREE_MAX_NODES>;
+
+// Trees as their compilers store them have every owned child behind its owner. Then one look at the
+// nodes in their order tells the depth of each one. False where `node` has a child that is not
+// behind it, or is too deep: only depth_check can tell then.
+bool pass_depth_on(level_table &depths, uint32_t index, const kiv_array_tree_node &node)
+{
+    const uint8_t below = static_cast<uint8_t>(depths[index] + 1);
+    const uint32_t count = node.child_count;
+    for (uint32_t i = 0; i < count; ++i) {
+        if (is_link(node, i))
+            continue;
+        const uint32_t child = node.children[i];
+        if (child <= index || below >= KIV_TREE_MAX_DEPTH)
+            return false;
+        depths[child] = std::max(depths[child], below);
+    }
+    return true;
+}
+
 // Measures how far down every node reaches, each node once and each link between owner and child
 // once. The path in hand is never longer than the depth limit, so a small array holds it.
 class depth_check {
 public:
-    explicit depth_check(const kiv_array_tree_node *tree) : tree_(tree) {}
+    depth_check(const kiv_array_tree_node *tree, level_table &levels) : tree_(tree), levels_(levels)
+    {
+    }
 
     kiv_tree_check_result run(uint32_t node_count)
     {
+        std::fill_n(levels_.begin(), node_count, unseen);
         for (uint32_t start = 0; start < node_count; ++start) {
             if (levels_[start] != unseen)
                 continue;
@@ -124,8 +150,26 @@ private:
     std::array<step, KIV_TREE_MAX_DEPTH> path_{};
     size_t length_ = 0;
     // How many levels the subtree of a node has, the node's own among them.
-    std::array<uint8_t, KIV_TREE_MAX_NODES> levels_{};
+    level_table &levels_;
 };
+
+kiv_tree_check_result check_nodes(const kiv_array_tree_node *tree, uint32_t node_count)
+{
+    constexpr uint32_t fetched_ahead = 6;
+    level_table levels;
+    std::fill_n(levels.begin(), node_count, uint8_t{0});
+    bool depth_is_known = true;
+    for (uint32_t i = 0; i < node_count; ++i) {
+        if (i + fetched_ahead < node_count)
+            kiv::fetch(tree[i + fetched_ahead]);
+        if (const kiv_tree_fault fault = node_fault(tree[i], node_count); fault != KIV_TREE_SOUND)
+            return {fault, i};
+        depth_is_known = depth_is_known && pass_depth_on(levels, i, tree[i]);
+    }
+    if (depth_is_known)
+        return {};
+    return depth_check(tree, levels).run(node_count);
+}
 
 kiv_tree_check_result check(const void *buffer, size_t size)
 {
@@ -136,12 +180,8 @@ kiv_tree_check_result check(const void *buffer, size_t size)
     const size_t node_count = size / sizeof(kiv_array_tree_node);
     if (node_count > KIV_TREE_MAX_NODES)
         return {KIV_TREE_TOO_MANY_NODES, 0};
-    const auto *tree = static_cast<const kiv_array_tree_node *>(buffer);
-    for (uint32_t i = 0; i < node_count; ++i) {
-        if (const kiv_tree_fault fault = node_fault(tree[i], node_count); fault != KIV_TREE_SOUND)
-            return {fault, i};
-    }
-    return depth_check(tree).run(static_cast<uint32_t>(node_count));
+    return check_nodes(static_cast<const kiv_array_tree_node *>(buffer),
+                       static_cast<uint32_t>(node_count));
 }
 
 } // namespace

@@ -158,6 +158,94 @@ KIV_API int cycle_check(const kiv_array_tree_node *tree, int32_t index, int32_t 
 KIV_API int bmask128_uint64_copy(bmask128 *mask, uint64_t value) KIV_NOEXCEPT;
 KIV_API int bmask128_uint32_copy(bmask128 *mask, uint32_t value) KIV_NOEXCEPT;
 
+/* Order two nodes by their tokens, letters of either case alike: negative, 0 or positive, as
+ * robust_strcasecmp. Of the array form the tokens are the fields, of the pointer form the strings,
+ * which may be null. */
+KIV_API int treelink_lexicograph_cmp(const kiv_array_tree_node *a,
+                                     const kiv_array_tree_node *b) KIV_NOEXCEPT;
+KIV_API int treegen_lexicograph_cmp(const kiv_ptr_tree_node *a,
+                                    const kiv_ptr_tree_node *b) KIV_NOEXCEPT;
+
+/* -- Tree table: which module has contributed which tree ------------------ */
+
+#define KIV_TREE_TABLE_CAPACITY 512
+
+/* A contributed tree: 88 bytes. */
+typedef struct kiv_tree_table_entry {
+    char module_id[24];
+    char par_file_name[64]; /* the key of searches */
+} kiv_tree_table_entry;
+
+/* One block, which may be sent or stored whole. Its owner allocates it and sets last_index to -1.
+ * The entries 0 to last_index are in use, in the order in which they came. */
+typedef struct kiv_tree_table {
+    kiv_tree_table_entry entries[KIV_TREE_TABLE_CAPACITY];
+    int32_t last_index;
+} kiv_tree_table;
+
+/* Where the configuration of a subtree is kept. */
+typedef struct kiv_subtree_path {
+    int32_t path_type;
+    char location[256];
+} kiv_subtree_path;
+
+/* Stores both strings, cut to their fields and filled up with NUL; null gives an empty field. */
+KIV_API void set_tree_table_entry(kiv_tree_table_entry *entry, const char *module_id,
+                                  const char *par_file) KIV_NOEXCEPT;
+
+/* Copies `src` to `dst`: the source comes first. */
+KIV_API void copy_tree_table_entry(const kiv_tree_table_entry *src,
+                                   kiv_tree_table_entry *dst) KIV_NOEXCEPT;
+
+/* Returns the index of the first entry with exactly this file name, or -1; null is no name. */
+KIV_API int32_t search_entry_in_tree_table(const kiv_tree_table *table,
+                                           const char *par_file) KIV_NOEXCEPT;
+
+/* Appends a copy of the entry, whether or not its name is there already. Returns 0, or -1 with
+ * nothing changed where the table is full or its last_index is below -1. */
+KIV_API int insert_entry_in_tree_table(kiv_tree_table *table,
+                                       const kiv_tree_table_entry *entry) KIV_NOEXCEPT;
+
+/* Moves the entries behind `index` down by one and takes one off last_index, also where `index` is
+ * behind the last entry or the table is empty: check first. A negative index, the result of a
+ * search that found nothing, changes nothing. Returns 0. */
+KIV_API int delete_entry_from_tree_table(kiv_tree_table *table, int32_t index) KIV_NOEXCEPT;
+
+/* Stores type and location, which is cut to its field; null gives an empty one. Returns 0. */
+KIV_API int populate_subtree_path(kiv_subtree_path *path, int32_t type,
+                                  const char *location) KIV_NOEXCEPT;
+
+/* -- Dump: what a tree holds, in a fixed form on standard output ---------- */
+
+/* Print "LABEL:VALUE ", or nothing for a string that is null or empty and for a number that is 0.
+ * print_hex_value prints "LABEL:0x", the `n` bytes from the last to the first, and a space, always.
+ */
+KIV_API void print_str(const char *label, const char *s) KIV_NOEXCEPT;
+KIV_API void print_int(const char *label, int32_t v) KIV_NOEXCEPT;
+KIV_API void print_u_l_long(const char *label, int64_t v) KIV_NOEXCEPT;
+KIV_API void print_hex_value(const char *label, const void *bytes, size_t n) KIV_NOEXCEPT;
+
+/* Print the subtree from node `index`, or from `node`, a line for each node, indented by three or by
+ * two spaces for each level from `depth` on. Links of the array form are named and not followed.
+ * The tree is trusted: check one that comes from a file first (kiv_tree_check). Where a node is at
+ * KIV_TREE_MAX_DEPTH or deeper, "Error: Cycle in parse tree or exceeded maximum depth" follows what
+ * has been printed by then, and the process ends with status -1. A null tree prints nothing; for a
+ * null node display_ptr_tree returns 1, otherwise 0. */
+KIV_API void display_array_tree(const kiv_array_tree_node *tree, int32_t index,
+                                int32_t depth) KIV_NOEXCEPT;
+KIV_API int display_ptr_tree(const kiv_ptr_tree_node *node, int32_t depth) KIV_NOEXCEPT;
+
+/* Print a parameter; the tokens of the children of a node; a path; all on one line, which only
+ * displayPath ends. */
+KIV_API void display_param(const kiv_parameter *param) KIV_NOEXCEPT;
+KIV_API void displayChildren(const kiv_ptr_tree_node *node) KIV_NOEXCEPT;
+KIV_API void displayPath(const kiv_subtree_path *path) KIV_NOEXCEPT;
+
+/* Print `count` entries under a heading, or one entry; a null entry prints nothing. The number of
+ * entries of a table is its last_index + 1. */
+KIV_API void show_tree_table(const kiv_tree_table_entry *entries, int32_t count) KIV_NOEXCEPT;
+KIV_API void show_tree_table_entry(const kiv_tree_table_entry *entry) KIV_NOEXCEPT;
+
 /* -- Bounded strings: null is a legal argument everywhere ----------------- */
 
 /* Returns the length of `s`, 0 for null. */

@@ -44,21 +44,6 @@ TEST(Bitset, NumbersBitsFromTheLeastSignificantOfTheFirstByte)
     EXPECT_EQ(bitset_is_bit_set(set.get(), 8), 0);
 }
 
-TEST(Bitset, WritesTheHexadecimalFormThatItPrints)
-{
-    vsan_set set = set_of({0, 9, 4094});
-    testing::internal::CaptureStdout();
-    bitset_printf_hex(set.get());
-    const std::string printed = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(printed, "0x40" + std::string(1018, '0') + "0201 ");
-    std::string text(2000, 'x');
-    EXPECT_EQ(bitset_sprintf_hex(text.data(), printed.size() + 1, set.get()), printed.size());
-    EXPECT_EQ(text.c_str(), printed);
-    EXPECT_EQ(bitset_sprintf_hex(text.data(), printed.size(), set.get()), printed.size());
-    EXPECT_STREQ(text.c_str(), "") << "a part would stand for another set";
-    EXPECT_EQ(bitset_sprintf_hex(nullptr, 0, set.get()), printed.size());
-}
-
 TEST(Bitset, IgnoresNumbersBeyondItsStorage)
 {
     struct {

@@ -197,6 +197,16 @@ TEST(Dump, PrintsLabelledValuesBehindWhatTheCallerPrinted)
     EXPECT_EQ(text, "before s:text i:-1 between l:-9223372036854775808 h:0xff0201 h:0x ");
 }
 
+TEST(Dump, ShowsMasksAsTheBitSetsPrintThemselves)
+{
+    const trees::tree tree = tree_with_everything();
+    bmask128 mask = KIV_BMP_INIT(KIV_PERMISSIONS_BITS);
+    bmask128_from_bitarray(&mask, tree[1].permissions_mask);
+    const std::string form = "permissions_mask:" + printed([&] { bmask128_printf_hex(&mask); });
+    const std::string dump = printed([&] { display_array_tree(tree.data(), 1, 0); });
+    EXPECT_NE(dump.find(form + "token_id:"), std::string::npos) << form << '\n' << dump;
+}
+
 TEST(Dump, LosesNothingOfWhatIsLargerThanItsPieces)
 {
     std::string token(200'000, 't');

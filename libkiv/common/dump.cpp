@@ -54,32 +54,19 @@ void append_integer(standard_output &out, const literal &label, auto value)
 
 void append_hex_value(standard_output &out, const void *value, size_t size)
 {
-    const auto *bytes = static_cast<const uint8_t *>(value);
     out.append("0x");
-    while (size-- > 0)
-        out.append_hex(bytes[size]);
+    out.append_hex_reversed(static_cast<const uint8_t *>(value), size);
     out.append(' ');
 }
 
-void append_mask128(standard_output &out, const literal &label, const uint8_t *array)
-{
-    bmask128 mask = KIV_BMP_INIT(KIV_PERMISSIONS_BITS);
-    bmask128_from_bitarray(&mask, array);
-    out.append(label);
-    out.append_written(3 * sizeof mask.bytes, [&](char *room, size_t size) {
-        return bmask128_sprintf_hex(room, size, &mask);
-    });
-}
-
-void append_mask256(standard_output &out, const literal &label, const bmask256 &mask)
+// As bitset_printf_hex prints it.
+void append_mask(standard_output &out, const literal &label, const auto &mask)
 {
     out.append(label);
-    out.append_written(3 * sizeof mask.bytes, [&](char *room, size_t size) {
-        return bmask256_sprintf_hex(room, size, &mask);
-    });
+    append_hex_value(out, mask.bytes, sizeof mask.bytes);
 }
 
-enum class form { string, action_flag, int16, int32, hex32, int64, mask128, mask256 };
+enum class form { string, action_flag, int16, int32, hex32, int64, permissions, links };
 
 // A labelled value of a node: `size` is that of a string, or the mask of a flag.
 struct node_field {
@@ -117,7 +104,7 @@ constexpr std::array node_fields{
     ACTION_FLAG("Terminal", KIV_ACTION_TERMINAL),
     STRING_FIELD("Func_ID", func_id),
     STRING_FIELD("module_id", module_id),
-    FIELD(form::mask128, "permissions_mask", permissions_mask),
+    FIELD(form::permissions, "permissions_mask", permissions_mask),
     FIELD(form::int32, "token_id", token_id),
     FIELD(form::int32, "command_id", command_id),
     FIELD(form::int32, "action", action),
@@ -127,7 +114,7 @@ constexpr std::array node_fields{
     FIELD(form::int16, "cmi_msg_type", cmi_msg_type),
     FIELD(form::int16, "asciigen_priority", asciigen_priority),
     FIELD(form::int64, " Interface Mask", interface_mask),
-    FIELD(form::mask256, "childlist_mask", childlist_mask),
+    FIELD(form::links, "childlist_mask", childlist_mask),
 };
 
 #undef STRING_FIELD
@@ -145,6 +132,20 @@ Field value_at(const char *bytes)
 int32_t signed32(kiv_be32 field)
 {
     return static_cast<int32_t>(kiv_be32_get(field));
+}
+
+bmask128 permissions_of(const node_record &node)
+{
+    bmask128 mask = KIV_BMP_INIT(KIV_PERMISSIONS_BITS);
+    bmask128_from_bitarray(&mask, node.permissions_mask);
+    return mask;
+}
+
+bmask256 links_of(const node_record &node)
+{
+    bmask256 mask = KIV_BMP_INIT(KIV_CHILDLIST_BITS);
+    bmask256_from_bitarray(&mask, node.childlist_mask);
+    return mask;
 }
 
 void append_field(standard_output &out, const node_field &field, const node_record &node,
@@ -169,10 +170,10 @@ void append_field(standard_output &out, const node_field &field, const node_reco
         return append_hex_value(out, bytes, sizeof(kiv_be32));
     case form::int64:
         return append_integer(out, field.label, static_cast<int64_t>(value_at<kiv_be64>(bytes)));
-    case form::mask128:
-        return append_mask128(out, field.label, reinterpret_cast<const uint8_t *>(bytes));
-    case form::mask256:
-        return append_mask256(out, field.label, links);
+    case form::permissions:
+        return append_mask(out, field.label, permissions_of(node));
+    case form::links:
+        return append_mask(out, field.label, links);
     }
 }
 
@@ -306,8 +307,7 @@ void append_array_tree(standard_output &out, const node_record *tree, int32_t in
     const node_record &node = tree[index];
     if (node.child_count > 0)
         kiv::fetch(tree[node.children[0]]);
-    bmask256 links = KIV_BMP_INIT(KIV_CHILDLIST_BITS);
-    bmask256_from_bitarray(&links, node.childlist_mask);
+    const bmask256 links = links_of(node);
     indent(out, depth, array_tree_indentation);
     out.append("<NODE> ");
     for (const node_field &field : node_fields)

@@ -1,6 +1,7 @@
 #ifndef KIV_COMMON_STANDARD_OUTPUT_H
 #define KIV_COMMON_STANDARD_OUTPUT_H
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
@@ -26,6 +27,15 @@ struct literal {
     std::array<char, block_size> block{};
     size_t length;
 };
+
+// The two digits of every byte.
+inline constexpr auto hex_digits = [] {
+    constexpr char digits[] = "0123456789abcdef";
+    std::array<std::array<char, 2>, 256> pairs{};
+    for (size_t byte = 0; byte < pairs.size(); ++byte)
+        pairs[byte] = {digits[byte >> 4], digits[byte & 0xF]};
+    return pairs;
+}();
 
 // Text for standard output, handed over in large pieces. It goes through the C library's stream, so
 // that it comes behind what the caller has printed before.
@@ -81,21 +91,16 @@ public:
         advance_to(std::to_chars(room, room + longest_number, number, base).ptr);
     }
 
-    // Two digits.
-    void append_hex(uint8_t byte)
+    // Two digits for each byte, from the last one to the first.
+    void append_hex_reversed(const uint8_t *bytes, size_t count)
     {
-        static constexpr char digits[] = "0123456789abcdef";
-        char *room = reserve(2);
-        room[0] = digits[byte >> 4];
-        room[1] = digits[byte & 0xF];
-        length_ += 2;
-    }
-
-    // What `write` puts into the room that it is given; it returns the length.
-    template <typename Write>
-    void append_written(size_t at_most, Write write)
-    {
-        length_ += static_cast<size_t>(write(reserve(at_most), at_most));
+        while (count > 0) {
+            const size_t part = std::min(count, longest_hex_part);
+            char *room = reserve(2 * part);
+            for (const size_t rest = count - part; count > rest; room += 2)
+                std::memcpy(room, hex_digits[bytes[--count]].data(), 2);
+            advance_to(room);
+        }
     }
 
     void flush()
@@ -106,6 +111,7 @@ public:
 
 private:
     static constexpr size_t longest_number = 24;
+    static constexpr size_t longest_hex_part = 1024;
 
     // Room for so many characters, no more than the buffer has.
     char *reserve(size_t count)

@@ -5,14 +5,12 @@
 #include <cstring>
 #include <memory>
 #include <optional>
-#include <string_view>
 
 #include <kiv/platform/bitset.h>
 
 namespace {
 
 constexpr uint32_t bits_per_byte = 8;
-constexpr std::string_view hex_prefix = "0x";
 
 // Sets are records of many types that share a layout, so the size word is copied out and the
 // storage is reached as bytes.
@@ -92,26 +90,6 @@ private:
     size_t length_ = 0;
 };
 
-// The two digits of every byte.
-constexpr auto hex_digits = [] {
-    constexpr char digits[] = "0123456789abcdef";
-    std::array<std::array<char, 2>, 256> pairs{};
-    for (size_t byte = 0; byte < pairs.size(); ++byte)
-        pairs[byte] = {digits[byte >> 4], digits[byte & 0xF]};
-    return pairs;
-}();
-
-// Writes the digits of the bytes before `end`, from the last one back, and returns where they end.
-char *put_hex(char *text, const uint8_t *begin, const uint8_t *end)
-{
-    while (end != begin) {
-        const auto &digits = hex_digits[*--end];
-        std::memcpy(text, digits.data(), digits.size());
-        text += digits.size();
-    }
-    return text;
-}
-
 } // namespace
 
 void bitset_clear(bitset *b) noexcept
@@ -161,32 +139,14 @@ void bitset_from_bitarray(bitset *b, const uint8_t *array) noexcept
     std::memcpy(storage(b), array, storage_size(b));
 }
 
-int bitset_sprintf_hex(char *text, size_t size, const bitset *b) noexcept
-{
-    const size_t length = hex_prefix.size() + 2 * size_t{storage_size(b)} + 1;
-    if (size > length) {
-        hex_prefix.copy(text, hex_prefix.size());
-        char *end = put_hex(text + hex_prefix.size(), storage(b), storage(b) + storage_size(b));
-        end[0] = ' ';
-        end[1] = '\0';
-    } else if (size > 0) {
-        text[0] = '\0';
-    }
-    return static_cast<int>(length);
-}
-
 void bitset_printf_hex(const bitset *b) noexcept
 {
-    std::array<char, 256> piece;
-    constexpr size_t bytes_of_piece = piece.size() / 2;
-    const uint8_t *begin = storage(b);
+    static constexpr char digits[] = "0123456789abcdef";
     flockfile(stdout);
-    std::fwrite(hex_prefix.data(), 1, hex_prefix.size(), stdout);
-    for (const uint8_t *end = begin + storage_size(b); end != begin;) {
-        const uint8_t *from = end - std::min<ptrdiff_t>(end - begin, bytes_of_piece);
-        const char *written = put_hex(piece.data(), from, end);
-        std::fwrite(piece.data(), 1, static_cast<size_t>(written - piece.data()), stdout);
-        end = from;
+    std::fputs("0x", stdout);
+    for (uint32_t i = storage_size(b); i-- > 0;) {
+        putc_unlocked(digits[storage(b)[i] >> 4], stdout);
+        putc_unlocked(digits[storage(b)[i] & 0xF], stdout);
     }
     putc_unlocked(' ', stdout);
     funlockfile(stdout);

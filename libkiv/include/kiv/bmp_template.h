@@ -57,14 +57,6 @@
         bitset_printf_hex((const bitset *)b);                         \
     }
 
-/* Writes what the above prints, as bitset_sprintf_hex does. */
-#define KIV_BMP_SPRINTF_HEX(type, bits)                                                     \
-    static inline int type##_sprintf_hex(char *text, size_t n, const type *b) KIV_NOEXCEPT  \
-    {                                                                                       \
-        KIV_BMP_ASSERT_SIZE(bits);                                                          \
-        return bitset_sprintf_hex(text, n, (const bitset *)b);                              \
-    }
-
 #define KIV_PERMISSIONS_BITS 128
 #define KIV_CHILDLIST_BITS 256
 
@@ -73,13 +65,11 @@ KIV_BMP_TYPE(bmask128, KIV_PERMISSIONS_BITS)
 KIV_BMP_SET_BIT(bmask128, 128)
 KIV_BMP_FROM_BITARRAY(bmask128, 128)
 KIV_BMP_PRINTF_HEX(bmask128, 128)
-KIV_BMP_SPRINTF_HEX(bmask128, 128)
 
 /* Which children of a node are links. */
 KIV_BMP_TYPE(bmask256, KIV_CHILDLIST_BITS)
 KIV_BMP_FROM_BITARRAY(bmask256, 256)
 KIV_BMP_PRINTF_HEX(bmask256, 256)
-KIV_BMP_SPRINTF_HEX(bmask256, 256)
 KIV_BMP_IS_BIT_SET(bmask256, 256)
 
 #endif

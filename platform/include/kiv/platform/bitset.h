@@ -47,14 +47,9 @@ KIV_PLATFORM_API void bitset_intersection(bitset *dst, const bitset *src) KIV_PL
 /* Loads the set from a bit array that is as long as the set's storage. */
 KIV_PLATFORM_API void bitset_from_bitarray(bitset *b, const uint8_t *array) KIV_PLATFORM_NOEXCEPT;
 
-/* Writes the storage as "0x", two lower-case hexadecimal digits for each byte,
- * the highest byte first, and one space: bit 0 is in the last digit. `text`
- * holds `size` bytes with the NUL; where the whole does not fit it becomes
- * empty. Returns the length of the whole. `text` may be null when `size` is 0. */
-KIV_PLATFORM_API int bitset_sprintf_hex(char *text, size_t size,
-                                        const bitset *b) KIV_PLATFORM_NOEXCEPT;
-
-/* Prints on standard output what bitset_sprintf_hex writes. */
+/* Prints the storage on standard output as "0x", two lower-case hexadecimal
+ * digits for each byte, the highest byte first, and one space: bit 0 is in the
+ * last digit. */
 KIV_PLATFORM_API void bitset_printf_hex(const bitset *b) KIV_PLATFORM_NOEXCEPT;
 
 /* Writes the members as a list of ranges, such as "1-5,7,10-4093", into

@@ -7,7 +7,7 @@ nm=$1 source_dir=$2 libkiv=$3 libkivplatform=$4
 # Names that the headers of a folder declare with its export macro.
 declared() { # macro, folder
     cat "$2"/*.h | tr '\n' ' ' | grep -oE "$1 [^;]*;" | grep -v '__attribute__' |
-        sed -E 's/\(.*//; s/;.*//' | grep -oE '[A-Za-z_0-9]+ *$' | tr -d ' ' | sort -u
+        sed -E 's/\(.*//; s/\[.*//; s/;.*//' | grep -oE '[A-Za-z_0-9]+ *$' | tr -d ' ' | sort -u
 }
 exported() { "$nm" -D --defined-only "$1" | awk '$2 != "A" {print $3}' | sed 's/@.*//' | sort -u; }
 needed() { "$nm" -D --undefined-only "$1" | awk '{print $NF}'; }

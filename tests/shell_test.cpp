@@ -412,19 +412,6 @@ TEST_F(Store, WritesOverNothingThatAnUnfinishedChangeLeft)
     EXPECT_EQ(read_file(victim), "kept");
 }
 
-TEST_F(Store, KeepsItsCopyOfATreeWhoseFileIsCut)
-{
-    const std::string path = "/ubex/small.par";
-    write_file(path, {reinterpret_cast<const char *>(nodes.data()),
-                      nodes.size() * sizeof(kiv_array_tree_node)});
-    tree_file file;
-    ASSERT_EQ(file.open(path), failure());
-    ASSERT_EQ(truncate(path.c_str(), 0), 0);
-    EXPECT_TRUE(file.view().mode_of_function("configure_terminal"));
-    ASSERT_EQ(truncate(path.c_str(), off_t{100} << 20), 0);
-    EXPECT_EQ(file.open(path), failure(path + ": File too large"));
-}
-
 using Program = OnSwitch;
 
 outcome run_shell(const std::string &arguments, const std::string &input = {})

@@ -80,11 +80,11 @@ private:
     {
         if (parsed.output_file)
             return "no command of a configuration file writes into a file";
-        if (auto failed = shell_.check(parsed))
+        const handler *found = nullptr;
+        if (auto failed = shell_.find(parsed, found))
             return failed;
         modes_.leave_to(depth);
-        return modes_.advance(shell_.tree(), parsed,
-                              find_handler(shell_.tree().function(parsed.node))->after);
+        return modes_.advance(shell_.tree(), parsed, found->after);
     }
 
     failure run_all()

@@ -13,25 +13,6 @@ namespace {
 constexpr size_t longest_line = size_t{64} << 20;
 constexpr size_t largest_file = size_t{256} << 20;
 
-unique_fd open_to_read(const std::string &name)
-{
-    // Without O_NONBLOCK, a pipe of that name would be waited for.
-    return unique_fd(open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-}
-
-// What open_to_read() gave, also where that failed.
-failure read_opened(const unique_fd &file, const std::string &name, size_t limit,
-                    std::string &content)
-{
-    struct stat status;
-    if (!file || fstat(file.get(), &status) != 0)
-        return system_failure(name, errno);
-    if (!S_ISREG(status.st_mode))
-        return printable(name) + ": not a regular file";
-    const int error = kiv::support::read_all(file.get(), limit, content);
-    return error == 0 ? failure() : system_failure(name, error);
-}
-
 } // namespace
 
 line_reader::outcome line_reader::fill()
@@ -109,18 +90,20 @@ void complain(std::string_view text)
     write_all(STDERR_FILENO, "kiv: " + std::string(text) + "\n");
 }
 
-failure read_file(const std::string &name, size_t limit, std::string &content)
-{
-    return read_opened(open_to_read(name), name, limit, content);
-}
-
 failure read_file_if_there(const std::string &name, std::string &content)
 {
     content.clear();
-    const unique_fd file = open_to_read(name);
+    // Without O_NONBLOCK, a pipe of that name would be waited for.
+    const unique_fd file(open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!file && errno == ENOENT)
         return {};
-    return read_opened(file, name, largest_file, content);
+    struct stat status;
+    if (!file || fstat(file.get(), &status) != 0)
+        return system_failure(name, errno);
+    if (!S_ISREG(status.st_mode))
+        return printable(name) + ": not a regular file";
+    const int error = kiv::support::read_all(file.get(), largest_file, content);
+    return error == 0 ? failure() : system_failure(name, error);
 }
 
 } // namespace kiv_shell

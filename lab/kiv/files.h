@@ -68,10 +68,8 @@ private:
 // "kiv: TEXT" on standard error.
 void complain(std::string_view text);
 
-// The whole of a regular file of at most `limit` bytes.
-failure read_file(const std::string &name, size_t limit, std::string &content);
-
-// The same up to a limit that keeps memory for other things; empty when there is no such file.
+// The whole of a regular file, up to a limit that keeps memory for other things; empty when there
+// is no such file.
 failure read_file_if_there(const std::string &name, std::string &content);
 
 } // namespace kiv_shell

@@ -12,13 +12,14 @@
 #include "run.h"
 #include "session.h"
 #include "store.h"
+#include "support/published_trees.h"
 #include "tree.h"
 
 namespace {
 
 using namespace kiv_shell;
 
-constexpr const char *tree_path = "/ubex/etc/par/main_tree.par";
+constexpr const char *unpublished_tree = "/ubex/etc/par/main_tree.par";
 constexpr const char *store_directory = "/ubex/cfg";
 
 // A closed stream would be the next file that is opened, and the configuration might be written
@@ -40,6 +41,12 @@ int print_usage()
     return error == 0 ? status_done : status_failed;
 }
 
+std::string tree_path()
+{
+    const std::string published = kiv::support::published_tree(kiv::support::published_directory);
+    return published.empty() ? unpublished_tree : published;
+}
+
 int start(int argc, char **argv)
 {
     options chosen;
@@ -50,7 +57,7 @@ int start(int argc, char **argv)
     if (chosen.help)
         return print_usage();
     tree_file tree;
-    if (const failure failed = tree.open(tree_path)) {
+    if (const failure failed = tree.open(tree_path())) {
         complain(*failed);
         return status_unusable;
     }

@@ -28,11 +28,11 @@ std::string_view keyword_of(const tree_view &tree, node_index node)
     return tree.token(node);
 }
 
-std::string describe_argument(const kiv_array_tree_node &node)
+std::string describe_argument(const tree_view &tree, node_index node)
 {
     std::string text;
-    for (uint32_t i = 0; i < node.parameter_count; ++i)
-        text.append(i == 0 ? "" : " or ").append(describe_parameter(node.parameters[i]));
+    for (const kiv_parameter &parameter : tree.parameters(node))
+        text.append(text.empty() ? "" : " or ").append(describe_parameter(parameter));
     return text;
 }
 
@@ -55,7 +55,7 @@ std::string expectations(const tree_view &tree, node_index parent)
     for (size_t i = 0; i < tree.child_count(parent); ++i) {
         const node_index child = tree.child(parent, i);
         if (tree.is_argument(child))
-            texts.push_back(describe_argument(tree.node(child)));
+            texts.push_back(describe_argument(tree, child));
         else if (!keyword_of(tree, child).empty())
             texts.emplace_back(keyword_of(tree, child));
     }
@@ -127,22 +127,21 @@ private:
 
     std::optional<matched_word> match_argument(node_index child, word_reader &line)
     {
-        const kiv_array_tree_node &node = tree_.node(child);
-        for (uint32_t i = 0; i < node.parameter_count; ++i) {
-            if (takes_rest_of_line(node.parameters[i])) {
+        for (const kiv_parameter &parameter : tree_.parameters(child)) {
+            if (takes_rest_of_line(parameter)) {
                 const std::string rest(line.take_rest());
                 return matched_word{child, false, rest, rest};
             }
             const fit found =
-                lexical_error_ ? fit::wrong_form : check_argument(node.parameters[i], word_.text);
+                lexical_error_ ? fit::wrong_form : check_argument(parameter, word_.text);
             if (found == fit::fits) {
                 line.skip_word();
-                std::string value = canonical_argument(node.parameters[i], word_.text);
+                std::string value = canonical_argument(parameter, word_.text);
                 std::string text = argument_text(value);
                 return matched_word{child, false, std::move(value), std::move(text)};
             }
             if (found == fit::out_of_bounds)
-                out_of_bounds_.push_back(describe_parameter(node.parameters[i]));
+                out_of_bounds_.push_back(describe_parameter(parameter));
         }
         return {};
     }

@@ -69,10 +69,11 @@ bool session::run_line(std::string_view line, std::string_view location)
     return !failed;
 }
 
-failure session::check(const command &parsed) const
+failure session::find(const command &parsed, const handler *&found) const
 {
     const std::string_view function = tree_.function(parsed.node);
-    if (find_handler(function) == nullptr)
+    found = find_handler(function);
+    if (found == nullptr)
         return "no handler for " + printable(function) + " in this shell";
     if (function.empty() && !tree_.enters_mode(parsed.node))
         return "the command has no function";
@@ -81,20 +82,20 @@ failure session::check(const command &parsed) const
 
 failure session::execute(const command &parsed)
 {
-    if (auto failed = check(parsed))
+    const handler *found = nullptr;
+    if (auto failed = find(parsed, found))
         return failed;
     output out(where_.output);
     if (parsed.output_file) {
         if (auto failed = out.open(*parsed.output_file))
             return failed;
     }
-    const handler &found = *find_handler(tree_.function(parsed.node));
-    if (auto failed = found.run == nullptr ? failure() : found.run({*this, parsed, out}))
+    if (auto failed = found->run == nullptr ? failure() : found->run({*this, parsed, out}))
         return failed;
     if (auto failed = out.finish())
         return failed;
-    ended_ = found.after == mode_change::leave && modes_.size() == 1;
-    return modes_.advance(tree_, parsed, found.after);
+    ended_ = found->after == mode_change::leave && modes_.size() == 1;
+    return modes_.advance(tree_, parsed, found->after);
 }
 
 failure session::load(configuration &into, std::string_view text) const

@@ -16,6 +16,8 @@
 
 namespace kiv_shell {
 
+struct handler;
+
 struct streams {
     int output;
     int error;
@@ -38,8 +40,8 @@ public:
     // Returns whether it was done; a blank line is.
     bool run_line(std::string_view line, std::string_view location = {});
 
-    // Whether the shell can run the command; execute() fails the same way.
-    failure check(const command &parsed) const;
+    // The handler that the shell has for the command; execute() fails the same way.
+    failure find(const command &parsed, const handler *&found) const;
     failure execute(const command &parsed);
 
     // Set by a command that leaves the outermost mode.

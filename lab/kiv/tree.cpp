@@ -1,8 +1,9 @@
 #include "tree.h"
 
+#include <sys/stat.h>
+
 #include <kiv/extras.h>
 
-#include "files.h"
 #include "support/tree_fault.h"
 
 namespace kiv_shell {
@@ -14,7 +15,7 @@ constexpr size_t largest_tree = sizeof(kiv_array_tree_node) * (KIV_TREE_MAX_NODE
 
 static_assert(alignof(kiv_array_tree_node) == 1, "nodes may stand anywhere in memory");
 
-failure check(const std::string &name, const std::string &content)
+failure check(const std::string &name, std::string_view content)
 {
     kiv_tree_check_result found;
     if (kiv_tree_check(content.data(), content.size(), &found) == 0)
@@ -35,15 +36,20 @@ std::optional<node_index> tree_view::mode_of_function(std::string_view function)
 
 failure tree_file::open(const std::string &name)
 {
-    if (auto failed = read_file(name, largest_tree, content_))
-        return failed;
-    return check(name, content_);
+    // Opening a pipe would wait for its other end.
+    struct stat status;
+    if (stat(name.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
+        return printable(name) + ": not a regular file";
+    if (const int error = file_.open(name.c_str(), largest_tree); error != 0)
+        return system_failure(name, error);
+    return check(name, file_.bytes());
 }
 
 tree_view tree_file::view() const
 {
-    return {reinterpret_cast<const kiv_array_tree_node *>(content_.data()),
-            content_.size() / sizeof(kiv_array_tree_node)};
+    const std::string_view content = file_.bytes();
+    return {reinterpret_cast<const kiv_array_tree_node *>(content.data()),
+            content.size() / sizeof(kiv_array_tree_node)};
 }
 
 } // namespace kiv_shell

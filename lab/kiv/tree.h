@@ -1,14 +1,17 @@
 #ifndef LAB_KIV_TREE_H
 #define LAB_KIV_TREE_H
 
+#include <algorithm>
 #include <cstring>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
 #include <kiv/common.h>
 
 #include "failure.h"
+#include "support/mapped_file.h"
 
 namespace kiv_shell {
 
@@ -22,7 +25,9 @@ std::string_view field_text(const char (&field)[Size])
     return {field, strnlen(field, Size)};
 }
 
-// A sound tree in memory that somebody else holds.
+// A tree in memory that somebody else holds. It was sound when it was checked; but the bytes may be
+// those of a file, which others can write to at any time. So what leads on from a node stays within
+// the tree whatever the bytes are, and answers may differ from one call to the next.
 class tree_view {
 public:
     tree_view() = default;
@@ -31,13 +36,23 @@ public:
     const kiv_array_tree_node &node(node_index index) const { return nodes_[index]; }
 
     // Links are children like the others: a line comes through them word by word.
-    size_t child_count(node_index index) const { return nodes_[index].child_count; }
+    size_t child_count(node_index index) const
+    {
+        return std::min<size_t>(nodes_[index].child_count, KIV_NODE_MAX_CHILDREN);
+    }
     node_index child(node_index index, size_t position) const
     {
-        return nodes_[index].children[position];
+        return std::min(node_index{nodes_[index].children[position]},
+                        static_cast<node_index>(count_ - 1));
     }
 
-    bool is_argument(node_index index) const { return nodes_[index].parameter_count > 0; }
+    bool is_argument(node_index index) const { return !parameters(index).empty(); }
+    std::span<const kiv_parameter> parameters(node_index index) const
+    {
+        return {nodes_[index].parameters,
+                std::min<size_t>(nodes_[index].parameter_count, KIV_NODE_MAX_PARAMETERS)};
+    }
+
     bool ends_command(node_index index) const { return has_action(index, KIV_ACTION_TERMINAL); }
 
     // Whether a command that ends at the node enters a mode.
@@ -62,17 +77,17 @@ private:
     size_t count_ = 0;
 };
 
-// The tree of a file: a copy, since the file may be cut or written over at any time.
+// The tree of a file, which stays in memory as it is when another file takes its name.
 class tree_file {
 public:
-    // Reads the file and checks the copy; what is wrong comes with the file's name.
+    // Maps the file and checks it; what is wrong comes with the file's name.
     failure open(const std::string &name);
 
     // Valid until the next open().
     tree_view view() const;
 
 private:
-    std::string content_;
+    kiv::support::mapped_file file_;
 };
 
 } // namespace kiv_shell

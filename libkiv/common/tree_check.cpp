@@ -32,20 +32,29 @@ bool is_link(const kiv_array_tree_node &node, uint32_t child)
     return (node.childlist_mask[child / 8] >> child % 8 & 1) != 0;
 }
 
+// Reads every count once, and bounds what is read again: the tree may be a mapped file that
+// somebody writes to, and the check still stays inside it.
+uint32_t bounded_child_count(const kiv_array_tree_node &node)
+{
+    return std::min<uint32_t>(node.child_count, KIV_NODE_MAX_CHILDREN);
+}
+
 // What one node shows by itself.
 kiv_tree_fault node_fault(const kiv_array_tree_node &node, size_t node_count)
 {
     if (!strings_end(node))
         return KIV_TREE_STRING_OPEN;
-    if (node.parameter_count > KIV_NODE_MAX_PARAMETERS)
+    const uint32_t parameter_count = node.parameter_count;
+    if (parameter_count > KIV_NODE_MAX_PARAMETERS)
         return KIV_TREE_PARAMETER_COUNT;
-    for (uint32_t i = 0; i < node.parameter_count; ++i) {
+    for (uint32_t i = 0; i < parameter_count; ++i) {
         if (!ends(node.parameters[i].help))
             return KIV_TREE_STRING_OPEN;
     }
-    if (node.child_count > KIV_NODE_MAX_CHILDREN)
+    const uint32_t child_count = node.child_count;
+    if (child_count > KIV_NODE_MAX_CHILDREN)
         return KIV_TREE_CHILD_COUNT;
-    for (uint32_t i = 0; i < node.child_count; ++i) {
+    for (uint32_t i = 0; i < child_count; ++i) {
         if (node.children[i] >= node_count)
             return KIV_TREE_CHILD_INDEX;
     }
@@ -61,7 +70,7 @@ using level_table = std::array<uint8_t, KIV_TREE_MAX_NODES>;
 bool pass_depth_on(level_table &depths, uint32_t index, const kiv_array_tree_node &node)
 {
     const uint8_t below = static_cast<uint8_t>(depths[index] + 1);
-    const uint32_t count = node.child_count;
+    const uint32_t count = bounded_child_count(node);
     for (uint32_t i = 0; i < count; ++i) {
         if (is_link(node, i))
             continue;
@@ -77,14 +86,15 @@ bool pass_depth_on(level_table &depths, uint32_t index, const kiv_array_tree_nod
 // once. The path in hand is never longer than the depth limit, so a small array holds it.
 class depth_check {
 public:
-    depth_check(const kiv_array_tree_node *tree, level_table &levels) : tree_(tree), levels_(levels)
+    depth_check(const kiv_array_tree_node *tree, uint32_t node_count, level_table &levels)
+        : tree_(tree), node_count_(node_count), levels_(levels)
     {
     }
 
-    kiv_tree_check_result run(uint32_t node_count)
+    kiv_tree_check_result run()
     {
-        std::fill_n(levels_.begin(), node_count, unseen);
-        for (uint32_t start = 0; start < node_count; ++start) {
+        std::fill_n(levels_.begin(), node_count_, unseen);
+        for (uint32_t start = 0; start < node_count_; ++start) {
             if (levels_[start] != unseen)
                 continue;
             if (const kiv_tree_check_result found = walk(start); found.fault != KIV_TREE_SOUND)
@@ -109,7 +119,7 @@ private:
         enter(start);
         while (length_ > 0) {
             step &top = path_[length_ - 1];
-            if (top.next_child == tree_[top.node].child_count) {
+            if (top.next_child >= bounded_child_count(tree_[top.node])) {
                 leave();
                 continue;
             }
@@ -117,6 +127,8 @@ private:
             if (is_link(tree_[top.node], position))
                 continue;
             const uint32_t child = tree_[top.node].children[position];
+            if (child >= node_count_)
+                return {KIV_TREE_CHILD_INDEX, top.node};
             const uint8_t below = levels_[child];
             if (below == on_path)
                 return {KIV_TREE_CYCLE, child};
@@ -147,6 +159,7 @@ private:
     }
 
     const kiv_array_tree_node *tree_;
+    uint32_t node_count_;
     std::array<step, KIV_TREE_MAX_DEPTH> path_{};
     size_t length_ = 0;
     // How many levels the subtree of a node has, the node's own among them.
@@ -168,7 +181,7 @@ kiv_tree_check_result check_nodes(const kiv_array_tree_node *tree, uint32_t node
     }
     if (depth_is_known)
         return {};
-    return depth_check(tree, levels).run(node_count);
+    return depth_check(tree, node_count, levels).run();
 }
 
 kiv_tree_check_result check(const void *buffer, size_t size)

@@ -1,0 +1,340 @@
+// Publishing trees: whole or not at all, for readers at any time, wherever a publisher is killed.
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <sys/mman.h>
+#include <sys/ptrace.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <kiv/parfile.h>
+
+#include "support/files.h"
+#include "support/mapped_file.h"
+#include "support/published_trees.h"
+#include "support/unique_fd.h"
+#include "temporary_directory.h"
+
+namespace {
+
+using kiv::support::mapped_file;
+using kiv::support::publish_tree;
+using kiv::support::published_tree;
+using kiv::support::unique_fd;
+using kiv_tests::temporary_directory;
+
+// Says which version it is, at both ends, and has a length of its own.
+std::string content_of(int version)
+{
+    const std::string name = std::to_string(version);
+    const auto length = 20000 + static_cast<size_t>(version) % 97;
+    return name + std::string(length, static_cast<char>('a' + version % 26)) + name;
+}
+
+constexpr int none = -1, damaged = -2;
+
+// The version that a reader finds.
+int found_version(const std::string &directory)
+{
+    const std::string path = published_tree(directory);
+    mapped_file file;
+    if (path.empty() || file.open(path.c_str(), 1 << 20) != 0)
+        return none;
+    const std::string content(file.bytes());
+    const int version = std::atoi(content.c_str());
+    return content == content_of(version) ? version : damaged;
+}
+
+int publish(const std::string &directory, int version)
+{
+    std::string name;
+    return publish_tree(directory, content_of(version), name);
+}
+
+pid_t start_process(const std::function<int()> &work)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        const rlimit no_core{0, 0};
+        setrlimit(RLIMIT_CORE, &no_core);
+        _exit(work());
+    }
+    return child;
+}
+
+int wait_for(pid_t child)
+{
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return status;
+}
+
+// Returns the raw wait status.
+int in_process(const std::function<int()> &work)
+{
+    return wait_for(start_process(work));
+}
+
+class PublishedTrees : public ::testing::Test {
+protected:
+    int found() const { return found_version(files.path()); }
+
+    temporary_directory files;
+};
+
+TEST_F(PublishedTrees, AreTheNewestForFreshAndForOldProcesses)
+{
+    EXPECT_EQ(published_tree(files.path()), "");
+    std::string name;
+    for (int version = 0; version < 12; ++version) {
+        if (version % 3 == 1)
+            ASSERT_EQ(in_process([&] { return publish(files.path(), version); }), 0);
+        else
+            ASSERT_EQ(publish_tree(files.path(), content_of(version), name), 0);
+        ASSERT_EQ(found(), version) << "within a second, with counters of several processes";
+    }
+    EXPECT_EQ(published_tree(files.path()), files.path(name));
+}
+
+TEST_F(PublishedTrees, WinOverMarkersOfTimesToCome)
+{
+    for (int version = 0; version < 3; ++version)
+        ASSERT_EQ(publish(files.path(), version), 0);
+    for (const char *name : {"merged0.par", "merged1.par", "merged2.par"}) {
+        files.write(std::string(name) + "_done", "1");
+        files.set_time(std::string(name) + "_done", std::time(nullptr) + 86400);
+    }
+    for (int version = 3; version < 8; ++version) {
+        ASSERT_EQ(publish(files.path(), version), 0);
+        EXPECT_EQ(found(), version);
+    }
+}
+
+TEST_F(PublishedTrees, AreAlwaysThereWhileManyPublish)
+{
+    ASSERT_EQ(publish(files.path(), 0), 0);
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    std::vector<pid_t> publishers;
+    for (int publisher = 1; publisher <= 3; ++publisher) {
+        publishers.push_back(start_process([&] {
+            int error = 0;
+            for (int i = 0; i < 10 && error == 0; ++i)
+                error = publish(files.path(), publisher * 100 + i);
+            return error;
+        }));
+    }
+    close(ends[1]);
+    // The pipe ends with the last publisher.
+    unique_fd alive(ends[0]);
+    ASSERT_EQ(fcntl(alive.get(), F_SETFL, O_NONBLOCK), 0);
+    char byte;
+    int reads = 0;
+    for (; read(alive.get(), &byte, 1) < 0; ++reads)
+        ASSERT_GE(found(), 0) << "none or damaged";
+    EXPECT_GT(reads, 0);
+    for (const pid_t publisher : publishers)
+        EXPECT_EQ(wait_for(publisher), 0);
+    EXPECT_EQ(found() % 100, 9) << "the last of one of them";
+}
+
+TEST_F(PublishedTrees, AreRefusedWithAReason)
+{
+    std::string name = "unchanged";
+    files.write("file", "");
+    EXPECT_EQ(publish_tree(files.path("missing"), "x", name), ENOENT);
+    EXPECT_EQ(publish_tree(files.path("file"), "x", name), ENOTDIR);
+    EXPECT_EQ(publish_tree("", "x", name), ENOENT);
+    EXPECT_EQ(published_tree(files.path("missing")), "");
+    ASSERT_EQ(publish(files.path(), 1), 0);
+    ASSERT_EQ(mkdir(files.path("merged1.par_done").c_str(), 0755), 0);
+    files.set_time("merged1.par_done", 1000);
+    EXPECT_EQ(publish_tree(files.path(), "x", name), EISDIR);
+    EXPECT_EQ(found(), 1);
+    EXPECT_EQ(name, "unchanged");
+    const std::string directory = files.path(std::string(109 - files.path().size(), 'd'));
+    ASSERT_EQ(mkdir(directory.c_str(), 0755), 0);
+    EXPECT_EQ(publish(directory, 2), 0);
+    EXPECT_EQ(found_version(directory), 2);
+    EXPECT_EQ(publish_tree(directory + "/", "x", name), ENAMETOOLONG);
+    EXPECT_EQ(published_tree(directory + "/"), "");
+}
+
+// The other way to write a file of the ring: hide it, write it in place, commit it. `reached` is
+// called with the name of each step that has been done.
+int write_in_place(const std::string &directory, int version,
+                   const std::function<void(const char *)> &reached)
+{
+    static char names[][KIV_PAR_FILE_NAME_SIZE] = {"merged0.par", "merged1.par", "merged2.par"};
+    file_ha_init(directory.c_str(), names, 3);
+    const char *name = file_ha_current_writable_filename();
+    reached("hidden");
+    unique_fd file(open((directory + "/" + name).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666));
+    reached("cut");
+    constexpr size_t piece = 5000;
+    const std::string content = content_of(version);
+    for (size_t at = 0; at < content.size(); at += piece) {
+        if (kiv::support::write_all(file.get(), std::string_view(content).substr(at, piece)) != 0)
+            return 1;
+        reached("written in part");
+    }
+    if (fsync(file.get()) != 0 || file.close() != 0)
+        return 1;
+    reached("written");
+    const int committed = file_ha_commit(name);
+    reached("committed");
+    return committed == 0 ? 0 : 1;
+}
+
+int publish_in_place(const std::string &directory, int version)
+{
+    return write_in_place(directory, version, [](const char *) {});
+}
+
+// A publisher that is killed, and what readers and the next publisher find. The versions of a round
+// count up; the last that a process is known to have committed is in memory shared with it.
+class KilledPublisher : public PublishedTrees {
+protected:
+    using publisher = int (*)(const std::string &directory, int version);
+
+    KilledPublisher()
+        : acknowledged(new (mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE,
+                                 MAP_SHARED | MAP_ANONYMOUS, -1, 0)) std::atomic<int>(0))
+    {
+    }
+
+    int publish_three(publisher publish_one) const
+    {
+        for (int i = 0; i < 3; ++i) {
+            if (const int error = publish_one(files.path(), *acknowledged + 1); error != 0)
+                return error;
+            ++*acknowledged;
+        }
+        return 0;
+    }
+
+    // Another process publishes after all that has happened. What it made is then a while ago, as
+    // the numbers of two processes within a second say nothing.
+    void publish_after_crash(publisher publish_one) const
+    {
+        ++*acknowledged; // the version of the killed one is not used again
+        ASSERT_EQ(in_process([&] { return publish_three(publish_one); }), 0);
+        ASSERT_EQ(found(), *acknowledged);
+        for (const char *name : {"merged0.par_done", "merged1.par_done", "merged2.par_done"}) {
+            struct stat status;
+            if (stat(files.path(name).c_str(), &status) == 0)
+                files.set_time(name, status.st_mtime - 86400);
+        }
+    }
+
+    void kill_at_every_call(publisher publish_one) const;
+
+    std::atomic<int> *const acknowledged;
+};
+
+constexpr int tracing_refused = 100;
+
+// Runs the work, and kills it at the entry of its system call with this number. Returns the raw
+// wait status.
+int killed_at_call(int number, const std::function<int()> &work)
+{
+    const pid_t child = start_process([&] {
+        if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0)
+            return errno == ENOSYS || errno == EPERM ? tracing_refused : 1;
+        raise(SIGSTOP);
+        return work();
+    });
+    int status = wait_for(child);
+    if (WIFSTOPPED(status))
+        ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_EXITKILL | PTRACE_O_TRACESYSGOOD);
+    bool in_call = false;
+    while (WIFSTOPPED(status)) {
+        const bool at_call = WSTOPSIG(status) == (SIGTRAP | 0x80);
+        in_call = at_call ? !in_call : in_call;
+        if (at_call && in_call && --number == 0)
+            kill(child, SIGKILL);
+        const int passed_on = at_call || WSTOPSIG(status) == SIGSTOP ? 0 : WSTOPSIG(status);
+        ptrace(PTRACE_SYSCALL, child, nullptr, static_cast<intptr_t>(passed_on));
+        status = wait_for(child);
+    }
+    return status;
+}
+
+void KilledPublisher::kill_at_every_call(publisher publish_one) const
+{
+    publish_after_crash(publish_one);
+    int points = 0, old_versions = 0, new_versions = 0;
+    for (;; ++points) {
+        const int status = killed_at_call(points + 1, [&] { return publish_three(publish_one); });
+        if (WIFEXITED(status) && WEXITSTATUS(status) == tracing_refused)
+            GTEST_SKIP() << "processes cannot be traced here";
+        const int version = found();
+        if (WIFEXITED(status)) {
+            ASSERT_EQ(WEXITSTATUS(status), 0);
+            ASSERT_EQ(version, *acknowledged);
+            break;
+        }
+        ASSERT_TRUE(version == *acknowledged || version == *acknowledged + 1)
+            << "call " << points + 1 << ": version " << version << " after " << *acknowledged;
+        ++(version == *acknowledged ? old_versions : new_versions);
+        ASSERT_NO_FATAL_FAILURE(publish_after_crash(publish_one)) << "call " << points + 1;
+    }
+    EXPECT_GT(points, 30);
+    EXPECT_GT(old_versions, 20);
+    EXPECT_GE(new_versions, 3);
+    const auto entries = std::filesystem::directory_iterator(files.path());
+    EXPECT_LE(std::distance(begin(entries), end(entries)), 7) << "files, markers, one unfinished";
+}
+
+TEST_F(KilledPublisher, LeavesTheOldOrTheNewVersionAtEveryCall)
+{
+    kill_at_every_call(publish);
+}
+
+TEST_F(KilledPublisher, LeavesTheOldOrTheNewVersionAtEveryCallOfWritingInPlace)
+{
+    kill_at_every_call(publish_in_place);
+}
+
+TEST_F(KilledPublisher, LeavesTheOldVersionUntilItHasCommitted)
+{
+    for (const std::string step : {"hidden", "cut", "written in part", "written", "committed"}) {
+        publish_after_crash(publish_in_place);
+        const int status = in_process([&] {
+            return write_in_place(files.path(), *acknowledged + 1, [&](const char *reached) {
+                if (step == reached)
+                    raise(SIGKILL);
+            });
+        });
+        EXPECT_TRUE(WIFSIGNALED(status)) << step;
+        EXPECT_EQ(found(), *acknowledged + (step == "committed" ? 1 : 0)) << step;
+    }
+}
+
+TEST_F(KilledPublisher, LeavesTheOldVersionWhereTheDiskTakesHalf)
+{
+    const auto with_little_room = [&](publisher publish_one) {
+        return in_process([&] {
+            const rlimit half{10000, RLIM_INFINITY};
+            setrlimit(RLIMIT_FSIZE, &half);
+            return publish_one(files.path(), *acknowledged + 1);
+        });
+    };
+    publish_after_crash(publish_in_place);
+    const int status = with_little_room(publish_in_place);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGXFSZ) << status;
+    EXPECT_EQ(found(), *acknowledged);
+    publish_after_crash(publish);
+    EXPECT_EQ(with_little_room(publish), EFBIG << 8);
+    EXPECT_EQ(found(), *acknowledged);
+    publish_after_crash(publish);
+}
+
+} // namespace

@@ -177,7 +177,8 @@ void append_field(standard_output &out, const node_field &field, const node_reco
     }
 }
 
-enum class bounds { none, decimal, hexadecimal, length, schemes, interfaces };
+// How the bounds of a parameter are shown; one whose type is absent shows neither.
+enum class bounds { absent, none, decimal, hexadecimal, length, schemes, interfaces };
 
 struct parameter_type {
     uint32_t code;
@@ -185,41 +186,12 @@ struct parameter_type {
     bounds shown_as;
 };
 
-#define TYPE(name, shown_as)                                                                       \
-    parameter_type                                                                                 \
-    {                                                                                              \
-        name, #name, shown_as                                                                      \
-    }
-
 constexpr std::array parameter_types{
-    TYPE(TYPE_STRING, bounds::length),
-    TYPE(TYPE_LINE, bounds::none),
-    TYPE(TYPE_URI, bounds::schemes),
-    TYPE(TYPE_DNS_NAME, bounds::none),
-    TYPE(TYPE_USERATHOST, bounds::none),
-    TYPE(TYPE_IP, bounds::none),
-    TYPE(TYPE_IPV4, bounds::none),
-    TYPE(TYPE_IPV6, bounds::none),
-    TYPE(TYPE_INET_NAME, bounds::none),
-    TYPE(TYPE_INT, bounds::decimal),
-    TYPE(TYPE_INT_RANGE, bounds::decimal),
-    TYPE(TYPE_HEX, bounds::hexadecimal),
-    TYPE(TYPE_INT_MULTI_RANGE, bounds::decimal),
-    TYPE(TYPE_HEX_RANGE, bounds::hexadecimal),
-    TYPE(TYPE_HEX_MULTI_RANGE, bounds::hexadecimal),
-    TYPE(TYPE_INTERFACE, bounds::interfaces),
-    TYPE(TYPE_INTERFACE_RANGE, bounds::interfaces),
-    TYPE(TYPE_MAC, bounds::none),
-    TYPE(TYPE_WWN, bounds::none),
-    TYPE(TYPE_LUN, bounds::none),
-    TYPE(TYPE_VSAN, bounds::none),
-    TYPE(TYPE_VSAN_RANGE, bounds::none),
-    TYPE(TYPE_VSAN_MULTI_RANGE, bounds::decimal),
-    TYPE(TYPE_GUID, bounds::none),
-    TYPE(TYPE_FC_ID, bounds::none),
+#define TYPE_ROW(name, code, bounds_form, label, value)                                            \
+    parameter_type{code, #name, bounds::bounds_form},
+    KIV_PARAMETER_TYPE_TABLE(TYPE_ROW)
+#undef TYPE_ROW
 };
-
-#undef TYPE
 
 void append_range(standard_output &out, const kiv_parameter &param, std::string_view prefix,
                   auto to_number, int base)
@@ -240,6 +212,7 @@ void append_range(standard_output &out, const kiv_parameter &param, std::string_
 void append_bounds(standard_output &out, const kiv_parameter &param, bounds shown_as)
 {
     switch (shown_as) {
+    case bounds::absent:
     case bounds::none:
         return;
     case bounds::decimal:
@@ -269,7 +242,7 @@ void append_parameter(standard_output &out, const kiv_parameter &param)
     const uint32_t type = param.type;
     out.append("<Parameter ");
     const auto *row = std::ranges::find(parameter_types, type, &parameter_type::code);
-    if (row != parameter_types.end()) {
+    if (row != parameter_types.end() && row->shown_as != bounds::absent) {
         out.append(row->name);
         append_bounds(out, param, row->shown_as);
     }

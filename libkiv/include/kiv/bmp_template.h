@@ -57,8 +57,32 @@
         bitset_printf_hex((const bitset *)b);                         \
     }
 
+/* Returns the lowest member, and the lowest number that is none, as bitset_first_bit and
+ * bitset_first_free_bit do. */
+#define KIV_BMP_FIRST_BIT(type, bits)                                     \
+    static inline int32_t type##_first_bit(const type *b) KIV_NOEXCEPT    \
+    {                                                                     \
+        KIV_BMP_ASSERT_SIZE(bits);                                        \
+        return bitset_first_bit((const bitset *)b);                       \
+    }
+#define KIV_BMP_FIRST_FREE_BIT(type, bits)                                   \
+    static inline int32_t type##_first_free_bit(const type *b) KIV_NOEXCEPT  \
+    {                                                                        \
+        KIV_BMP_ASSERT_SIZE(bits);                                           \
+        return bitset_first_free_bit((const bitset *)b);                     \
+    }
+
+/* Writes the members as bitset_sprintf does. */
+#define KIV_BMP_SPRINTF(type, bits)                                                     \
+    static inline int type##_sprintf(char *text, size_t n, const type *b) KIV_NOEXCEPT  \
+    {                                                                                   \
+        KIV_BMP_ASSERT_SIZE(bits);                                                      \
+        return bitset_sprintf(text, n, (const bitset *)b);                              \
+    }
+
 #define KIV_PERMISSIONS_BITS 128
 #define KIV_CHILDLIST_BITS 256
+#define KIV_VSAN_BITS 4096
 
 /* Which roles may use a node. */
 KIV_BMP_TYPE(bmask128, KIV_PERMISSIONS_BITS)
@@ -71,5 +95,13 @@ KIV_BMP_TYPE(bmask256, KIV_CHILDLIST_BITS)
 KIV_BMP_FROM_BITARRAY(bmask256, 256)
 KIV_BMP_PRINTF_HEX(bmask256, 256)
 KIV_BMP_IS_BIT_SET(bmask256, 256)
+
+/* Virtual SANs: member n is number n. */
+KIV_BMP_TYPE(bmask4096, KIV_VSAN_BITS)
+KIV_BMP_SET_BIT(bmask4096, 4096)
+KIV_BMP_IS_BIT_SET(bmask4096, 4096)
+KIV_BMP_FIRST_BIT(bmask4096, 4096)
+KIV_BMP_FIRST_FREE_BIT(bmask4096, 4096)
+KIV_BMP_SPRINTF(bmask4096, 4096)
 
 #endif

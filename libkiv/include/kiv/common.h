@@ -20,35 +20,57 @@ KIV_EXTERN_C_BEGIN
 #define KIV_NODE_MAX_CHILDREN 192
 #define KIV_NODE_MAX_PARAMETERS 2
 
-/* Types of a parameter. Bit 30 marks a structured type; bits 20-23 are the
- * group (bits 14-23 of a structured type); the low bits select the member. */
-enum kiv_parameter_type {
-    TYPE_STRING = 0x00000001,
-    TYPE_LINE = 0x00000002,
-    TYPE_URI = 0x00000004,
-    TYPE_DNS_NAME = 0x00000008,
-    TYPE_USERATHOST = 0x00000010,
-    TYPE_IP = 0x40000001,
-    TYPE_IPV4 = 0x40000002,
-    TYPE_IPV6 = 0x40000004,
-    TYPE_INET_NAME = 0x40000008,
-    TYPE_INT = 0x40100001,
-    TYPE_INT_RANGE = 0x40100002,
-    TYPE_HEX = 0x40100004,
-    TYPE_INT_MULTI_RANGE = 0x40100008,
-    TYPE_HEX_RANGE = 0x40100010,
-    TYPE_HEX_MULTI_RANGE = 0x40100080,
-    TYPE_INTERFACE = 0x40200001,
-    TYPE_INTERFACE_RANGE = 0x40200002,
-    TYPE_MAC = 0x40300001,
-    TYPE_WWN = 0x40300002,
-    TYPE_LUN = 0x40300004,
-    TYPE_VSAN = 0x40400001,
-    TYPE_VSAN_RANGE = 0x40400002,
-    TYPE_VSAN_MULTI_RANGE = 0x40400004,
-    TYPE_GUID = 0x40500001,
-    TYPE_FC_ID = 0x40600001
-};
+/* Types of arguments. Bit 30 marks a structured type; bits 20-23 are the group (bits 14-23 of a
+ * structured type); the low bits select the member.
+ *
+ * X(name, code, bounds, label, value): how a tree bounds the type (absent: not in trees), and the
+ * label and value that print_pinfo_arg shows. The values are:
+ *   none                      no value
+ *   labelled_string           a string, in the place of %s in the label
+ *   dns_name, user_at_host, inet_name   a string
+ *   uri                       uri_info
+ *   ip                        a 32-bit IPv4 address in network byte order
+ *   ipv4, ipv6, ipv4_or_v6    kiv_inet_addr; the last read by the subtype of the argument
+ *   integer, intx             int32_t, uint32_t
+ *   integer_range, hex_range  kiv_int_range
+ *   integer_multi_range, hex_multi_range   kiv_int_multi_range
+ *   interface, interface_range   kiv_interface, kiv_interface_range; the argument's mask follows
+ *   hex_4, hex_6, hex_8       so many bytes
+ *   guid, community           kiv_guid, kiv_community
+ * The records are in kiv/kiv_lib.h, and so is the printer print_VALUE of each value. */
+#define KIV_PARAMETER_TYPE_TABLE(X)                                                                \
+    X(TYPE_NONE, 0x00000000, absent, "None :", none)                                               \
+    X(TYPE_STRING, 0x00000001, length, "String : %s", labelled_string)                             \
+    X(TYPE_LINE, 0x00000002, none, "Line : %s", labelled_string)                                   \
+    X(TYPE_URI, 0x00000004, schemes, "URI:", uri)                                                  \
+    X(TYPE_DNS_NAME, 0x00000008, none, "DNS name:", dns_name)                                      \
+    X(TYPE_USERATHOST, 0x00000010, none, "user@host:", user_at_host)                               \
+    X(TYPE_IP, 0x40000001, none, "IP :", ip)                                                       \
+    X(TYPE_IPV4, 0x40000002, none, "IPv4 address:", ipv4)                                          \
+    X(TYPE_IPV6, 0x40000004, none, "IPv6 address:", ipv6)                                          \
+    X(TYPE_IPV4_OR_V6, 0x40000006, absent, "IPv4 OR v6", ipv4_or_v6)                               \
+    X(TYPE_INET_NAME, 0x40000008, none, "INET name:", inet_name)                                   \
+    X(TYPE_INT, 0x40100001, decimal, "Integer :", integer)                                         \
+    X(TYPE_INT_RANGE, 0x40100002, decimal, "Integer Range :", integer_range)                       \
+    X(TYPE_HEX, 0x40100004, hexadecimal, "Hex :", intx)                                            \
+    X(TYPE_INT_MULTI_RANGE, 0x40100008, decimal, "Int Multi Range:", integer_multi_range)          \
+    X(TYPE_HEX_RANGE, 0x40100010, hexadecimal, "Hex Range:", hex_range)                            \
+    X(TYPE_HEX_MULTI_RANGE, 0x40100080, hexadecimal, "Hex Range:", hex_multi_range)                \
+    X(TYPE_INTERFACE, 0x40200001, interfaces, "Ifindex:", interface)                               \
+    X(TYPE_INTERFACE_RANGE, 0x40200002, interfaces, "Ifindex Range :", interface_range)            \
+    X(TYPE_MAC, 0x40300001, none, "MAC :", hex_6)                                                  \
+    X(TYPE_WWN, 0x40300002, none, "WWN :", hex_8)                                                  \
+    X(TYPE_LUN, 0x40300004, none, "Lun :", hex_8)                                                  \
+    X(TYPE_VSAN, 0x40400001, none, "Vsan:", integer)                                               \
+    X(TYPE_VSAN_RANGE, 0x40400002, none, "Vsan Range:", integer_range)                             \
+    X(TYPE_VSAN_MULTI_RANGE, 0x40400004, decimal, "Vsan Multi Range:", integer_multi_range)        \
+    X(TYPE_GUID, 0x40500001, none, "GUID:", guid)                                                  \
+    X(TYPE_FC_ID, 0x40600001, none, "Fcid :", hex_4)                                               \
+    X(TYPE_COMMUNITY, 0x40700001, absent, "Community:", community)
+
+#define KIV_PARAMETER_TYPE_ENUMERATOR(name, code, bounds, label, value) name = code,
+enum kiv_parameter_type { KIV_PARAMETER_TYPE_TABLE(KIV_PARAMETER_TYPE_ENUMERATOR) };
+#undef KIV_PARAMETER_TYPE_ENUMERATOR
 
 #define KIV_TYPE_STRUCTURED 0x40000000U
 #define KIV_TYPE_GROUP_MASK 0x00F00000U
@@ -225,8 +247,8 @@ KIV_API void print_int(const char *label, int32_t v) KIV_NOEXCEPT;
 KIV_API void print_u_l_long(const char *label, int64_t v) KIV_NOEXCEPT;
 KIV_API void print_hex_value(const char *label, const void *bytes, size_t n) KIV_NOEXCEPT;
 
-/* Print the subtree from node `index`, or from `node`, a line for each node, indented by three or by
- * two spaces for each level from `depth` on. Links of the array form are named and not followed.
+/* Print the subtree from node `index`, or from `node`, a line for each node, indented by three or
+ * by two spaces for each level from `depth` on. Links of the array form are named and not followed.
  * The tree is trusted: check one that comes from a file first (kiv_tree_check). Where a node is at
  * KIV_TREE_MAX_DEPTH or deeper, "Error: Cycle in parse tree or exceeded maximum depth" follows what
  * has been printed by then, and the process ends with status -1. A null tree prints nothing; for a

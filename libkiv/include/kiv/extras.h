@@ -52,6 +52,10 @@ KIV_API int kiv_tree_check(const void *tree, size_t size,
  * Constant; never null. */
 KIV_API const char *kiv_tree_fault_text(int32_t fault) KIV_NOEXCEPT;
 
+/* Returns what kiv_diff (kiv/kiv_exec_lib.h) prints, as a string from malloc: an
+ * empty one where nothing differs. Null, with errno ENOMEM, without memory. */
+KIV_API char *kiv_diff_to_str(const char *old_text, const char *new_text) KIV_NOEXCEPT;
+
 KIV_EXTERN_C_END
 
 #endif

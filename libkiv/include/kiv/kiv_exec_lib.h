@@ -1,6 +1,7 @@
 /*
  * kiv_exec_lib.h - shell commands, the running configuration and command
- * files, run by the shell program as a child.
+ * files, run by the shell program as a child; output that is caught in memory,
+ * and the differences of two configurations.
  *
  * Launchers give the shell its arguments directly and return its raw wait
  * status. Executors build one command line from a request record, run it with
@@ -144,6 +145,55 @@ KIV_API int kiv_execute_cfg_file(const char *file) KIV_NOEXCEPT;
 /* The same for a file of commands. Prints the system's error on standard error
  * when the file does not exist ("Bad address" for null). */
 KIV_API int kiv_execute_script_file(const char *file) KIV_NOEXCEPT;
+
+/* -- Output capture ---------------------------------------------------------- */
+
+/* What goes through kiv_buf_printf is kept in memory from the first call on
+ * until the second one, which forgets the captured text without freeing it: the
+ * caller takes it with kiv_get_buf before, and frees it afterwards. */
+KIV_API void kiv_set_redir2buf(void) KIV_NOEXCEPT;
+KIV_API void kiv_reset_redir2buf(void) KIV_NOEXCEPT;
+
+/* Returns 1 while output is captured, else 0. */
+KIV_API int kiv_is_redir2buf(void) KIV_NOEXCEPT;
+
+/* Return the captured text, null where there is none, and its length. Valid
+ * until the next kiv_buf_printf. */
+KIV_API char *kiv_get_buf(void) KIV_NOEXCEPT;
+KIV_API int kiv_get_buf_len(void) KIV_NOEXCEPT;
+
+/* Goes on behind the `len` characters of `buf`, a block from malloc of any size
+ * that holds them, in the place of the captured text, which is not freed. A
+ * negative `len` is 0. A null `buf` changes nothing. Returns the text in force. */
+KIV_API char *kiv_set_buf(char *buf, int len) KIV_NOEXCEPT;
+
+/* Prints as printf (C11 7.21.6.3) does, or appends to the captured text; the
+ * arguments may be that text itself. Returns the number of characters, or -1
+ * with errno set and what was captured kept: ENOMEM, EOVERFLOW where the text
+ * would be longer than INT_MAX, or the error of the conversion. */
+__attribute__((__format__(__printf__, 1, 2))) KIV_API int kiv_buf_printf(const char *fmt,
+                                                                         ...) KIV_NOEXCEPT;
+
+/* -- Differences --------------------------------------------------------------- */
+
+/* Compare two texts of lines in which blanks at the beginning tell what belongs
+ * below what: 0 or 1 blank is the first level, 2 or 3 the second, 4 or more the
+ * third. A line belongs to the nearest line above that has a lower level.
+ * White lines do not count, nor does what follows the last newline; a null text
+ * is empty.
+ *
+ * On each level, a line of the old text goes with the first equal one of the
+ * new text that is below the same line and has not been taken. kiv_diff prints
+ * what is left over, each line behind four blanks and a mark: '-' for a line of
+ * the old text, with all below it, '+' for one of the new text, ' ' for a line
+ * of both texts that has differences below it. On each level, what is new comes
+ * last. Linear in the sizes of the texts. Without memory it prints nothing and
+ * sets errno to ENOMEM. */
+KIV_API void kiv_diff(const char *old_text, const char *new_text) KIV_NOEXCEPT;
+
+/* Returns 1 if kiv_diff would print nothing, else 0; also 0, with errno ENOMEM,
+ * without memory to tell. */
+KIV_API int kiv_is_diff_same(const char *old_text, const char *new_text) KIV_NOEXCEPT;
 
 KIV_EXTERN_C_END
 

@@ -1,0 +1,168 @@
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <kiv/kiv_lib.h>
+
+namespace {
+
+// Entries are named by their token ids.
+class ArgumentList : public testing::Test {
+protected:
+    ArgumentList()
+    {
+        for (int32_t i = 0; i < static_cast<int32_t>(entries.size()); ++i)
+            entries[static_cast<size_t>(i)].token_id = i;
+    }
+
+    void fill(int count)
+    {
+        pinfo_delete_all_arg(record.get());
+        for (int i = 0; i < count; ++i)
+            pinfo_insert_arg(record.get(), &entries[static_cast<size_t>(i)]);
+    }
+
+    std::vector<int32_t> ids() const
+    {
+        std::vector<int32_t> found;
+        for (int i = 0; i < record->parameter_count; ++i)
+            found.push_back(record->args[i]->token_id);
+        return found;
+    }
+
+    std::vector<param_arg> entries = std::vector<param_arg>(300);
+    std::unique_ptr<pinfo> record = std::make_unique<pinfo>();
+};
+
+using ids_of = std::vector<int32_t>;
+
+TEST_F(ArgumentList, InsertsAndReplaces)
+{
+    fill(3);
+    EXPECT_EQ(pinfo_insert_arg_at_index(record.get(), &entries[9], 0), 0);
+    EXPECT_EQ(ids(), (ids_of{9, 0, 1, 2}));
+    pinfo_insert_arg_at_index(record.get(), &entries[8], 4);
+    EXPECT_EQ(ids(), (ids_of{9, 0, 1, 2, 8}));
+    EXPECT_EQ(pinfo_set_arg(record.get(), &entries[7], 1), 0);
+    EXPECT_EQ(ids(), (ids_of{7, 0, 1, 2, 8}));
+
+    pinfo_insert_arg_at_index(record.get(), &entries[6], 20);
+    EXPECT_EQ(record->parameter_count, 6) << "the count grows, wherever the entry goes";
+    EXPECT_EQ(record->args[20], &entries[6]);
+}
+
+TEST_F(ArgumentList, DeletesAlsoPastItsEnd)
+{
+    const struct {
+        int32_t index;
+        ids_of left;
+    } cases[] = {{1, {1, 2}}, {2, {0, 2}}, {3, {0, 1}}, {5, {0, 1}}, {INT32_MAX, {0, 1}}};
+    for (const auto &row : cases) {
+        fill(3);
+        EXPECT_EQ(pinfo_delete_arg(record.get(), row.index), 0);
+        EXPECT_EQ(ids(), row.left) << row.index;
+    }
+    fill(0);
+    pinfo_delete_arg(record.get(), 1);
+    EXPECT_EQ(record->parameter_count, 255);
+    pinfo_delete_arg(record.get(), 1);
+    EXPECT_EQ(record->parameter_count, 254) << "moves what is behind the list within the record";
+}
+
+TEST_F(ArgumentList, KeepsWhatIsInsertedUncheckedInsideTheRecord)
+{
+    fill(255);
+    EXPECT_EQ(record->parameter_count, 255);
+    EXPECT_EQ(record->args[254], &entries[254]);
+    EXPECT_EQ(record->sup_state, 0);
+    for (const int32_t index : {-1, 256, INT32_MAX}) {
+        fill(3);
+        EXPECT_EQ(pinfo_insert_arg_at_index(record.get(), &entries[9], index), -1) << index;
+        EXPECT_EQ(ids(), (ids_of{0, 1, 2}));
+    }
+    for (const int32_t index : {INT32_MIN, 0, 257})
+        EXPECT_EQ(pinfo_set_arg(record.get(), &entries[9], index), -1) << index;
+}
+
+TEST_F(ArgumentList, FindsTheMaskOfTheLastInterfaces)
+{
+    uint64_t mask = 77;
+    EXPECT_EQ(pinfo_get_latest_intf_mask(record.get(), &mask), -1);
+    EXPECT_EQ(mask, 0U);
+    fill(3);
+    populate_param_arg(&entries[0], 0, TYPE_INTERFACE, 0x5, nullptr);
+    populate_param_arg(&entries[1], 0, TYPE_INT, 0x7, nullptr);
+    EXPECT_EQ(pinfo_get_latest_intf_mask(record.get(), &mask), 0);
+    EXPECT_EQ(mask, 0x5U);
+    populate_param_arg(&entries[2], 0, TYPE_INTERFACE_RANGE, 0x8000000000000009, nullptr);
+    EXPECT_EQ(pinfo_get_latest_intf_mask(record.get(), &mask), 0);
+    EXPECT_EQ(mask, 0x8000000000000009U);
+    entries[2].mask = 0;
+    EXPECT_EQ(pinfo_get_latest_intf_mask(record.get(), &mask), -1) << "the last one counts";
+    EXPECT_EQ(mask, 0U);
+    record->args[2] = nullptr;
+    EXPECT_EQ(pinfo_get_latest_intf_mask(record.get(), &mask), 0);
+}
+
+TEST_F(ArgumentList, IsLeftOutOfACopyOfTheSession)
+{
+    fill(3);
+    record->command_id = 42;
+    record->filter = 7;
+    std::string("admin").copy(record->username, sizeof record->username);
+    const auto copy = std::make_unique<pinfo>();
+    EXPECT_EQ(pinfo_basic_copy(copy.get(), record.get()), 0);
+    EXPECT_EQ(copy->parameter_count, 0);
+    EXPECT_EQ(copy->args[2], &entries[2]);
+    EXPECT_EQ(copy->command_id, 42U);
+    EXPECT_EQ(copy->filter, 7U);
+    EXPECT_STREQ(copy->username, "admin");
+    pinfo_basic_copy(copy.get(), nullptr);
+    EXPECT_EQ(std::memcmp(copy.get(), std::make_unique<pinfo>().get(), sizeof(pinfo)), 0);
+}
+
+TEST(InterfaceValues, FillTheirSlots)
+{
+    kiv_interface_range ranges{};
+    EXPECT_EQ(populate_intf_range(&ranges, 32, 5, 6), 0);
+    EXPECT_EQ(ranges.ranges[32].last, 6U);
+    const kiv_interface_range before = ranges;
+    for (const int32_t slot : {33, -1, INT32_MAX})
+        EXPECT_EQ(populate_intf_range(&ranges, slot, 1, 2), 0) << slot;
+    EXPECT_EQ(std::memcmp(&ranges, &before, sizeof ranges), 0);
+    param_arg arg{.token_id = 0, .type = 0, .mask = 0, .value = nullptr, .subtype = 3};
+    populate_param_arg(&arg, -4, TYPE_INTERFACE_RANGE, 0x9, &ranges);
+    EXPECT_EQ(arg.token_id, -4);
+    EXPECT_EQ(arg.value, &ranges);
+    EXPECT_EQ(arg.subtype, 3U) << "stays";
+}
+
+TEST(PinfoAssertions, NameTheParameterAndTheFile)
+{
+    pinfo full{};
+    full.parameter_count = 32;
+    param_arg arg{};
+    uint64_t mask;
+    const char *file = "kiv_lib:[0-9]+: .*";
+    const auto failure = [file](const char *function, const char *expression) {
+        return std::string(file) + function + ".*Assertion `" + expression + "' failed";
+    };
+    EXPECT_DEATH(pinfo_insert_arg_at_index(&full, &arg, 0),
+                 failure("pinfo_insert_arg_at_index", "pinfo->parameter_count < 16\\*2"));
+    EXPECT_DEATH(pinfo_delete_arg(&full, 0), failure("pinfo_delete_arg", "param_index>0"));
+    EXPECT_DEATH(pinfo_basic_copy(nullptr, &full), failure("pinfo_basic_copy", "dest_pinfo"));
+    EXPECT_DEATH(pinfo_get_latest_intf_mask(nullptr, &mask),
+                 failure("pinfo_get_latest_intf_mask", "pinfo"));
+    EXPECT_DEATH(populate_param_arg(nullptr, 0, 0, 0, nullptr),
+                 failure("populate_param_arg", "param_arg"));
+    EXPECT_DEATH(populate_intf(nullptr, 0), failure("populate_intf", "intf_ptr"));
+    EXPECT_DEATH(populate_mono_intf_range(nullptr, 0, 0),
+                 failure("populate_mono_intf_range", "intf_mono_range_ptr"));
+    EXPECT_DEATH(populate_intf_range(nullptr, 0, 0, 0),
+                 failure("populate_intf_range", "intf_range_ptr"));
+}
+
+} // namespace

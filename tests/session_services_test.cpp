@@ -1,0 +1,251 @@
+#include <cerrno>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <kiv/kiv_exec_lib.h>
+#include <kiv/kiv_lib.h>
+
+#include "golden.h"
+#include "terminal.h"
+
+namespace {
+
+std::string printed(const std::function<void()> &print)
+{
+    testing::internal::CaptureStdout();
+    print();
+    return testing::internal::GetCapturedStdout();
+}
+
+TEST(DebugFilter, ReportsWhatIsOn)
+{
+    const auto report_of = [](uint32_t filter) {
+        kiv_lib_debug_filter_set(filter);
+        EXPECT_EQ(kiv_lib_debug_filter_get(), filter);
+        EXPECT_EQ(kiv_lib_debug_filter, filter);
+        return printed(kiv_lib_debug_filter_print);
+    };
+    EXPECT_EQ(report_of(0), "");
+    EXPECT_EQ(report_of(0x7FFFFFFF), "Kiv:\nkiv ALL debugs are on\n");
+    EXPECT_EQ(report_of(0x8), "Kiv:\nkiv PARSE full debug is on\n");
+    EXPECT_EQ(report_of(0x80000000), "Kiv:\n");
+    EXPECT_EQ(report_of(0xFFFFFFFF),
+              "Kiv:\nkiv EOL debug is on\nkiv EOL param debug is on\n"
+              "kiv EOL invocation debug is on\nkiv PARAM debug is on\n"
+              "kiv PARSE brief debug is on\nkiv PARSE full debug is on\nkiv SUBMODE debug is on\n"
+              "kiv Interface PARAM debug is on\nkiv FUNC TRACE is on\nkiv HELP debug is on\n"
+              "kiv CMD debug is on\nkiv EXEC debug is on\nkiv PARSE TREE debug is on\n"
+              "kiv ASCIIGEN debug is on\n");
+}
+
+TEST(ShellState, HoldsWhatItIsGiven)
+{
+    EXPECT_EQ(kiv_asciigen_internal_start_stop_get(), 0);
+    kiv_asciigen_internal_cmd_punch();
+    kiv_asciigen_internal_cmd_init();
+    EXPECT_EQ(kiv_asciigen_internal_cmd_count_get(), 0);
+    EXPECT_EQ(kiv_asciigen_internal_start_stop_get(), 1);
+    kiv_asciigen_internal_cmd_punch();
+    kiv_asciigen_internal_cmd_punch();
+    EXPECT_EQ(kiv_asciigen_internal_cmd_count_get(), 2);
+    int root;
+    kiv_parse_tree_root_set(&root);
+    EXPECT_EQ(kiv_parse_tree_root_get(), &root);
+    kiv_submode_cmd_history_init(&root);
+    EXPECT_EQ(kiv_get_submode_cmd_history(), &root);
+    EXPECT_EQ(kiv_get_timeout_user_value(-1), 0);
+    EXPECT_EQ(kiv_get_timeout_user_value(30), 30);
+    char text[] = "MiXed \xC4 09";
+    kiv_convert_str_to_lower_case(text);
+    EXPECT_STREQ(text, "mixed \xC4 09");
+}
+
+TEST(TransportErrors, HaveTheirMessages)
+{
+    const std::string query =
+        "Process did not respond within the expected timeframe, please try again.\n";
+    const std::string change =
+        "Process did not respond within the expected timeframe\n"
+        "Please check if the command was successful using appropriate show commands\n";
+    EXPECT_EQ(printed([] { kiv_print_ovra_error_message(9, EPIPE); }),
+              "Communication could not be established with the process\n");
+    EXPECT_EQ(printed([] { kiv_print_ovra_error_message(1, ETIME); }), query);
+    for (const int32_t kind : {2, 6})
+        EXPECT_EQ(printed([kind] { kiv_print_timeout_message(kind); }), change) << kind;
+    testing::internal::CaptureStderr();
+    errno = ENOMEM;
+    EXPECT_EQ(kiv_print_ovra_error_message(1, EACCES), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Internal CLI error: Cannot allocate memory\n");
+    for (const int32_t kind : {0, 7, -1})
+        EXPECT_DEATH(kiv_print_timeout_message(kind),
+                     "kiv_lib:[0-9]+: .*kiv_print_timeout_message.*Assertion `0' failed");
+}
+
+TEST(TerminalNotice, ReachesTheTerminal)
+{
+    const terminal::pseudo_terminal user;
+    ASSERT_TRUE(user);
+    const std::string tty = user.name().substr(std::strlen("/dev/"));
+    EXPECT_EQ(notify_session(tty.c_str(), "going down"), 0);
+    EXPECT_EQ(user.seen(12), "going down\r\n");
+
+    dup2(user.slave(), STDIN_FILENO);
+    EXPECT_EQ(display_terminal("now"), 0);
+    EXPECT_EQ(user.seen(4), std::string("now\0", 4)) << "with its NUL";
+}
+
+TEST(TerminalNotice, HasNoReaderWithoutATerminal)
+{
+    close(STDIN_FILENO);
+    EXPECT_EQ(display_terminal("nobody"), 0);
+    EXPECT_NE(notify_session("no/such/terminal", "nobody 2>/dev/null"), 0);
+    const std::string message(KIV_NOTICE_COMMAND_SIZE, 'm');
+    EXPECT_EQ(notify_session("null", message.c_str()), -1);
+}
+
+TEST(LogFile, GrowsUntilItIsCleared)
+{
+    const std::string path = testing::TempDir() + "log." + std::to_string(getpid());
+    kiv_log_mesg_to_file(path.c_str(), "one ");
+    EXPECT_EQ(kiv_log_mesg_to_file(path.c_str(), "two %s\n"), 0);
+    EXPECT_EQ(golden::content_of(path), "one two %s\n");
+    EXPECT_EQ(kiv_log_file_clear(path.c_str()), 0);
+    EXPECT_EQ(kiv_log_file_clear(path.c_str()), -1);
+    EXPECT_EQ(kiv_log_mesg_to_file("/no/such/folder/log", "lost"), 0);
+}
+
+TEST(Clock, CountsTheMicrosecondsOfTheHourIn32Bits)
+{
+    const auto of_hour = [](const timeval &time) {
+        return static_cast<uint32_t>(time.tv_sec % 3600 * 1'000'000 + time.tv_usec);
+    };
+    timeval before;
+    timeval after;
+    uint32_t value;
+    do {
+        gettimeofday(&before, nullptr);
+        value = static_cast<uint32_t>(kiv_time());
+        gettimeofday(&after, nullptr);
+    } while (of_hour(after) < of_hour(before));
+    EXPECT_GE(value, of_hour(before));
+    EXPECT_LE(value, of_hour(after));
+}
+
+class VsanMask : public testing::Test {
+protected:
+    int range(int32_t first, int32_t last) const
+    {
+        const kiv_int_range asked{first, last};
+        return kiv_is_vsan_range_allowed(&mask, &asked);
+    }
+
+    std::string shown() const
+    {
+        return printed([this] { kiv_print_vsan_mask(&mask); });
+    }
+
+    void fill() { std::memset(mask.bytes, 0xFF, sizeof mask.bytes); }
+    void clear(uint32_t vsan) { mask.bytes[vsan / 8] &= static_cast<uint8_t>(~(1U << vsan % 8)); }
+
+    bmask4096 mask = KIV_BMP_INIT(KIV_VSAN_BITS);
+};
+
+TEST_F(VsanMask, IsAskedForOneAndForRanges)
+{
+    fill();
+    EXPECT_EQ(range(0, 4095), 1);
+    EXPECT_EQ(range(0, 4096), 0);
+    EXPECT_EQ(range(-1, 3), 0);
+    EXPECT_EQ(range(INT32_MIN, INT32_MAX), 0);
+    EXPECT_EQ(kiv_is_vsan_allowed(&mask, 4095), 1);
+    EXPECT_EQ(kiv_is_vsan_allowed(&mask, 4096), 0);
+    // Every range around a forbidden number, against asking for each number.
+    for (const uint32_t forbidden : {0U, 7U, 8U, 63U, 64U, 100U, 4095U}) {
+        fill();
+        clear(forbidden);
+        for (int32_t first = 0; first < 140; ++first) {
+            for (int32_t last = first - 1; last < 140; ++last) {
+                int expected = 1;
+                for (int32_t vsan = first; vsan <= last; ++vsan)
+                    expected &= kiv_is_vsan_allowed(&mask, static_cast<uint32_t>(vsan));
+                ASSERT_EQ(range(first, last), expected) << first << " to " << last;
+            }
+        }
+    }
+    mask.size = 4;
+    EXPECT_EQ(range(10, 5), 1) << "an empty range, without a look at the mask";
+    EXPECT_DEATH(range(5, 5), "bmp_template:[0-9]+: .*Assertion "
+                              "`b->size == \\(\\(\\(\\(4096\\)\\+31\\)>>3\\)&~0x3\\)' failed");
+}
+
+TEST_F(VsanMask, RestrictsItsUserUnlessItIsFull)
+{
+    EXPECT_EQ(kiv_is_user_vsan_restricted(&mask), 1);
+    fill();
+    EXPECT_EQ(kiv_is_user_vsan_restricted(&mask), 0);
+    clear(4095);
+    EXPECT_EQ(kiv_is_user_vsan_restricted(&mask), 1);
+}
+
+TEST_F(VsanMask, IsShownAsAListThroughTheCapture)
+{
+    EXPECT_EQ(shown(), "Permitted vsans:none\n");
+    for (uint32_t vsan = 1; vsan < 4096; vsan += 2)
+        bmask4096_set_bit(&mask, vsan);
+    const std::string list = shown();
+    EXPECT_TRUE(list.starts_with("Permitted vsans:1,3,5,") && list.ends_with(",4093,4095\n"));
+    kiv_set_redir2buf();
+    EXPECT_EQ(shown(), "");
+    EXPECT_EQ(kiv_get_buf(), list);
+    free(kiv_get_buf());
+    kiv_reset_redir2buf();
+}
+
+TEST(InterfaceTypes, BelongToVirtualSansOrNot)
+{
+    for (uint32_t type = 0; type <= 70; ++type) {
+        const bool per_vsan = type == 1 || type == 4 || type == 16 || type == 64;
+        EXPECT_EQ(kiv_is_interface_type_per_vsan(type), per_vsan ? 1 : 0) << type;
+    }
+    EXPECT_EQ(printed([] { EXPECT_EQ(kiv_is_interface_type_restricted(), 1); }),
+              "kiv_is_interface_type_restricted: modified/stubbed!\n");
+}
+
+TEST(InterfaceHelp, HoldsFiveFields)
+{
+    kiv_intf_help_info info;
+    EXPECT_EQ(kiv_intf_help_info_reset(&info, "slot/port"), 0);
+    EXPECT_EQ(kiv_intf_help_info_add(&info, std::string(99, 'n').c_str(), 1, 9), 0);
+    for (int i = 2; i <= 5; ++i)
+        EXPECT_EQ(kiv_intf_help_info_add(&info, "port", -i, i), 0);
+    const kiv_intf_help_info full = info;
+    EXPECT_EQ(kiv_intf_help_info_add(&info, "sixth", 0, 0), -1);
+    EXPECT_EQ(std::memcmp(&info, &full, sizeof info), 0);
+
+    kiv_intf_help_info copy;
+    EXPECT_EQ(kiv_intf_help_info_copy(&info, nullptr), -1);
+    EXPECT_EQ(kiv_intf_help_info_copy(&info, &copy), 0);
+    EXPECT_EQ(std::memcmp(&copy, &full, sizeof copy), 0);
+    EXPECT_EQ(printed([&] { kiv_intf_help_info_show(&copy); }),
+              "\n Interface help information:\nIntf help str:slot/port \t " + std::string(63, 'n') +
+                  " <1-9>\n\t port <-2-2>\n\t port <-3-3>\n\t port <-4-4>\n\t port <-5-5>\n");
+    EXPECT_EQ(kiv_intf_help_info_copy(nullptr, &copy), 0);
+    EXPECT_EQ(printed([&] { kiv_intf_help_info_show(&copy); }), "\n Interface help information:\n");
+    EXPECT_EQ(kiv_intf_help_info_show(nullptr), -1);
+    for (const int32_t count : {-1, 6, INT32_MAX}) {
+        info.field_count = count;
+        EXPECT_EQ(kiv_intf_help_info_add(&info, "field", 0, 0), -1) << count;
+        EXPECT_EQ(kiv_intf_help_info_copy(&info, &copy), 0);
+        EXPECT_EQ(copy.field_count, count < 0 ? 0 : 5);
+    }
+}
+
+} // namespace

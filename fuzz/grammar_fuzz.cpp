@@ -1,14 +1,16 @@
-// Any text compiles to a sound tree or to errors in the order of the lines, never to both.
+// Any text compiles to a sound tree or to errors in the order of the lines, never to both. A tree
+// has a grammar that compiles to it again.
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <string_view>
 #include <vector>
 
 #include <kiv/extras.h>
 
 #include "grammar/compile.h"
-#include "grammar/listing.h"
+#include "grammar/decompile.h"
 
 namespace {
 
@@ -21,7 +23,11 @@ void require(bool condition)
 void check_tree(const std::vector<kiv_array_tree_node> &nodes)
 {
     require(kiv_tree_check(nodes.data(), nodes.size() * sizeof(kiv_array_tree_node), nullptr) == 0);
-    require(!kiv::grammar::list_nodes(nodes).empty());
+    const kiv::grammar::decompiled back = kiv::grammar::decompile(nodes);
+    require(!back.fault);
+    const kiv::grammar::result again = kiv::grammar::compile(back.text);
+    require(again.nodes.size() == nodes.size());
+    require(std::memcmp(again.nodes.data(), nodes.data(), nodes.size() * sizeof nodes[0]) == 0);
 }
 
 void check_errors(const std::vector<kiv::grammar::diagnostic> &errors)

@@ -1,22 +1,15 @@
 // The tree compiler: what each line of a grammar becomes, and what is said about a wrong one.
 
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <kiv/extras.h>
+#include <kiv/common.h>
 
 #include "grammar/compile.h"
 
@@ -430,168 +423,6 @@ TEST(Grammar, ShowsTheFirstTwentyErrors)
     EXPECT_EQ(more.errors[19].line, 20U);
     EXPECT_EQ(more.errors[20].line, 21U);
     EXPECT_EQ(more.errors[20].text, "further errors are not shown");
-}
-
-// kivctl as a process, in a folder of its own.
-class TreeCommand : public testing::Test {
-protected:
-    TreeCommand() { EXPECT_NE(mkdtemp(folder_.data()), nullptr); }
-
-    ~TreeCommand() override { std::filesystem::remove_all(folder_); }
-
-    std::string path(const std::string &name) const { return folder_ + '/' + name; }
-
-    void write(const std::string &name, std::string_view content) const
-    {
-        std::ofstream(path(name), std::ios::binary) << content;
-    }
-
-    std::string read(const std::string &name) const
-    {
-        std::ostringstream content;
-        content << std::ifstream(path(name), std::ios::binary).rdbuf();
-        return content.str();
-    }
-
-    // Runs in the folder; "%" in the line is the program.
-    int run(std::string line) const
-    {
-        for (size_t at; (at = line.find('%')) != std::string::npos;)
-            line.replace(at, 1, "'" KIVCTL_PATH "' tree");
-        const int status = std::system(("cd " + folder_ + " && (" + line + ") >out 2>err").c_str());
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-
-    std::string files() const
-    {
-        run("ls -A | grep -v -e out -e err | sort | tr '\\n' ' '");
-        return read("out");
-    }
-
-private:
-    std::string folder_ = "grammar_test.XXXXXX";
-};
-
-TEST_F(TreeCommand, MakesAFileThatIsTheTree)
-{
-    const std::string grammar = leaves(2);
-    write("g", grammar);
-    EXPECT_EQ(run("umask 027 && % compile g -o t.par"), 0) << read("err");
-    EXPECT_EQ(read("out") + read("err"), "t.par: 3 nodes\n");
-    const auto nodes = nodes_of(grammar);
-    const std::string content = read("t.par");
-    ASSERT_EQ(content.size(), 3000U);
-    EXPECT_EQ(std::memcmp(content.data(), nodes.data(), content.size()), 0);
-    EXPECT_EQ(files(), "g t.par ");
-    struct stat status;
-    ASSERT_EQ(stat(path("t.par").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777U, 0640U);
-}
-
-TEST_F(TreeCommand, ReadsPipesAndWritesToDevices)
-{
-    write("g", leaves(1));
-    EXPECT_EQ(run("% compile - -o t.par < g"), 0) << read("err");
-    EXPECT_EQ(run("% check - < t.par"), 0);
-    EXPECT_EQ(read("out"), "-: sound, 2 nodes\n");
-    EXPECT_EQ(run("% compile g -o /dev/full"), 1);
-    EXPECT_EQ(read("err"), "kivctl: /dev/full: No space left on device\n");
-    EXPECT_EQ(run("test -c /dev/full"), 0) << "replaced by a file";
-}
-
-TEST_F(TreeCommand, KeepsLinksAndTheModeOfAFile)
-{
-    write("g", leaves(1));
-    run("mkdir sub && touch sub/t.par && chmod 600 sub/t.par && ln -s sub/t.par a && ln -s sub/u "
-        "b");
-    EXPECT_EQ(run("% compile g -o a && % compile g -o b"), 0) << read("err");
-    run("find . -type l -o -path './sub/*' | sort; find . -perm 600 -size 2000c");
-    EXPECT_EQ(read("out"), "./a\n./b\n./sub/t.par\n./sub/u\n./sub/t.par\n");
-}
-
-TEST_F(TreeCommand, LeavesTheOldFileWhenItFails)
-{
-    write("good", leaves(100));
-    write("bad", "keyword a\nrun\n");
-    write("t.par", "old");
-    const char *cases[][2] = {
-        {"% compile bad -o t.par",
-         "bad:1: expected \"run\", \"terminal\" or a node below this one, "
-         "found none of them\nbad:2: expected \"run\" below"},
-        {"% compile missing -o t.par", "kivctl: missing: No such file or directory\n"},
-        {"% compile . -o t.par", "kivctl: .: Is a directory\n"},
-        {"% compile /dev/zero -o t.par", "kivctl: /dev/zero: File too large\n"},
-        {"% compile good -o .", "kivctl: .: Is a directory\n"},
-        {"ln good same; % compile good -o same; s=$?; rm same; exit $s",
-         "kivctl: same: is the grammar itself\n"},
-        {"% compile - -o good <good", "kivctl: good: is the grammar itself\n"},
-        {"% compile good -o missing/t.par", "kivctl: missing/t.par: No such file or directory\n"},
-        {"ulimit -f 16; % compile good -o t.par", "kivctl: t.par: File too large\n"},
-    };
-    for (const auto &[line, error] : cases) {
-        EXPECT_EQ(run(line), 1) << line;
-        EXPECT_THAT(read("err"), testing::StartsWith(error)) << line;
-        EXPECT_EQ(read("out"), "") << line;
-        EXPECT_EQ(read("t.par"), "old") << line;
-        EXPECT_EQ(files(), "bad good t.par ") << line;
-    }
-}
-
-TEST_F(TreeCommand, ChecksAndListsTrees)
-{
-    write("g", "keyword a\n  name n\n  run f\n  submode p\n  action 0x10\n"
-               "argument int\n  or mac\n  keyword b\n    terminal\n  link n\n");
-    EXPECT_EQ(run("% compile g -o t.par && % check t.par && % dump t.par"), 0) << read("err");
-    EXPECT_EQ(read("out"), "t.par: 4 nodes\n"
-                           "t.par: sound, 4 nodes\n"
-                           "0 - children 1 2\n"
-                           "1 a terminal submode action 0x10 function f\n"
-                           "2 <int|mac> children 3 link:1\n"
-                           "3 b terminal\n");
-    std::string tree = read("t.par");
-    tree[3000 + 64 + 1] = '\x1B';
-    tree[2000 + 360 + 3] = '\x7F';
-    write("odd.par", tree);
-    EXPECT_EQ(run("% dump odd.par | tail -2"), 0);
-    EXPECT_EQ(read("out"), "2 <0x4010007f|mac> children 3 link:1\n3 b\\x1b terminal\n");
-}
-
-TEST_F(TreeCommand, RefusesUnsoundTrees)
-{
-    write("g", leaves(1));
-    ASSERT_EQ(run("% compile g -o t.par"), 0);
-    std::string tree = read("t.par");
-    tree[1000 + 566] = '\x7F';
-    write("bad.par", tree);
-    write("cut.par", tree.substr(0, 1999));
-    write("empty.par", "");
-    const char *cases[][2] = {
-        {"bad.par", "bad.par: node 1: more children than a node holds\n"},
-        {"cut.par", "cut.par: size is not a whole number of nodes\n"},
-        {"empty.par", "empty.par: no node\n"},
-    };
-    for (const auto &[name, fault] : cases) {
-        EXPECT_EQ(run(std::string("% check ") + name), 1);
-        EXPECT_EQ(read("out"), fault);
-        EXPECT_EQ(run(std::string("% dump ") + name), 1);
-        EXPECT_EQ(read("out"), "");
-        EXPECT_EQ(read("err"), fault);
-    }
-}
-
-TEST_F(TreeCommand, ShowsItsUsage)
-{
-    for (const char *line : {"% --help", "% compile --help", "% check --help", "% dump -h"}) {
-        EXPECT_EQ(run(line), 0) << line;
-        EXPECT_THAT(read("out"), testing::StartsWith("usage: kivctl tree compile")) << line;
-    }
-    for (const char *line : {"%", "% make g", "% compile g", "% compile -o t.par", "% check",
-                             "% compile a b -o t.par", "% compile g -o a -o b", "% check a -o b",
-                             "% dump a b", "% check --json a", "% compile g -o"}) {
-        EXPECT_EQ(run(line), 2) << line;
-        EXPECT_EQ(read("out"), "") << line;
-        EXPECT_THAT(read("err"), HasSubstr("usage: kivctl tree compile")) << line;
-    }
 }
 
 } // namespace

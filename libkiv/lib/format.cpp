@@ -145,12 +145,15 @@ void print_built(auto build)
     std::fflush(stdout);
 }
 
+void append_all(standard_output &out, pieces texts)
+{
+    for (const std::string_view piece : texts)
+        out.append(piece);
+}
+
 void print_joined(pieces texts)
 {
-    print_built([texts](standard_output &out) {
-        for (const std::string_view piece : texts)
-            out.append(piece);
-    });
+    print_built([texts](standard_output &out) { append_all(out, texts); });
 }
 
 void print_ranges(const kiv_int_multi_range &list, std::string_view prefix, auto digits_of)
@@ -158,27 +161,26 @@ void print_ranges(const kiv_int_multi_range &list, std::string_view prefix, auto
     print_built([&](standard_output &out) {
         std::string_view separator = " ";
         for (const kiv_int_range &range : std::span(list.ranges, size_of(list.count))) {
-            for (const std::string_view piece :
-                 pieces{separator, prefix, digits_of(range.low), " - ", prefix,
-                        digits_of(range.high)})
-                out.append(piece);
+            append_all(out, {separator, prefix, digits_of(range.low), " - ", prefix,
+                             digits_of(range.high)});
             separator = ", ";
         }
     });
 }
 
-char *report_unnamed(const char *function, pieces text)
+// Interfaces have no names here.
+void report_unnamed(const char *function)
 {
-    std::printf("%s: modified/stubbed!\n", function);
-    return joined(text);
+    print_built([function](standard_output &out) {
+        append_all(out, {function, ": modified/stubbed!\n"});
+    });
 }
 
 } // namespace
 
 char *create_str(const char *s) noexcept
 {
-    KIV_ASSERT("kiv_lib", s);
-    return joined({s});
+    return s == nullptr ? nullptr : joined({s});
 }
 
 void print_string(const char *s) noexcept
@@ -209,19 +211,9 @@ char *print_integer_to_str(int32_t value) noexcept
     return joined({digits(value)});
 }
 
-void print_integer(int32_t value) noexcept
-{
-    print_and_free(print_integer_to_str(value));
-}
-
 char *print_intx_to_str(uint32_t value) noexcept
 {
     return joined({hex_prefix, hex(value)});
-}
-
-void print_intx(uint32_t value) noexcept
-{
-    print_and_free(print_intx_to_str(value));
 }
 
 char *print_u_long_long_to_str(int64_t value) noexcept
@@ -229,20 +221,10 @@ char *print_u_long_long_to_str(int64_t value) noexcept
     return joined({digits(value)});
 }
 
-void print_u_long_long(int64_t value) noexcept
-{
-    print_and_free(print_u_long_long_to_str(value));
-}
-
 char *print_integer_range_to_str(const kiv_int_range *range) noexcept
 {
     KIV_ASSERT("kiv_lib", range);
     return joined({digits(range->low), " - ", digits(range->high)});
-}
-
-void print_integer_range(const kiv_int_range *range) noexcept
-{
-    print_and_free(print_integer_range_to_str(range));
 }
 
 void print_hex_range(const kiv_int_range *range) noexcept
@@ -289,20 +271,10 @@ char *print_ipv4_to_str(const kiv_inet_addr *address) noexcept
     return joined({ipv4_text(*address)});
 }
 
-void print_ipv4(const kiv_inet_addr *address) noexcept
-{
-    print_and_free(print_ipv4_to_str(address));
-}
-
 char *print_ipv6_to_str(const kiv_inet_addr *address) noexcept
 {
     KIV_ASSERT("kiv_lib", address);
     return joined({ipv6_text(*address)});
-}
-
-void print_ipv6(const kiv_inet_addr *address) noexcept
-{
-    print_and_free(print_ipv6_to_str(address));
 }
 
 char *print_inet_addr_to_str(const kiv_inet_addr *address) noexcept
@@ -312,20 +284,10 @@ char *print_inet_addr_to_str(const kiv_inet_addr *address) noexcept
                                             : print_ipv6_to_str(address);
 }
 
-void print_inet_addr(const kiv_inet_addr *address) noexcept
-{
-    print_and_free(print_inet_addr_to_str(address));
-}
-
 char *print_ipv4_prefix_to_str(const kiv_inet_prefix *prefix) noexcept
 {
     KIV_ASSERT("kiv_lib", prefix);
     return joined({ipv4_text(prefix->address), "/", digits(prefix->length)});
-}
-
-void print_ipv4_prefix(const kiv_inet_prefix *prefix) noexcept
-{
-    print_and_free(print_ipv4_prefix_to_str(prefix));
 }
 
 char *print_ipv6_prefix_to_str(const kiv_inet_prefix *prefix) noexcept
@@ -334,19 +296,9 @@ char *print_ipv6_prefix_to_str(const kiv_inet_prefix *prefix) noexcept
     return joined({ipv6_text(prefix->address), "/", digits(prefix->length)});
 }
 
-void print_ipv6_prefix(const kiv_inet_prefix *prefix) noexcept
-{
-    print_and_free(print_ipv6_prefix_to_str(prefix));
-}
-
 char *print_ip_to_str(uint32_t address) noexcept
 {
     return joined({address_text(AF_INET, &address)});
-}
-
-void print_ip(uint32_t address) noexcept
-{
-    print_and_free(print_ip_to_str(address));
 }
 
 char *print_community_to_str(const kiv_community *community) noexcept
@@ -355,21 +307,11 @@ char *print_community_to_str(const kiv_community *community) noexcept
     return joined({digits(community->first), ":", digits(community->second)});
 }
 
-void print_community(const kiv_community *community) noexcept
-{
-    print_and_free(print_community_to_str(community));
-}
-
 char *print_type_lid_to_str(const uint8_t *lid) noexcept
 {
     KIV_ASSERT("kiv_lib", lid);
     return joined({big_endian16(lid), ".", big_endian16(lid + 2), ".", big_endian16(lid + 4), ".",
                    digits(lid[6], 10, 2), "-", digits(lid[7], 10, 2)});
-}
-
-void print_type_lid(const uint8_t *lid) noexcept
-{
-    print_and_free(print_type_lid_to_str(lid));
 }
 
 char *print_type_net_to_str(const uint8_t *bytes, int32_t length) noexcept
@@ -398,10 +340,67 @@ void print_type_net(const uint8_t *bytes, int32_t length) noexcept
 char *print_interface_to_str(const kiv_interface *intf) noexcept
 {
     KIV_ASSERT("kiv_lib", intf);
-    return report_unnamed(__func__, {});
+    report_unnamed(__func__);
+    return create_str("");
 }
 
-void print_interface(const kiv_interface *intf) noexcept
+char *print_interface_range_to_str(const kiv_interface_range *ranges) noexcept
 {
-    print_and_free(print_interface_to_str(intf));
+    KIV_ASSERT("kiv_lib", ranges);
+    report_unnamed(__func__);
+    constexpr std::string_view separator = " , ";
+    const uint32_t count = std::min<uint32_t>(ranges->count, KIV_INTERFACE_RANGES);
+    char *text = allocate_text(separator.size() * count);
+    if (text == nullptr)
+        return nullptr;
+    char *end = text;
+    for (uint32_t i = 1; i < count; ++i)
+        end = append(end, separator);
+    *end = '\0';
+    return text;
 }
+
+void print_guid(const kiv_guid *guid) noexcept
+{
+    KIV_ASSERT("kiv_lib", guid);
+    std::array<char, 2 * sizeof guid->data4> data4;
+    char *end = data4.data();
+    for (const uint8_t byte : guid->data4)
+        end = append_hex(end, byte);
+    const std::string_view tail(data4.data(), data4.size());
+    print_joined({"{", hex(guid->data1, 8), "-", hex(guid->data2, 4), "-", hex(guid->data3, 4), "-",
+                  tail.substr(0, 4), "-", tail.substr(4), "}"});
+}
+
+void print_if_index_list(const kiv_if_index_list *list) noexcept
+{
+    KIV_ASSERT("kiv_lib", list);
+    KIV_ASSERT("kiv_lib", list->indices != nullptr || list->length <= 0);
+    print_built([list](standard_output &out) {
+        append_all(out, {"Ifindex list length: ", digits(list->length), "\n"});
+        for (const uint32_t index : std::span(list->indices, size_of(list->length)))
+            append_all(out, {hex(index), " "});
+        out.append('\n');
+    });
+}
+
+// The functions that print what the one with the same name and _to_str makes.
+#define PRINTER(name, parameter)                                                                   \
+    void name(parameter value) noexcept                                                            \
+    {                                                                                              \
+        print_and_free(name##_to_str(value));                                                      \
+    }
+PRINTER(print_integer, int32_t)
+PRINTER(print_intx, uint32_t)
+PRINTER(print_u_long_long, int64_t)
+PRINTER(print_integer_range, const kiv_int_range *)
+PRINTER(print_ipv4, const kiv_inet_addr *)
+PRINTER(print_ipv6, const kiv_inet_addr *)
+PRINTER(print_inet_addr, const kiv_inet_addr *)
+PRINTER(print_ipv4_prefix, const kiv_inet_prefix *)
+PRINTER(print_ipv6_prefix, const kiv_inet_prefix *)
+PRINTER(print_ip, uint32_t)
+PRINTER(print_community, const kiv_community *)
+PRINTER(print_type_lid, const uint8_t *)
+PRINTER(print_interface, const kiv_interface *)
+#undef PRINTER

@@ -9,10 +9,9 @@
 #include "grammar/compile.h"
 #include "grammar/diagnostics.h"
 #include "grammar/statements.h"
+#include "grammar/tree_records.h"
 
 namespace kiv::grammar {
-
-constexpr uint32_t root_node = 0;
 
 // The tree as far as it has been read: the records, and of each node what a record does not hold.
 // What one line cannot show is checked at the end.

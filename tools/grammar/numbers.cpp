@@ -1,5 +1,6 @@
 #include "grammar/numbers.h"
 
+#include <array>
 #include <charconv>
 #include <optional>
 #include <string>
@@ -56,6 +57,17 @@ uint32_t hexadecimal(std::string_view text)
     if (!value || *value > std::numeric_limits<uint32_t>::max())
         refuse_found("a hexadecimal number of at most 32 bits", text);
     return static_cast<uint32_t>(*value);
+}
+
+std::string hexadecimal_digits(uint64_t value)
+{
+    std::array<char, 16> room;
+    return {room.data(), std::to_chars(room.data(), room.data() + room.size(), value, 16).ptr};
+}
+
+std::string hexadecimal_text(uint64_t value)
+{
+    return std::string(hexadecimal_prefix) + hexadecimal_digits(value);
 }
 
 bounds_text split_bounds(std::string_view text)

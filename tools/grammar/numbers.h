@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <string>
 #include <string_view>
 
 namespace kiv::grammar {
@@ -21,6 +22,10 @@ Integer number(std::string_view text)
 
 // A hexadecimal number of at most 32 bits, with or without 0x.
 uint32_t hexadecimal(std::string_view text);
+
+// A number in hexadecimal, without and with 0x.
+std::string hexadecimal_digits(uint64_t value);
+std::string hexadecimal_text(uint64_t value);
 
 // The two halves of MIN..MAX, not read yet.
 struct bounds_text {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <string>
 
 #include "grammar/fields.h"
 #include "grammar/numbers.h"
@@ -56,22 +57,50 @@ void read_interface_types(std::string_view text, kiv_parameter &parameter)
     parameter.type_mask = number<uint64_t>(text);
 }
 
+std::string integers_text(const kiv_parameter &parameter)
+{
+    return std::to_string(static_cast<int32_t>(uint32_t{parameter.minimum})) + ".." +
+           std::to_string(static_cast<int32_t>(uint32_t{parameter.maximum}));
+}
+
+std::string hexadecimals_text(const kiv_parameter &parameter)
+{
+    return hexadecimal_digits(parameter.minimum) + ".." + hexadecimal_digits(parameter.maximum);
+}
+
+std::string length_text(const kiv_parameter &parameter)
+{
+    return std::to_string(uint32_t{parameter.minimum});
+}
+
+std::string schemes_text(const kiv_parameter &parameter)
+{
+    return hexadecimal_text(parameter.minimum);
+}
+
+std::string interface_types_text(const kiv_parameter &parameter)
+{
+    return hexadecimal_text(parameter.type_mask);
+}
+
 // How the bounds of a type are written and what holds where they are left out.
 struct bounds_form {
     void (*read)(std::string_view text, kiv_parameter &parameter); // null: the type has none
+    std::string (*text)(const kiv_parameter &parameter);
     uint32_t default_minimum;
     uint32_t default_maximum;
     uint64_t default_type_mask;
     bool takes_subtype;
 };
 
-constexpr bounds_form no_bounds{nullptr, 0, 0, 0, false};
-constexpr bounds_form integers{read_integers, 0x80000000U, 0x7FFFFFFFU, 0, true};
-constexpr bounds_form hexadecimals{read_hexadecimals, 0, 0xFFFFFFFFU, 0, true};
-constexpr bounds_form virtual_sans{read_naturals, 1, 4093, 0, true};
-constexpr bounds_form length{read_length, 0, 0, 0, false};
-constexpr bounds_form schemes{read_schemes, 0xFFFFFFFFU, 0, 0, false};
-constexpr bounds_form interface_types{read_interface_types, 0, 0, ~uint64_t{0}, false};
+constexpr bounds_form no_bounds{nullptr, nullptr, 0, 0, 0, false};
+constexpr bounds_form integers{read_integers, integers_text, 0x80000000U, 0x7FFFFFFFU, 0, true};
+constexpr bounds_form hexadecimals{read_hexadecimals, hexadecimals_text, 0, 0xFFFFFFFFU, 0, true};
+constexpr bounds_form virtual_sans{read_naturals, integers_text, 1, 4093, 0, true};
+constexpr bounds_form length{read_length, length_text, 0, 0, 0, false};
+constexpr bounds_form schemes{read_schemes, schemes_text, 0xFFFFFFFFU, 0, 0, false};
+constexpr bounds_form interface_types{
+    read_interface_types, interface_types_text, 0, 0, ~uint64_t{0}, false};
 
 struct parameter_type {
     std::string_view word;
@@ -139,6 +168,22 @@ void read_bounds(word_list &words, const bounds_form &form, kiv_parameter &param
     }
 }
 
+// What is left out would be read as these bounds. Those of virtual SANs are written all the same,
+// since nobody has them in mind.
+bool goes_without_saying(const bounds_form &form, const kiv_parameter &parameter)
+{
+    return form.text == nullptr ||
+           (&form != &virtual_sans && parameter.minimum == form.default_minimum &&
+            parameter.maximum == form.default_maximum &&
+            parameter.type_mask == form.default_type_mask);
+}
+
+const parameter_type *find_type(uint32_t code)
+{
+    const auto *found = std::ranges::find(parameter_types, code, &parameter_type::code);
+    return found == std::ranges::end(parameter_types) ? nullptr : found;
+}
+
 } // namespace
 
 void read_parameter(word_list &words, kiv_parameter &parameter)
@@ -149,10 +194,32 @@ void read_parameter(word_list &words, kiv_parameter &parameter)
     read_help(words, parameter.help);
 }
 
-std::string_view type_word(uint32_t code)
+bool has_type(const kiv_parameter &parameter)
 {
-    const auto *found = std::ranges::find(parameter_types, code, &parameter_type::code);
-    return found == std::ranges::end(parameter_types) ? std::string_view() : found->word;
+    return find_type(parameter.type) != nullptr;
+}
+
+std::string type_text(const kiv_parameter &parameter)
+{
+    const parameter_type *type = find_type(parameter.type);
+    return type == nullptr ? hexadecimal_text(parameter.type) : std::string(type->word);
+}
+
+std::string bounds_operand(const kiv_parameter &parameter)
+{
+    const parameter_type *type = find_type(parameter.type);
+    if (type == nullptr)
+        return {};
+    const bounds_form &form = *type->bounds;
+    if (form.takes_subtype && parameter.subtype != 0)
+        return "subtype " + std::to_string(uint32_t{parameter.subtype});
+    return goes_without_saying(form, parameter) ? std::string() : form.text(parameter);
+}
+
+std::string parameter_text(const kiv_parameter &parameter)
+{
+    const std::string bounds = bounds_operand(parameter);
+    return bounds.empty() ? type_text(parameter) : type_text(parameter) + ' ' + bounds;
 }
 
 } // namespace kiv::grammar

@@ -1,6 +1,8 @@
 #include "grammar/roles.h"
 
 #include <algorithm>
+#include <iterator>
+#include <string>
 #include <string_view>
 
 #include "grammar/numbers.h"
@@ -15,6 +17,7 @@ struct predefined_role {
     unsigned number;
 };
 
+// In the order of their numbers, from 0.
 constexpr predefined_role predefined_roles[] = {
     {"network-admin", 0},
     {"network-operator", 1},
@@ -61,11 +64,47 @@ void allow(role_mask mask, role_range roles)
         mask[role / 8] = static_cast<uint8_t>(mask[role / 8] | 1U << role % 8);
 }
 
+bool allows(const_role_mask mask, unsigned role)
+{
+    return (mask[role / 8] >> role % 8 & 1) != 0;
+}
+
+std::string range_text(role_range roles)
+{
+    std::string text;
+    if (roles.last < std::size(predefined_roles)) {
+        for (unsigned role = roles.first; role <= roles.last; ++role)
+            text.append(text.empty() ? "" : " ").append(predefined_roles[role].name);
+        return text;
+    }
+    text = std::to_string(roles.first);
+    return roles.first == roles.last ? text : text + '-' + std::to_string(roles.last);
+}
+
 } // namespace
 
 void allow_every_role(role_mask mask)
 {
     std::ranges::fill(mask, uint8_t{0xFF});
+}
+
+bool is_every_role(const_role_mask mask)
+{
+    return std::ranges::all_of(mask, [](uint8_t byte) { return byte == 0xFF; });
+}
+
+std::string roles_text(const_role_mask mask)
+{
+    std::string text;
+    for (unsigned role = 0; role < KIV_PERMISSIONS_BITS; ++role) {
+        if (!allows(mask, role))
+            continue;
+        const unsigned first = role;
+        while (role + 1 < KIV_PERMISSIONS_BITS && allows(mask, role + 1))
+            ++role;
+        text.append(text.empty() ? "" : " ").append(range_text({first, role}));
+    }
+    return text.empty() ? std::string(no_role) : text;
 }
 
 void read_roles(word_list &words, role_mask mask)

@@ -18,8 +18,8 @@ constexpr const char *usage =
     "  errors               the library's error codes and their texts\n"
     "  run COMMAND...       run one command in the shell\n"
     "  script FILE          run a file of commands in the shell\n"
-    "  tree compile|check|dump\n"
-    "                       parse-tree files: make one from a grammar, check it, show it\n"
+    "  tree JOB FILE        parse-tree files: compile, check, dump, show, graph, stats, publish,\n"
+    "                       zip, unzip\n"
     "\n"
     "kivctl COMMAND --help tells more. Exit status: 0 done, 1 the operation failed, 2 wrong "
     "usage.\n";

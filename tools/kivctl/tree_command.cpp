@@ -2,174 +2,183 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include <fcntl.h>
 #include <getopt.h>
-#include <sys/stat.h>
-
-#include <kiv/extras.h>
 
 #include "commands.h"
-#include "grammar/compile.h"
-#include "grammar/listing.h"
 #include "report.h"
-#include "support/files.h"
-#include "support/tree_fault.h"
-#include "support/unique_fd.h"
+#include "tree_jobs.h"
 
 namespace kivctl {
 
 namespace {
 
-constexpr const char *usage =
-    "usage: kivctl tree compile GRAMMAR -o FILE.par\n"
-    "       kivctl tree check FILE.par\n"
-    "       kivctl tree dump FILE.par\n"
-    "\n"
-    "  compile   make a parse-tree file from a grammar text; \"-\" is standard input\n"
-    "  check     tell whether a parse-tree file is sound, or what is wrong with it\n"
-    "  dump      list the nodes of a parse-tree file\n"
-    "\n"
-    "  -o, --output FILE.par   the file to make; it is left alone where the grammar has errors\n"
-    "\n"
-    "Errors of a grammar are reported as GRAMMAR:LINE: TEXT.\n";
-
-// Far beyond real grammars; an input without end is given up here.
-constexpr size_t longest_grammar = size_t{64} << 20;
-
-// One node more than is allowed, so that the check can say so.
-constexpr size_t longest_tree = (KIV_TREE_MAX_NODES + 1) * sizeof(kiv_array_tree_node);
-
-// A file, or standard input for "-". It is read, not mapped, so that a pipe will do and a file
-// that shrinks meanwhile does no harm. Returns 0 or an errno value.
-int read_file(const char *path, size_t limit, std::string &content)
-{
-    if (std::string_view(path) == "-")
-        return kiv::support::read_all(STDIN_FILENO, limit, content);
-    const kiv::support::unique_fd file(open(path, O_RDONLY | O_CLOEXEC));
-    return file ? kiv::support::read_all(file.get(), limit, content) : errno;
-}
-
-std::string_view bytes_of(const std::vector<kiv_array_tree_node> &nodes)
-{
-    return {reinterpret_cast<const char *>(nodes.data()), nodes.size() * sizeof nodes[0]};
-}
-
-std::string node_count_text(size_t count)
-{
-    return std::to_string(count) + (count == 1 ? " node" : " nodes");
-}
-
-void report_errors(const char *source, const std::vector<kiv::grammar::diagnostic> &errors)
-{
-    std::string report;
-    for (const kiv::grammar::diagnostic &error : errors)
-        report.append(source).append(":" + std::to_string(error.line) + ": " + error.text + '\n');
-    std::fputs(report.c_str(), stderr);
-}
-
-// Whether the tree would take the place of its grammar.
-bool are_one_file(const char *source, const char *output)
-{
-    struct stat grammar;
-    struct stat tree;
-    const int found =
-        std::string_view(source) == "-" ? fstat(STDIN_FILENO, &grammar) : stat(source, &grammar);
-    return found == 0 && S_ISREG(grammar.st_mode) && stat(output, &tree) == 0 &&
-           grammar.st_dev == tree.st_dev && grammar.st_ino == tree.st_ino;
-}
-
-int compile(const char *source, const char *output)
-{
-    if (are_one_file(source, output))
-        return fail(output, "is the grammar itself");
-    std::string text;
-    if (const int error = read_file(source, longest_grammar, text); error != 0)
-        return fail(source, std::strerror(error));
-    const kiv::grammar::result compiled = kiv::grammar::compile(text);
-    report_errors(source, compiled.errors);
-    if (!compiled.errors.empty())
-        return failed;
-    if (const int error = kiv::support::replace_file(output, bytes_of(compiled.nodes)); error != 0)
-        return fail(output, std::strerror(error));
-    return print(std::string(output) + ": " + node_count_text(compiled.nodes.size()) + '\n');
-}
-
-// What is wrong with the tree; empty where it is sound.
-std::string fault_of(const char *path, std::string_view tree)
-{
-    kiv_tree_check_result found;
-    if (kiv_tree_check(tree.data(), tree.size(), &found) == 0)
-        return {};
-    return std::string(path) + ": " + kiv::support::tree_fault(found) + '\n';
-}
-
-int check(const char *path, const std::string &tree)
-{
-    if (const std::string fault = fault_of(path, tree); !fault.empty()) {
-        print(fault);
-        return failed;
-    }
-    const size_t count = tree.size() / sizeof(kiv_array_tree_node);
-    return print(std::string(path) + ": sound, " + node_count_text(count) + '\n');
-}
-
-int dump(const char *path, const std::string &tree)
-{
-    if (const std::string fault = fault_of(path, tree); !fault.empty()) {
-        std::fputs(fault.c_str(), stderr);
-        return failed;
-    }
-    const auto *nodes = reinterpret_cast<const kiv_array_tree_node *>(tree.data());
-    return print(kiv::grammar::list_nodes({nodes, tree.size() / sizeof *nodes}));
-}
-
-template <int Job(const char *path, const std::string &tree)>
-int with_tree(const char *path, const char *)
-{
-    std::string tree;
-    if (const int error = read_file(path, longest_tree, tree); error != 0)
-        return fail(path, std::strerror(error));
-    return Job(path, tree);
-}
-
 struct tree_job {
     std::string_view name;
-    bool makes_file;
-    int (*run)(const char *path, const char *output);
+    std::string_view operands;
+    std::string_view summary;
+    std::string_view options; // the codes of those that it takes
+    std::string_view details;
+    int (*run)(const tree_request &request);
+    bool takes_file = true;
+    bool needs_output = false;
 };
 
 constexpr std::array jobs{
-    tree_job{"compile", true, compile},
-    tree_job{"check", false, with_tree<check>},
-    tree_job{"dump", false, with_tree<dump>},
+    tree_job{
+        "compile", "GRAMMAR -o FILE.par", "make a parse-tree file from a grammar text", "o",
+        "Errors of the grammar are reported as GRAMMAR:LINE: TEXT.\n"
+        "\n"
+        "  -o, --output FILE.par   the file to make; it is left alone where there are errors\n",
+        compile_tree, true, true},
+    tree_job{"check", "[--json] FILE.par", "tell whether a tree is sound, or what is wrong with it",
+             "j",
+             "Exit status 0 for a sound tree, 1 for one with a fault.\n"
+             "\n"
+             "  --json   one JSON object: file, sound, and nodes or node and fault\n",
+             check_tree},
+    tree_job{
+        "dump", "FILE.par", "print every field, in the library's form", "",
+        "The form is that of display_array_tree (kiv/common.h). A node that several nodes own\n"
+        "is printed below each of them.\n",
+        dump_tree},
+    tree_job{
+        "show", "[--json|--grammar] FILE.par", "print the commands as a person reads them", "jg",
+        "Three columns: keywords and <arguments>, the command that ends there, the help. Links\n"
+        "are shown as -> [NAME], or [#NODE] for a node without a name.\n"
+        "\n"
+        "  --json      nested JSON objects, with all properties\n"
+        "  --grammar   the grammar text that compiles to exactly this file\n",
+        show_tree},
+    tree_job{
+        "graph", "[--svg] [-o FILE] FILE.par", "draw the tree", "so",
+        "Prints the tree in the language of Graphviz: boxes are commands, double lines enter a\n"
+        "sub-mode, dashed edges are links.\n"
+        "\n"
+        "  --svg               have dot (package graphviz) make a picture of it\n"
+        "  -o, --output FILE   write to this file\n",
+        graph_tree},
+    tree_job{"stats", "[--json] FILE.par", "count what is in a tree", "j",
+             "  --json   one JSON object\n", measure_tree},
+    tree_job{"publish", "[--directory DIR] FILE.par", "have shells use the tree from now on", "d",
+             "Prints the name of the file that the tree is in.\n"
+             "\n"
+             "  -d, --directory DIR   where it goes; /ubex/etc/par without this\n",
+             publish_tree},
+    tree_job{"zip", "", "compress the default tree", "",
+             "The default tree is /ubex/etc/par/default/main_tree.par.\n", zip_tree, false},
+    tree_job{"unzip", "", "expand the default tree, unless that is done already", "",
+             "The default tree is /ubex/etc/par/default/main_tree.par.\n", unzip_tree, false},
 };
 
-constexpr std::array long_options{
+constexpr std::array known_options{
     option{"output", required_argument, nullptr, 'o'},
-    option{"help", no_argument, nullptr, 'h'},
-    option{nullptr, 0, nullptr, 0},
+    option{"directory", required_argument, nullptr, 'd'},
+    option{"json", no_argument, nullptr, 'j'},
+    option{"grammar", no_argument, nullptr, 'g'},
+    option{"svg", no_argument, nullptr, 's'},
 };
+
+std::string synopsis(const tree_job &job)
+{
+    return ("kivctl tree " + std::string(job.name))
+               .append(job.operands.empty() ? "" : " ")
+               .append(job.operands) +
+           '\n';
+}
+
+std::string usage()
+{
+    std::string text;
+    for (const tree_job &job : jobs)
+        text += (text.empty() ? "usage: " : "       ") + synopsis(job);
+    text += '\n';
+    for (const tree_job &job : jobs) {
+        std::string name(job.name);
+        name.resize(10, ' ');
+        text.append("  ").append(name).append(job.summary).append("\n");
+    }
+    return text +
+           "\nGRAMMAR or FILE.par may be \"-\" for standard input. kivctl tree JOB --help tells "
+           "more.\n";
+}
+
+std::string usage(const tree_job &job)
+{
+    return "usage: " + synopsis(job) + '\n' + std::string(job.details);
+}
+
+// getopt's own words for the options of one job.
+class job_options {
+public:
+    explicit job_options(const tree_job &job)
+    {
+        for (const option &each : known_options) {
+            if (job.options.find(static_cast<char>(each.val)) == std::string_view::npos)
+                continue;
+            long_.push_back(each);
+            if (each.has_arg == required_argument)
+                (short_ += static_cast<char>(each.val)) += ':';
+        }
+        long_.push_back({"help", no_argument, nullptr, 'h'});
+        long_.push_back({nullptr, 0, nullptr, 0});
+    }
+
+    int next(int argc, char **argv) const
+    {
+        return getopt_long(argc, argv, short_.c_str(), long_.data(), nullptr);
+    }
+
+private:
+    std::string short_ = "h";
+    std::vector<option> long_;
+};
+
+// Takes an option; false for one that is unknown or does not go with those before.
+bool take_option(tree_request &request, int code)
+{
+    const auto take_text = [](const char *&to) {
+        const bool first = to == nullptr;
+        to = optarg;
+        return first;
+    };
+    switch (code) {
+    case 'o':
+        return take_text(request.output);
+    case 'd':
+        return take_text(request.directory);
+    case 'j':
+        request.json = true;
+        return !request.grammar;
+    case 'g':
+        request.grammar = true;
+        return !request.json;
+    case 's':
+        request.svg = true;
+        return true;
+    default:
+        return false;
+    }
+}
 
 int run_job(const tree_job &job, int argc, char **argv)
 {
-    const char *output = nullptr;
-    for (int code; (code = getopt_long(argc, argv, "ho:", long_options.data(), nullptr)) != -1;) {
+    const job_options options(job);
+    tree_request request;
+    for (int code; (code = options.next(argc, argv)) != -1;) {
         if (code == 'h')
-            return show_usage(usage);
-        if (code != 'o' || output != nullptr)
-            return refuse_usage(usage);
-        output = optarg;
+            return show_usage(usage(job).c_str());
+        if (!take_option(request, code))
+            return refuse_usage(usage(job).c_str());
     }
-    if (optind + 1 != argc || job.makes_file != (output != nullptr))
-        return refuse_usage(usage);
-    return job.run(argv[optind], output);
+    if (argc - optind != (job.takes_file ? 1 : 0) ||
+        (job.needs_output && request.output == nullptr))
+        return refuse_usage(usage(job).c_str());
+    request.file = argv[optind];
+    return job.run(request);
 }
 
 } // namespace
@@ -178,10 +187,10 @@ int tree_command(int argc, char **argv)
 {
     const std::string_view name = argc > 1 ? argv[1] : "";
     if (name == "--help" || name == "-h")
-        return show_usage(usage);
+        return show_usage(usage().c_str());
     const auto *job = std::ranges::find(jobs, name, &tree_job::name);
     if (job == jobs.end())
-        return refuse_usage(usage);
+        return refuse_usage(usage().c_str());
     return run_word(argc, argv,
                     [job](int count, char **words) { return run_job(*job, count, words); });
 }

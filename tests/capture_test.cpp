@@ -1,0 +1,166 @@
+// Output that is caught in memory.
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <kiv/kiv_exec_lib.h>
+
+#include "short_memory.h"
+
+namespace {
+
+class Capture : public testing::Test {
+protected:
+    void SetUp() override { kiv_set_redir2buf(); }
+
+    void TearDown() override
+    {
+        char *text = kiv_get_buf();
+        kiv_reset_redir2buf();
+        std::free(text);
+    }
+
+    static void expect_captured(const std::string &text)
+    {
+        ASSERT_NE(kiv_get_buf(), nullptr);
+        EXPECT_EQ(kiv_get_buf(), text);
+        EXPECT_EQ(kiv_get_buf_len(), static_cast<int>(text.size()));
+    }
+};
+
+char *heap_copy(const std::string &text)
+{
+    char *copy = static_cast<char *>(std::malloc(text.size()));
+    std::memcpy(copy, text.data(), text.size());
+    return copy;
+}
+
+TEST_F(Capture, CollectsUntilItIsReset)
+{
+    EXPECT_EQ(kiv_is_redir2buf(), 1);
+    EXPECT_EQ(kiv_get_buf(), nullptr);
+    EXPECT_EQ(kiv_get_buf_len(), 0);
+    EXPECT_EQ(kiv_buf_printf("%s", ""), 0);
+    expect_captured("");
+    EXPECT_EQ(kiv_buf_printf("ab"), 2);
+    EXPECT_EQ(kiv_buf_printf("%d", 12), 2);
+    expect_captured("ab12");
+    char *text = kiv_get_buf();
+    kiv_reset_redir2buf();
+    EXPECT_EQ(kiv_is_redir2buf(), 0);
+    EXPECT_EQ(kiv_get_buf(), nullptr);
+    EXPECT_EQ(kiv_get_buf_len(), 0);
+    EXPECT_STREQ(text, "ab12");
+    std::free(text);
+}
+
+TEST_F(Capture, PrintsWhileItIsOff)
+{
+    kiv_reset_redir2buf();
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(kiv_buf_printf("%s-%d", "a", 5), 3);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "a-5");
+    EXPECT_EQ(kiv_get_buf(), nullptr);
+}
+
+TEST_F(Capture, TakesCallsOfAnyLength)
+{
+    std::string all;
+    for (const int size : {1023, 1, 1024, 3, 100'000, 7, 5'000'000}) {
+        const std::string piece(static_cast<size_t>(size), static_cast<char>('a' + size % 26));
+        EXPECT_EQ(kiv_buf_printf("%s", piece.c_str()), size);
+        all += piece;
+        expect_captured(all);
+    }
+    for (int i = 0; i < 100'000; ++i) {
+        kiv_buf_printf("%d,", i);
+        all += std::to_string(i) + ',';
+    }
+    expect_captured(all);
+}
+
+TEST_F(Capture, GoesOnBehindABufferOfTheCaller)
+{
+    EXPECT_EQ(kiv_set_buf(nullptr, 5), nullptr);
+    EXPECT_EQ(kiv_get_buf_len(), 0);
+    // Neither room nor an end behind the text.
+    char *mine = heap_copy("mine");
+    EXPECT_EQ(kiv_set_buf(mine, 4), mine);
+    EXPECT_EQ(kiv_get_buf(), mine);
+    EXPECT_EQ(kiv_get_buf_len(), 4);
+    kiv_buf_printf("+%d", 1);
+    expect_captured("mine+1");
+    char *grown = kiv_get_buf();
+    EXPECT_EQ(kiv_set_buf(nullptr, 2), grown);
+    expect_captured("mine+1");
+    EXPECT_EQ(kiv_set_buf(grown, 2), grown);
+    kiv_buf_printf("x");
+    expect_captured("mix");
+    kiv_set_buf(kiv_get_buf(), -1);
+    kiv_buf_printf("y");
+    expect_captured("y");
+}
+
+TEST_F(Capture, MayPrintWhatItHasCaptured)
+{
+    std::string expected = "ab";
+    kiv_buf_printf("ab");
+    for (int i = 0; i < 10; ++i) {
+        kiv_buf_printf("[%s|%s]", kiv_get_buf(), kiv_get_buf());
+        expected += '[' + expected + '|' + expected + ']';
+        expect_captured(expected);
+    }
+}
+
+TEST_F(Capture, KeepsNulCharactersAndTheErrorThatIsPrinted)
+{
+    kiv_buf_printf("a%cb", '\0');
+    EXPECT_EQ(kiv_get_buf_len(), 3);
+    EXPECT_EQ(std::memcmp(kiv_get_buf(), "a\0b", 4), 0);
+    kiv_set_buf(kiv_get_buf(), 0);
+    errno = ENOENT;
+    kiv_buf_printf("%400s%m", "");
+    expect_captured(std::string(400, ' ') + std::strerror(ENOENT));
+}
+
+TEST_F(Capture, KeepsWhatItHasWhenMoreCannotBe)
+{
+    kiv_buf_printf("kept");
+    errno = 0;
+    EXPECT_EQ(kiv_buf_printf("%lc", static_cast<wint_t>(0x7FFFFFFF)), -1);
+    EXPECT_EQ(errno, EILSEQ);
+    expect_captured("kept");
+    // What would be too long is refused before the text is touched, so it need not be there.
+    char *text = kiv_get_buf();
+    kiv_set_buf(text, INT_MAX - 4);
+    errno = 0;
+    EXPECT_EQ(kiv_buf_printf("12345"), -1);
+    EXPECT_EQ(errno, EOVERFLOW);
+    EXPECT_EQ(kiv_get_buf_len(), INT_MAX - 4);
+    kiv_set_buf(text, 4);
+    expect_captured("kept");
+}
+
+TEST_F(Capture, KeepsWhatItHasWhenMemoryIsShort)
+{
+    kiv_buf_printf("kept");
+    int count = 0;
+    int error = 0;
+    {
+        const kiv_tests::short_memory limited;
+        if (!limited.is_effective())
+            GTEST_SKIP() << "memory cannot be limited here";
+        count = kiv_buf_printf("%*s", 100 << 20, "");
+        error = errno;
+    }
+    EXPECT_EQ(count, -1);
+    EXPECT_EQ(error, ENOMEM);
+    expect_captured("kept");
+}
+
+} // namespace

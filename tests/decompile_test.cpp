@@ -1,0 +1,336 @@
+// The way back from a compiled tree to its grammar.
+
+#include <cstring>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include <kiv/extras.h>
+
+#include "grammar/compile.h"
+#include "grammar/decompile.h"
+
+using kiv::grammar::compile;
+using kiv::grammar::decompile;
+using kiv::grammar::decompiled;
+using kiv::grammar::result;
+
+using namespace std::string_view_literals;
+
+namespace {
+
+void expect_round_trip(const std::string &grammar)
+{
+    const result compiled = compile(grammar);
+    ASSERT_TRUE(compiled.errors.empty())
+        << compiled.errors[0].line << ": " << compiled.errors[0].text << '\n'
+        << grammar;
+    const decompiled back = decompile(compiled.nodes);
+    ASSERT_FALSE(back.fault) << back.fault->node << ": " << back.fault->why << '\n' << grammar;
+    const result again = compile(back.text);
+    ASSERT_EQ(again.nodes.size(), compiled.nodes.size()) << back.text;
+    EXPECT_EQ(std::memcmp(again.nodes.data(), compiled.nodes.data(),
+                          again.nodes.size() * sizeof(again.nodes[0])),
+              0)
+        << grammar << "became\n"
+        << back.text;
+}
+
+// What is written is as a person would write it: these texts come back as they are.
+TEST(Decompile, WritesReadableGrammar)
+{
+    const char *grammars[] = {
+        "root\n"
+        "  terminal\n",
+
+        "module lab\n\n"
+        "root\n"
+        "  submode \"switch\"\n"
+        "  priority 3\n\n"
+        "keyword show \"Show \\\"it\\\" \\\\\"\n"
+        "  name \"the show\"\n"
+        "  module own\n"
+        "  handler f\n"
+        "  generator g\n"
+        "  priority 1\n"
+        "  roles network-operator svc-admin 7 9-11\n"
+        "  interfaces 0x8000000000000001\n"
+        "  token-id -2147483648\n"
+        "  command-id 7\n"
+        "  message-type 944\n"
+        "  internal-function 65535\n"
+        "  optional 1\n"
+        "  action 0x80000010\n"
+        "  argument int 0..3600 \"Seconds\"\n"
+        "    or vsan 1..4093\n"
+        "    name deep\n"
+        "    run set\n"
+        "    submode \"\" \"help\"\n"
+        "    link end\n\n"
+        "keyword end\n"
+        "  name end\n"
+        "  terminal\n"
+        "  roles none\n"
+        "  link \"the show\"\n"
+        "link deep\n",
+
+        "keyword a\n  terminal\n\n"
+        "module m\n\n"
+        "keyword b\n  terminal\n\n"
+        "keyword c\n  keyword d\n    terminal\n  keyword e\n    module n\n    terminal\n\n"
+        "module \"\"\n\n"
+        "keyword f\n  terminal\n  roles 0-126\n",
+    };
+    for (const char *grammar : grammars) {
+        ASSERT_NO_FATAL_FAILURE(expect_round_trip(grammar));
+        EXPECT_EQ(decompile(compile(grammar).nodes).text, grammar);
+    }
+}
+
+TEST(Decompile, BringsBackTheTreeOfTheLab)
+{
+    std::ostringstream grammar;
+    grammar << std::ifstream(MAIN_GRAMMAR).rdbuf();
+    expect_round_trip(grammar.str());
+}
+
+// Grammars of every statement and type, in any mixture.
+class grammar_maker {
+public:
+    explicit grammar_maker(unsigned seed) : random_(seed) {}
+
+    std::string make()
+    {
+        if (one_in(2))
+            add(0, "module " + text());
+        if (one_in(2)) {
+            add(0, "root");
+            properties(1);
+        }
+        for (int i = 0; i < 6; ++i) {
+            if (one_in(3))
+                add(0, "module " + text());
+            node(0);
+        }
+        for (int i = 0; i < targets; ++i)
+            add(0, "keyword target" + std::to_string(i) + "\n  terminal\n  name " +
+                       std::string(target_names[i]));
+        return grammar_;
+    }
+
+private:
+    static constexpr int targets = 3;
+    static constexpr const char *target_names[targets] = {"t0", "\"t 1\"", "\"t\\\"2\\\\\""};
+
+    unsigned below(unsigned end) { return static_cast<unsigned>(random_() % end); }
+    bool one_in(unsigned count) { return below(count) == 0; }
+
+    void add(int level, const std::string &words)
+    {
+        grammar_ += std::string(static_cast<size_t>(2 * level), ' ') + words + '\n';
+    }
+
+    std::string text()
+    {
+        constexpr const char *texts[] = {"x",
+                                         "\"\"",
+                                         "\"two words\"",
+                                         "\"\\\"q\\\" \\\\\"",
+                                         "#no",
+                                         "!no",
+                                         "\\",
+                                         "\xC3\xBC\xE2\x82\xAC",
+                                         "root",
+                                         "\"a  b \"",
+                                         "subtype",
+                                         "0x1"};
+        return texts[below(std::size(texts))];
+    }
+
+    std::string filled() { return one_in(2) ? "f" : "\"f \\\\ \\\"\""; }
+    std::string help() { return one_in(2) ? "" : " \"help \\\"\\\\ \xC3\xBC\""; }
+    std::string number(unsigned long long most) { return std::to_string(random_() % most); }
+
+    std::string type()
+    {
+        constexpr const char *types[] = {"int",
+                                         "int -2147483648..2147483647",
+                                         "int -5..-1",
+                                         "int 0..0",
+                                         "int subtype 7",
+                                         "int-range 1..2",
+                                         "int-multi-range",
+                                         "hex",
+                                         "hex 10..0xff",
+                                         "hex-range 0..0",
+                                         "hex-multi-range subtype 4294967295",
+                                         "vsan",
+                                         "vsan 0..0",
+                                         "vsan-range 5..10",
+                                         "vsan-multi-range subtype 1",
+                                         "string",
+                                         "string 0",
+                                         "string 2147483647",
+                                         "line",
+                                         "uri",
+                                         "uri 0",
+                                         "uri 0xffffffff",
+                                         "interface",
+                                         "interface 0",
+                                         "interface-range 0x8000000000000000",
+                                         "ipv4",
+                                         "ipv6",
+                                         "ip",
+                                         "inet-name",
+                                         "dns-name",
+                                         "user-at-host",
+                                         "mac",
+                                         "wwn",
+                                         "lun",
+                                         "guid",
+                                         "fc-id"};
+        return types[below(std::size(types))] + help();
+    }
+
+    void properties(int level)
+    {
+        const std::string lines[] = {
+            "generator " + filled(),
+            "priority " + number(65536),
+            one_in(2) ? "roles none"
+                      : "roles " + number(128) + " 3-" + std::to_string(3 + below(125)),
+            "interfaces " + std::to_string(random_()),
+            "token-id -" + number(2147483649),
+            "command-id " + number(2147483648),
+            "message-type " + number(65536),
+            "internal-function " + number(65536),
+            "optional " + number(65536),
+            "action " + std::to_string(random_() % 0x100000000 & ~0xCULL),
+            "module " + text(),
+            "name n" + std::to_string(made_),
+        };
+        for (const std::string &line : lines) {
+            if (one_in(5))
+                add(level, line);
+        }
+    }
+
+    void node(int level)
+    {
+        ++made_;
+        const bool argument = one_in(3);
+        add(level, argument ? "argument " + type() : "keyword k" + std::to_string(made_) + help());
+        if (argument && one_in(3))
+            add(level + 1, "or " + type());
+        properties(level + 1);
+        const bool leaf = level == 5 || one_in(3);
+        if (leaf || one_in(3)) {
+            add(level + 1, one_in(3) ? "terminal" : "run " + filled());
+            if (one_in(3))
+                add(level + 1, "submode " + text() + help());
+        } else if (one_in(3))
+            add(level + 1, "handler " + filled());
+        for (unsigned i = leaf ? 0 : 1 + below(3); i > 0; --i)
+            node(level + 1);
+        for (const char *name : target_names) {
+            if (one_in(8))
+                add(level + 1, std::string("link ") + name);
+        }
+    }
+
+    std::mt19937_64 random_;
+    std::string grammar_;
+    int made_ = 0;
+};
+
+TEST(Decompile, BringsBackEveryTreeOfTheCompiler)
+{
+    for (unsigned seed = 0; seed < 200 && !HasFailure(); ++seed)
+        expect_round_trip(grammar_maker(seed).make());
+}
+
+using tree = std::vector<kiv_array_tree_node>;
+
+// Four nodes: the root, "a", "b" and the argument below it.
+tree small_tree()
+{
+    return compile("keyword a\n  name n\n  run f\n"
+                   "keyword b \"h\"\n  argument int 1..2\n    or mac\n    run g\n  link n\n")
+        .nodes;
+}
+
+// Trees as other tools may make them.
+TEST(Decompile, SaysWhatGrammarCannot)
+{
+    struct refused_case {
+        size_t changed; // the node and offset at which `bytes` are put
+        size_t offset;
+        std::string_view bytes;
+        uint32_t node;
+        const char *why;
+    };
+    const refused_case cases[] = {
+        {2, 992, "x", 2, "no statement makes what is in its reserved bytes"},
+        {1, 69, "x", 1, "no statement makes what is in its token"},
+        {3, 96, "x", 3, "no statement makes what is in its help"},
+        {0, 96, "x", 0, "no statement makes what is in its help"},
+        {1, 192, "x", 1, "no statement makes what is in its sub-mode prompt"},
+        {2, 436, "x", 2, "no statement makes what is in its first parameter"},
+        {3, 447, "\x01", 3, "no statement makes what is in its first parameter"},
+        {3, 559, "x", 3, "no statement makes what is in its second parameter"},
+        {0, 950, "\x01", 0, "no statement makes what is in its children"},
+        {0, 983, "\x01", 0, "no statement makes what is in its mask of links"},
+        {3, 360, "\x40\x10\x00\x7F"sv, 3, "its type 0x4010007f has no name"},
+        {3, 443, "\0"sv, 3, "expected MIN..MAX with MIN not above MAX, found \"1..0\""},
+        {2, 96, "a\nkeyword c", 2, "expected text, found \"a\\x0akeyword c\""},
+        {1, 208, "\xC3", 1, "expected text, found \"\\xc3\""},
+        {2, 64, "two words", 2, "expected TOKEN without blanks"},
+        {2, 64, "\0"sv, 2, "expected TOKEN, found an empty text"},
+        {2, 64, "a", 2, "expected siblings with different tokens"},
+        {3, 335, "\0"sv, 3, "expected \"run\", \"terminal\" or a node below"},
+        {1, 0, "\0"sv, 2, "it links to node 1, which has no name"},
+        {3, 0, "n", 3, "expected a name of its own for every node"},
+        {2, 571, "\0"sv, 2, "it links to the root"},
+        {0, 568, "\0\2\0\1"sv, 1, "it does not stand where its line would be"},
+        {2, 952, "\0"sv, 1, "it is a child in more than one place"},
+        {2, 567, "\0"sv, 3, "no node has it for a child"},
+    };
+    for (const refused_case &each : cases) {
+        tree nodes = small_tree();
+        each.bytes.copy(reinterpret_cast<char *>(&nodes[each.changed]) + each.offset,
+                        each.bytes.size());
+        const decompiled refused = decompile(nodes);
+        EXPECT_EQ(refused.text, "") << each.why;
+        ASSERT_TRUE(refused.fault) << each.why;
+        EXPECT_EQ(refused.fault->node, each.node) << each.why;
+        EXPECT_THAT(refused.fault->why, testing::StartsWith(each.why));
+    }
+}
+
+// What is written is the whole tree, or nothing, whichever byte differs.
+TEST(Decompile, LosesNoByte)
+{
+    const tree sound = small_tree();
+    const size_t size = sound.size() * sizeof sound[0];
+    size_t written = 0;
+    for (size_t i = 0; i < size; ++i) {
+        tree nodes = sound;
+        reinterpret_cast<unsigned char *>(nodes.data())[i] ^= 0x01;
+        if (kiv_tree_check(nodes.data(), size, nullptr) != 0)
+            continue;
+        const decompiled back = decompile(nodes);
+        ASSERT_NE(back.text.empty(), !back.fault) << i;
+        if (back.fault)
+            continue;
+        ++written;
+        ASSERT_EQ(std::memcmp(compile(back.text).nodes.data(), nodes.data(), size), 0) << i;
+    }
+    EXPECT_GT(written, 100U);
+}
+
+} // namespace

@@ -1,0 +1,302 @@
+// The differences of two texts.
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <kiv/extras.h>
+#include <kiv/kiv_exec_lib.h>
+
+#include "diff_rule.h"
+#include "short_memory.h"
+
+namespace {
+
+std::string difference(const std::string &old_text, const std::string &new_text)
+{
+    const std::unique_ptr<char, decltype(&std::free)> text(
+        kiv_diff_to_str(old_text.c_str(), new_text.c_str()), std::free);
+    return text.get();
+}
+
+std::string shown(const std::string &old_text, const std::string &new_text)
+{
+    return "-- old\n" + old_text + "-- new\n" + new_text + "--\n";
+}
+
+TEST(Diff, ShowsWhatIsLeftOverOnEachLevel)
+{
+    struct diff_case {
+        const char *name;
+        std::string old_text;
+        std::string new_text;
+        std::string printed;
+    };
+    const diff_case cases[] = {
+        {"nothing", "", "", ""},
+        {"blank lines", "a\n\n \t\v\n  b\n", "\n\f\r\na\n  b\n  \n", ""},
+        {"no newline at the end", "a\n b", "a\n b\n", "    + b\n"},
+        {"a setting", "interface x\n  shutdown\n", "interface x\n  no shutdown\n",
+         "     interface x\n    -  shutdown\n    +  no shutdown\n"},
+        {"once instead of twice", "a\nb\na\n", "a\nb\n", "    -a\n"},
+        {"deep lines are of one level", "a\n  b\n     c\n         d\n", "a\n  b\n         d\n",
+         "     a\n       b\n    -     c\n"},
+        {"one blank is none", "a\n b\n", "a\n", "    - b\n"},
+        {"blanks count at both ends", "a\n  b\n", "a\n   b\n", "     a\n    -  b\n    +   b\n"},
+        {"blanks at the end", "a \n", "a\n", "    -a \n    +a\n"},
+        {"blocks whole", "x\n", "a\n  b\n\n    c\nx\n", "    +a\n    +  b\n    +    c\n"},
+        {"blocks in another order", "a\n  1\nb\n  2\n", "b\n  2\na\n  1\n", ""},
+        {"what is new comes last", "a\nb\nc\n", "n\na\nm\nc\n", "    -b\n    +n\n    +m\n"},
+        {"the first of two equal lines goes with the first", "x\n  1\nx\n  2\n", "x\n  2\n",
+         "     x\n    -  1\n    +  2\n    -x\n    -  2\n"},
+        {"a like that comes later", "x\n  1\ny\n", "y\nx\n  2\n", "     x\n    -  1\n    +  2\n"},
+        {"lines below nothing", "    c\n  b\n    d\n", "  b\n    e\na\n",
+         "    -    c\n       b\n    -    d\n    +    e\n    +a\n"},
+        {"a third level without a second", "a\n    c\n  b\n", "a\n  b\n    c\n",
+         "     a\n    -    c\n       b\n    +    c\n"},
+        {"control characters are text", "\x01\n\xE9\n", "\xE9\n", "    -\x01\n"},
+        {"a longer block behind an equal one", "a\n  b\n", "a\n  b\n  c\n", "     a\n    +  c\n"},
+    };
+    for (const diff_case &each : cases) {
+        EXPECT_EQ(difference(each.old_text, each.new_text), each.printed) << each.name;
+        EXPECT_EQ(diff_rule::difference(each.old_text, each.new_text), each.printed) << each.name;
+        EXPECT_EQ(kiv_is_diff_same(each.old_text.c_str(), each.new_text.c_str()),
+                  each.printed.empty() ? 1 : 0)
+            << each.name;
+    }
+}
+
+TEST(Diff, TakesNullForAnEmptyText)
+{
+    EXPECT_EQ(kiv_is_diff_same(nullptr, nullptr), 1);
+    EXPECT_EQ(kiv_is_diff_same(nullptr, "\n"), 1);
+    EXPECT_EQ(kiv_is_diff_same("a\n", nullptr), 0);
+    testing::internal::CaptureStdout();
+    kiv_diff(nullptr, "a\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "    +a\n");
+}
+
+TEST(Diff, PrintsOnStandardOutputWhateverIsCaptured)
+{
+    kiv_set_redir2buf();
+    testing::internal::CaptureStdout();
+    std::fputs("before\n", stdout);
+    kiv_diff("a\n", "b\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "before\n    -a\n    +b\n");
+    EXPECT_EQ(kiv_get_buf(), nullptr);
+    kiv_reset_redir2buf();
+}
+
+// Texts with many equal lines on all levels.
+class random_texts {
+public:
+    explicit random_texts(unsigned seed) : random_(seed) {}
+
+    size_t below(size_t bound) { return random_() % bound; }
+
+    std::string line(bool with_oddities)
+    {
+        static const char *const oddities[] = {"\n", "  \t\n", " z\n", "     y\n", "\ta\n", "a \n"};
+        if (with_oddities && below(8) == 0)
+            return oddities[below(std::size(oddities))];
+        const size_t level = below(3);
+        return std::string(2 * level, ' ') + static_cast<char>('a' + below(variety_)) + '\n';
+    }
+
+    std::vector<std::string> lines(size_t most, bool with_oddities)
+    {
+        variety_ = 1 + below(6);
+        std::vector<std::string> drawn(below(most + 1));
+        for (std::string &each : drawn)
+            each = line(with_oddities);
+        if (!with_oddities && !drawn.empty())
+            drawn.front() = "a\n";
+        for (size_t i = 1; !with_oddities && i < drawn.size(); ++i) {
+            if (diff_rule::level_of(drawn[i]) > diff_rule::level_of(drawn[i - 1]) + 1)
+                drawn[i].erase(0, 2);
+        }
+        return drawn;
+    }
+
+    void edit(std::vector<std::string> &drawn, bool with_oddities)
+    {
+        for (size_t edits = below(6); edits > 0; --edits) {
+            const auto at = drawn.begin() + static_cast<ptrdiff_t>(below(drawn.size() + 1));
+            const auto last = drawn.end() - at;
+            switch (below(4)) {
+            case 0:
+                drawn.insert(at, line(with_oddities));
+                break;
+            case 1:
+                drawn.erase(at, at + std::min<ptrdiff_t>(last, 3));
+                break;
+            case 2:
+                std::rotate(at, at + last / 2, drawn.end());
+                break;
+            default:
+                if (last > 0)
+                    *at = line(with_oddities);
+            }
+        }
+    }
+
+private:
+    std::mt19937 random_;
+    size_t variety_ = 1;
+};
+
+std::string joined(const std::vector<std::string> &lines)
+{
+    std::string text;
+    for (const std::string &line : lines)
+        text += line;
+    return text;
+}
+
+TEST(Diff, FollowsTheRuleOnAnyTexts)
+{
+    random_texts texts(1);
+    for (int round = 0; round < 20000 && !HasFailure(); ++round) {
+        std::vector<std::string> lines = texts.lines(round % 10 == 0 ? 200 : 20, true);
+        std::string old_text = joined(lines);
+        if (texts.below(4) == 0)
+            lines = texts.lines(20, true);
+        texts.edit(lines, true);
+        std::string new_text = joined(lines);
+        for (std::string *text : {&old_text, &new_text}) {
+            if (!text->empty() && texts.below(8) == 0)
+                text->pop_back();
+        }
+        const std::string expected = diff_rule::difference(old_text, new_text);
+        EXPECT_EQ(difference(old_text, new_text), expected) << shown(old_text, new_text);
+        EXPECT_EQ(kiv_is_diff_same(old_text.c_str(), new_text.c_str()), expected.empty() ? 1 : 0)
+            << shown(old_text, new_text);
+    }
+}
+
+// How often there is each line below the same lines.
+using contents = std::map<std::vector<std::string>, int>;
+
+void count(const diff_rule::tree &tree, std::vector<std::string> &path, contents &into)
+{
+    for (const diff_rule::node &each : tree) {
+        path.push_back(each.text);
+        ++into[path];
+        count(each.children, path, into);
+        path.pop_back();
+    }
+}
+
+contents contents_of(const std::string &text)
+{
+    contents counted;
+    std::vector<std::string> path;
+    count(diff_rule::parse(text), path, counted);
+    return counted;
+}
+
+void patch(const std::string &listing, contents &to)
+{
+    std::vector<std::string> path;
+    size_t begin = 0;
+    for (size_t end; (end = listing.find('\n', begin)) != std::string::npos; begin = end + 1) {
+        const char mark = listing[begin + 4];
+        const std::string line = listing.substr(begin + 5, end - begin - 5);
+        path.resize(static_cast<size_t>(diff_rule::level_of(line)) - 1);
+        path.push_back(line);
+        int &held = to[path];
+        held += mark == '+' ? 1 : mark == '-' ? -1 : 0;
+        EXPECT_GE(held, mark == ' ' ? 1 : 0) << line;
+        if (held == 0)
+            to.erase(path);
+    }
+}
+
+TEST(Diff, TurnsTheOldTextIntoTheNewOne)
+{
+    random_texts texts(2);
+    for (int round = 0; round < 5000 && !HasFailure(); ++round) {
+        const std::string old_text = joined(texts.lines(60, false));
+        const std::string new_text = joined(texts.lines(60, false));
+        contents applied = contents_of(old_text);
+        patch(difference(old_text, new_text), applied);
+        EXPECT_EQ(applied, contents_of(new_text)) << shown(old_text, new_text);
+    }
+}
+
+constexpr size_t million = 1'000'000;
+
+std::string repeated(const std::string &text, size_t count)
+{
+    std::string all;
+    all.reserve(text.size() * count);
+    for (size_t i = 0; i < count; ++i)
+        all += text;
+    return all;
+}
+
+std::string numbered(const std::string &before, size_t step)
+{
+    std::string all;
+    for (size_t i = 0; i < million; ++i)
+        all += before + std::to_string(i * step % million) + '\n';
+    return all;
+}
+
+// What is quadratic, or recurses into what it is given, does not come back from these in time.
+TEST(Diff, IsLinearWhateverTheTexts)
+{
+    struct hard_case {
+        const char *name;
+        std::string old_text;
+        std::string new_text;
+        size_t lines_printed;
+    };
+    const hard_case cases[] = {
+        {"wholly different", numbered("a", 1), numbered("b", 1), 2 * million},
+        {"another order", numbered("a", 1), numbered("a", 7919), 0},
+        {"backwards", numbered("a", 1), numbered("a", million - 1), 0},
+        {"one line, often", repeated("a\n", million), repeated("a\n", million - 1) + "b\n", 2},
+        {"below one line", "a\n" + repeated("  b\n", million), "a\n" + repeated("  c\n", million),
+         2 * million + 1},
+        {"two lines by turns", repeated("a\nb\n", million / 2), repeated("b\na\n", million / 2), 0},
+        {"blocks by turns", repeated("a\n  x\na\n  y\n", million / 4),
+         repeated("a\n  y\na\n  x\n", million / 4), million * 3 / 2},
+        {"lines below nothing", repeated("    a\n  b\n", million / 2), "", million},
+        {"white lines", repeated("  \n", million) + "a\n", repeated("\n    \n", million) + "b\n",
+         2},
+        {"a long line", std::string(64 << 20, 'a') + '\n', std::string(64 << 20, 'a') + "b\n", 2},
+    };
+    for (const hard_case &each : cases) {
+        const std::string printed = difference(each.old_text, each.new_text);
+        EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'),
+                  static_cast<ptrdiff_t>(each.lines_printed))
+            << each.name;
+    }
+}
+
+TEST(Diff, SaysThatMemoryIsShort)
+{
+    const std::string old_text = numbered("a", 1);
+    const std::string new_text = numbered("b", 1);
+    const kiv_tests::short_memory limited;
+    if (!limited.is_effective())
+        GTEST_SKIP() << "memory cannot be limited here";
+    errno = 0;
+    EXPECT_EQ(kiv_diff_to_str(old_text.c_str(), new_text.c_str()), nullptr);
+    EXPECT_EQ(errno, ENOMEM);
+    errno = 0;
+    EXPECT_EQ(kiv_is_diff_same(old_text.c_str(), new_text.c_str()), 0);
+    EXPECT_EQ(errno, ENOMEM);
+}
+
+} // namespace

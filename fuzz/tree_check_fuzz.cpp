@@ -4,29 +4,14 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
-#include <memory>
 
 #include <kiv/extras.h>
 
+#include "edited_tree.h"
+
 namespace {
 
-// Random bytes hardly ever make nodes, so the input is taken as edits of an empty tree: node,
-// offset within it, value.
-struct edit {
-    uint8_t node;
-    uint16_t offset;
-    uint8_t value;
-};
-
-constexpr size_t edit_size = 4;
-constexpr size_t node_count = 40;
-
-edit edit_at(const uint8_t *bytes)
-{
-    const size_t offset = static_cast<size_t>(bytes[1]) << 8 | bytes[2];
-    return {bytes[0], static_cast<uint16_t>(offset % sizeof(kiv_array_tree_node)), bytes[3]};
-}
+using fuzz::node_count;
 
 // How many nodes a walker of the whole tree comes by: shared ones once for every way to them, and
 // up to the greatest depth where links make a circle.
@@ -74,14 +59,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     kiv_tree_check(data, size, nullptr);
 
-    // On the heap, so that reads outside it are seen.
-    const auto tree = std::make_unique<kiv_array_tree_node[]>(node_count);
-    auto *bytes = reinterpret_cast<uint8_t *>(tree.get());
-    for (; size >= edit_size; data += edit_size, size -= edit_size) {
-        const edit change = edit_at(data);
-        bytes[change.node % node_count * sizeof(kiv_array_tree_node) + change.offset] =
-            change.value;
-    }
+    const auto tree = fuzz::edited_tree(data, size);
     if (kiv_tree_check(tree.get(), node_count * sizeof(kiv_array_tree_node), nullptr) == 0)
         walk(tree.get());
     return 0;

@@ -1,7 +1,9 @@
 // The check of a tree beside one pass that reads all of it.
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <numeric>
 #include <vector>
 
 #include <kiv/extras.h>
@@ -41,15 +43,38 @@ trees::tree ladder_of_size(size_t size)
     return tree;
 }
 
+trees::tree reordered(const trees::tree &tree, const std::vector<size_t> &places)
+{
+    trees::tree placed(tree.size());
+    for (size_t i = 0; i < tree.size(); ++i) {
+        kiv_array_tree_node node = tree[i];
+        for (size_t child = 0; child < node.child_count; ++child)
+            node.children[child] = static_cast<uint16_t>(places[node.children[child]]);
+        placed[places[i]] = node;
+    }
+    return placed;
+}
+
 // The same nodes the other way round, so that children come before their owners.
 trees::tree reversed(const trees::tree &tree)
 {
-    trees::tree turned(tree.rbegin(), tree.rend());
-    for (kiv_array_tree_node &node : turned) {
-        for (size_t i = 0; i < node.child_count; ++i)
-            node.children[i] = static_cast<uint16_t>(tree.size() - 1 - node.children[i]);
-    }
-    return turned;
+    std::vector<size_t> places(tree.size());
+    std::iota(places.rbegin(), places.rend(), size_t{0});
+    return reordered(tree, places);
+}
+
+// The first half the other way round.
+trees::tree half_reversed(const trees::tree &tree)
+{
+    std::vector<size_t> places(tree.size());
+    std::iota(places.begin(), places.end(), size_t{0});
+    std::reverse(places.begin(), places.begin() + static_cast<ptrdiff_t>(places.size() / 2));
+    return reordered(tree, places);
+}
+
+trees::tree reversed_ladder_of_size(size_t size)
+{
+    return reversed(ladder_of_size(size));
 }
 
 void check(const trees::tree &tree)
@@ -64,11 +89,15 @@ void check_beside_reading(benchmark::State &state)
     const trees::tree tree = trees::of_size(size);
     const trees::tree ladder = ladder_of_size(size);
     const trees::tree backward = reversed(tree);
+    const trees::tree backward_ladder = reversed(ladder);
+    const trees::tree mixed_ladder = half_reversed(ladder);
     uint64_t sum = 0;
     rounds::measure(state, {{"kiv_tree_check", [&] { check(tree); }},
                             {"read_all", [&] { benchmark::DoNotOptimize(sum += read_all(tree)); }},
                             {"ladder", [&] { check(ladder); }},
-                            {"children_first", [&] { check(backward); }}});
+                            {"children_first", [&] { check(backward); }},
+                            {"ladder_children_first", [&] { check(backward_ladder); }},
+                            {"ladder_mixed", [&] { check(mixed_ladder); }}});
 }
 
 // Trees of every size fill the same memory, which no cache holds: a tree is loaded and checked
@@ -99,6 +128,12 @@ BENCHMARK(check_beside_reading)
 
 BENCHMARK_CAPTURE(check_by_size, typical, trees::of_size)
     ->Name("check/by_size")
+    ->Iterations(30)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
+BENCHMARK_CAPTURE(check_by_size, reversed_ladder, reversed_ladder_of_size)
+    ->Name("check/by_size/reversed_ladder")
     ->Iterations(30)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);

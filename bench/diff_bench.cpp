@@ -23,7 +23,7 @@ namespace {
 
 using text_lines = std::vector<std::string>;
 
-// Blocks as a switch has them for its interfaces and virtual SANs.
+// Blocks as a switch has them for its interfaces and zones.
 text_lines configuration(size_t size)
 {
     static constexpr std::array templates{
@@ -31,18 +31,20 @@ text_lines configuration(size_t size)
         "  switchport description host-%zu port-%zu",
         "  switchport mode F",
         "  no shutdown",
-        "vsan database",
-        "  vsan %zu name production-%zu",
+        "vsan %zu name production-%zu",
         "zone name zone-%zu-%zu vsan 10",
         "  member pwwn 50:06:01:60:%02zx:e0:%02zx:7b",
         "    attribute read-only",
+        "  member fcid 0x%02zx00%02zx",
         "fcdomain domain %zu static vsan %zu",
     };
+    constexpr size_t slots = 48;
     text_lines lines;
     for (size_t i = 0; i < size; ++i) {
+        const size_t block = i / templates.size();
         char line[128];
         std::snprintf(line, sizeof line, templates[i % templates.size()], // NOLINT: from the table
-                      i / 10 % 100, i / 1000);
+                      block / slots, block % slots);
         lines.emplace_back(line);
     }
     return lines;

@@ -313,6 +313,18 @@ TEST(Decompile, SaysWhatGrammarCannot)
 }
 
 // What is written is the whole tree, or nothing, whichever byte differs.
+TEST(Decompile, RefusesARootAlone)
+{
+    kiv_array_tree_node root{};
+    for (const char *token : {"", "token"}) {
+        std::strcpy(root.token, token);
+        const decompiled back = decompile({&root, 1});
+        ASSERT_TRUE(back.fault) << token;
+        EXPECT_EQ(back.fault->node, 0U);
+        EXPECT_EQ(back.text, "");
+    }
+}
+
 TEST(Decompile, LosesNoByte)
 {
     const tree sound = small_tree();

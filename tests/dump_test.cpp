@@ -155,7 +155,6 @@ TEST(Dump, ShowsAPointerTree)
         EXPECT_EQ(display_ptr_tree(&root, 1), 0);
         EXPECT_EQ(display_ptr_tree(nullptr, 30), 1);
         second.node = &root;
-        first.next = &second;
         displayChildren(&root);
         displayChildren(&leaf);
     });

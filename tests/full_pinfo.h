@@ -3,6 +3,7 @@
 #define KIV_TESTS_FULL_PINFO_H
 
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <string_view>
 
@@ -25,6 +26,8 @@ struct three_ranges {
 struct argument_values {
     argument_values()
     {
+        uri.type = 4;
+        uri.port = 8080;
         fill(uri.scheme, "bootflash");
         fill(uri.user, "admin");
         fill(uri.password, "never shown");
@@ -41,19 +44,22 @@ struct argument_values {
     char dns_name[32];
     char user_at_host[32];
     char inet_name[32];
-    uri_info uri{.type = 4, .port = 8080};
+    uri_info uri{};
     std::array<uint8_t, 4> ip_bytes{192, 0, 2, 255};
     uint32_t ip = std::bit_cast<uint32_t>(ip_bytes);
     kiv_inet_addr ipv4{KIV_INET_IPV4, {10, 1, 0, 254}};
     kiv_inet_addr ipv6{2, {0x20, 0x01, 0x0d, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xab, 1}};
-    kiv_inet_addr ipv4_or_v6{KIV_INET_IPV4, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff, 10, 2, 3, 4}};
+    kiv_inet_addr ipv4_or_v6{KIV_INET_IPV4,
+                             {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff, 10, 2, 3, 4}};
     int32_t integer = -42;
     uint32_t intx = 0xBEEF;
     kiv_int_range integer_range{-1, 4093};
     kiv_int_range hex_range{0x10, -1};
     three_ranges integer_multi_range;
     three_ranges hex_multi_range;
-    kiv_interface interface{0x01080000};
+    kiv_interface interface {
+        0x01080000
+    };
     kiv_interface_range interface_range{3, {{1, 2}, {4, 5}, {7, 8}}};
     std::array<uint8_t, 4> hex_4{0x00, 0xEF, 0x01, 0x0A};
     std::array<uint8_t, 6> hex_6{0x00, 0x05, 0x30, 0xAB, 0xCD, 0xEF};
@@ -79,8 +85,14 @@ public:
     full_pinfo(const full_pinfo &) = delete;
     full_pinfo &operator=(const full_pinfo &) = delete;
 
-    pinfo &record() { return record_; }
-    argument_values &values() { return values_; }
+    pinfo &record()
+    {
+        return record_;
+    }
+    argument_values &values()
+    {
+        return values_;
+    }
 
 private:
     void fill_session()
@@ -123,7 +135,7 @@ private:
     }
 
     argument_values values_;
-    std::array<param_arg, KIV_PINFO_MAX_ARGS> entries_{};
+    std::array<param_arg, KIV_PINFO_ARG_PLACES> entries_{};
     pinfo record_{};
 };
 

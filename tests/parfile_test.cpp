@@ -191,7 +191,8 @@ TEST_F(DynamicNames, BeginAboveTheHighestNumber)
         {{"main_tree99", "x.main_tree7.par.gz"}, nullptr, "main_tree8.par"},
         {{"main_tree-5.par", "main_treeX.par", "main_tree 4x.par"}, nullptr, "main_tree5.par"},
         {{"main_tree2147483647.par"}, "main_tree2147483647.par", "main_tree2147483648.par"},
-        {{"main_tree2147483648.par", "main_tree99999999999999999999.par", "main_tree6.par"},
+        {{"main_tree4294967294.par"}, "main_tree4294967294.par", "main_tree4294967295.par"},
+        {{"main_tree4294967295.par", "main_tree99999999999999999999.par", "main_tree6.par"},
          "main_tree6.par",
          "main_tree7.par"},
     };
@@ -209,7 +210,7 @@ TEST_F(DynamicNames, BeginAboveTheHighestNumber)
 TEST_F(DynamicNames, StartAtTwoWithoutADirectory)
 {
     EXPECT_EQ(init(files.path("missing")), "main_tree2.par");
-    EXPECT_EQ(init(std::string(300, 'x')), "main_tree2.par");
+    EXPECT_EQ(init(std::string(5000, 'x')), "main_tree2.par");
     ::testing::internal::CaptureStdout();
     EXPECT_STREQ(kivd_dynamic_parfile_init(nullptr), "main_tree2.par");
     ::testing::internal::GetCapturedStdout();

@@ -137,7 +137,7 @@ TEST(ArgumentTypes, TakeTheWordsOfTheirFormWithinTheirBounds)
     }
 }
 
-TEST(ArgumentTypes, KnowNamedValuesAndInterfaceMasks)
+TEST(ArgumentTypes, KnowNamedValuesAndMasks)
 {
     kiv_parameter parameter{};
     parameter.type = TYPE_INT;
@@ -150,6 +150,9 @@ TEST(ArgumentTypes, KnowNamedValuesAndInterfaceMasks)
     EXPECT_EQ(describe_parameter(parameter), "<interface mgmt>");
     parameter.type_mask = ~uint64_t{0};
     EXPECT_EQ(describe_parameter(parameter), "<interface>");
+    parameter.type = TYPE_URI;
+    parameter.minimum = 0x80020081U;
+    EXPECT_EQ(describe_parameter(parameter), "<uri file|bootflash|dm-lib>");
     parameter.type = 0x40100040;
     EXPECT_EQ(check_argument(parameter, "1"), fit::wrong_form) << "unknown type";
 }

@@ -19,7 +19,9 @@ class temporary_directory {
 public:
     temporary_directory()
     {
-        std::string name = ::testing::TempDir() + "kiv.XXXXXX";
+        // In memory where there is such a place: some tests have files synchronised often.
+        std::string name =
+            std::filesystem::is_directory("/dev/shm") ? "/dev/shm/kiv.XXXXXX" : "/tmp/kiv.XXXXXX";
         EXPECT_NE(mkdtemp(name.data()), nullptr) << name;
         path_ = name;
     }

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <functional>
@@ -121,6 +122,20 @@ TEST(TreeCheck, VisitsSharedNodesOnce)
             trees::add_child(tree, owner, static_cast<uint16_t>(child));
     }
     EXPECT_EQ(check(tree).fault, KIV_TREE_SOUND);
+
+    // The same in other orders: children first, and both ways mixed.
+    const size_t last = tree.size() - 1;
+    const auto first_half_turned = [](size_t node) { return node < 20 ? 19 - node : node; };
+    EXPECT_EQ(check(trees::reordered(tree, [=](size_t node) { return last - node; })).fault,
+              KIV_TREE_SOUND);
+    EXPECT_EQ(check(trees::reordered(tree, first_half_turned)).fault, KIV_TREE_SOUND);
+    trees::tree deeper = trees::of_nodes(2 * levels + 2);
+    std::ranges::copy(tree, deeper.begin());
+    trees::add_child(deeper, last, static_cast<uint16_t>(last + 1));
+    for (const auto &way : std::vector<std::function<size_t(size_t)>>{
+             [](size_t node) { return node; }, [=](size_t node) { return last + 2 - node; },
+             first_half_turned})
+        EXPECT_EQ(check(trees::reordered(deeper, way)).fault, KIV_TREE_TOO_DEEP);
 }
 
 TEST(TreeCheck, RefusesBuffersThatAreNoSequenceOfNodes)

@@ -16,6 +16,7 @@
 
 #include "grammar/compile.h"
 #include "switch_root.h"
+#include "trees.h"
 
 using kiv::grammar::compile;
 using testing::EndsWith;
@@ -202,13 +203,32 @@ TEST_F(TreeCommand, RefusesUnsoundTrees)
              {"dump", "show", "show --grammar", "graph", "stats", "publish -d ."}) {
             EXPECT_EQ(run(std::string("% ") + job + ' ' + name), 1) << job;
             EXPECT_EQ(read("out"), "") << job;
-            EXPECT_EQ(read("err"), fault) << job;
+            EXPECT_EQ(read("err"), std::string("kivctl: ") + fault) << job;
         }
     }
     EXPECT_EQ(run("% check --json bad.par"), 1);
     EXPECT_EQ(read("out"),
               "{\"file\": \"bad.par\", \"sound\": false, \"node\": 1, \"fault\": \"more "
               "children than a node holds\"}\n");
+    EXPECT_EQ(run("% check --json empty.par"), 1);
+    EXPECT_EQ(read("out"), "{\"file\": \"empty.par\", \"sound\": false, \"fault\": \"no node\"}\n");
+    EXPECT_EQ(run("head -c 66000000 /dev/zero >long.par; % check long.par"), 1);
+    EXPECT_EQ(read("out"), "long.par: more nodes than an index can name\n");
+}
+
+TEST_F(TreeCommand, RefusesADumpThatWouldNotEnd)
+{
+    trees::tree ladder = trees::of_nodes(2 * 31);
+    for (size_t owner = 0; owner + 2 < ladder.size(); ++owner) {
+        trees::add_child(ladder, owner, static_cast<uint16_t>(owner / 2 * 2 + 2));
+        trees::add_child(ladder, owner, static_cast<uint16_t>(owner / 2 * 2 + 3));
+    }
+    write("ladder.par",
+          {reinterpret_cast<const char *>(ladder.data()), ladder.size() * sizeof ladder[0]});
+    EXPECT_EQ(run("% dump ladder.par"), 1);
+    EXPECT_EQ(read("err"), "kivctl: ladder.par: nodes are shared so often that the dump would have "
+                           "over 12648448 lines\n");
+    EXPECT_EQ(run("% show ladder.par"), 0);
 }
 
 // What stands for dot says what it got, and what it is told to say.

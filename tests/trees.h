@@ -39,6 +39,20 @@ inline tree chain(size_t levels)
     return nodes;
 }
 
+// The same tree with node i at place(i).
+template <typename Place>
+tree reordered(const tree &nodes, Place place)
+{
+    tree placed = of_nodes(nodes.size());
+    for (size_t i = 0; i < nodes.size(); ++i) {
+        kiv_array_tree_node node = nodes[i];
+        for (size_t child = 0; child < node.child_count; ++child)
+            node.children[child] = static_cast<uint16_t>(place(size_t{node.children[child]}));
+        placed[place(i)] = node;
+    }
+    return placed;
+}
+
 inline kiv_ptr_tree_node ptr_node(char *token)
 {
     kiv_ptr_tree_node node{};

@@ -9,6 +9,9 @@
 
 #include <arpa/inet.h>
 
+#include <kiv/kiv_lib.h>
+#include <kiv/platform/uriparse.h>
+
 #include "failure.h"
 
 namespace kiv_shell {
@@ -205,47 +208,22 @@ fit check_line(const kiv_parameter &, string_view text)
     return form(!text.empty());
 }
 
-// Bit i of a parameter's mask allows scheme i.
-constexpr std::array<string_view, 7> uri_schemes{"file", "ftp",  "tftp", "scp",
-                                                 "sftp", "http", "https"};
-
-bool is_scheme(string_view text)
+// 0 for a scheme that neither the system nor the shell knows.
+uint32_t uri_type(const char *scheme)
 {
-    return !text.empty() && is_letter(text.front()) && is_all(text, [](char c) {
-        return is_letter(c) || is_digit(c) || c == '+' || c == '-' || c == '.';
-    });
+    const uint32_t type = uri_map_get_uri_type_from_scheme(scheme);
+    return type != 0 ? type : kiv_get_uri_type_from_scheme(scheme);
 }
 
-// The characters of RFC 3986, with every '%' before two hexadecimal digits.
-bool is_uri_text(string_view text)
-{
-    constexpr string_view marks = "-._~:/?#[]@!$&'()*+,;=";
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (is_letter(text[i]) || is_digit(text[i]) || marks.find(text[i]) != string_view::npos)
-            continue;
-        if (text[i] != '%' || i + 2 >= text.size() || !is_hex_digit(text[i + 1]) ||
-            !is_hex_digit(text[i + 2]))
-            return false;
-        i += 2;
-    }
-    return true;
-}
-
+// The mask of a parameter is made of types of schemes.
 fit check_uri(const kiv_parameter &parameter, string_view text)
 {
-    const size_t colon = text.find(':');
-    if (colon == string_view::npos || !is_scheme(text.substr(0, colon)) ||
-        !is_uri_text(text.substr(colon + 1)))
+    uriparse_pool pool{.magic = URIPARSE_POOL_MAGIC, .size = sizeof pool, .area = {}};
+    sysmgr_strings_init(pool.area, URIPARSE_POOL_STRINGS, sizeof pool.area);
+    if (uriparse_parse(std::string(text).c_str(), &pool, 1) != 0)
         return fit::wrong_form;
     const uint32_t allowed = parameter.minimum;
-    if (allows_any(allowed))
-        return fit::fits;
-    const std::string scheme = lower_case(text.substr(0, colon));
-    for (size_t i = 0; i < uri_schemes.size(); ++i) {
-        if ((allowed >> i & 1) != 0 && scheme == uri_schemes[i])
-            return fit::fits;
-    }
-    return fit::out_of_bounds;
+    return within(allows_any(allowed) || (allowed & uri_type(uriparse_scheme_get(&pool))) != 0);
 }
 
 using address_bytes = std::array<unsigned char, sizeof(in6_addr)>;
@@ -446,28 +424,50 @@ std::string show_length(const kiv_parameter &parameter)
     return longest == 0 ? "" : " of up to " + std::to_string(longest) + " bytes";
 }
 
-// " a|b" for the names whose bits are in the mask; nothing where any will do.
-template <class Table, class Mask, class Name>
-std::string show_names(const Table &table, Mask mask, Name name_of)
+// " a|b" for the bits of the mask that have names; nothing where any will do.
+template <class Mask, class Name>
+std::string show_names(Mask mask, Name name_of_bit)
 {
     std::string text;
-    for (size_t i = 0; !allows_any(mask) && i < table.size(); ++i) {
-        if ((mask >> i & 1) != 0)
-            text.append(text.empty() ? " " : "|").append(name_of(table[i]));
+    for (size_t i = 0; !allows_any(mask) && i < std::numeric_limits<Mask>::digits; ++i) {
+        const string_view name = (mask >> i & 1) != 0 ? name_of_bit(i) : string_view();
+        if (!name.empty())
+            text.append(text.empty() ? " " : "|").append(name);
     }
     return text;
 }
 
+string_view scheme_of_bit(size_t bit)
+{
+    struct named_type {
+        uint32_t type;
+        string_view scheme;
+    };
+#define URI_TYPE_ROW(name, code, scheme) named_type{code, scheme},
+    constexpr std::array of_the_system{URI_TYPE_TABLE(URI_TYPE_ROW)};
+#undef URI_TYPE_ROW
+    const uint32_t type = uint32_t{1} << bit;
+    for (const named_type &row : of_the_system) {
+        if (row.type == type)
+            return row.scheme;
+    }
+    const char *of_the_shell = kiv_get_scheme_from_uri_type(type);
+    return of_the_shell == nullptr ? "" : of_the_shell;
+}
+
+string_view interface_type_of_bit(size_t bit)
+{
+    return bit < interface_types.size() ? interface_types[bit].name : string_view();
+}
+
 std::string show_schemes(const kiv_parameter &parameter)
 {
-    return show_names(uri_schemes, uint32_t{parameter.minimum},
-                      [](string_view name) { return name; });
+    return show_names(uint32_t{parameter.minimum}, scheme_of_bit);
 }
 
 std::string show_interface_types(const kiv_parameter &parameter)
 {
-    return show_names(interface_types, uint64_t{parameter.type_mask},
-                      [](const interface_type &type) { return type.name; });
+    return show_names(uint64_t{parameter.type_mask}, interface_type_of_bit);
 }
 
 struct argument_type {

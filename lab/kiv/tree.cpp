@@ -20,7 +20,7 @@ failure check(const std::string &name, std::string_view content)
     kiv_tree_check_result found;
     if (kiv_tree_check(content.data(), content.size(), &found) == 0)
         return {};
-    return name + ": " + kiv::support::tree_fault(found);
+    return printable(name) + ": " + kiv::support::tree_fault(found);
 }
 
 } // namespace

@@ -15,7 +15,9 @@
 namespace {
 
 using kiv::field_text;
+using kiv::large_output;
 using kiv::literal;
+using kiv::small_output;
 using kiv::standard_output;
 using node_record = kiv_array_tree_node;
 
@@ -335,7 +337,7 @@ void print_str(const char *label, const char *s) noexcept
     const std::string_view text = text_or_empty(s);
     if (text.empty())
         return;
-    standard_output out;
+    small_output out;
     append_label(out, label);
     out.append(text);
     out.append(' ');
@@ -350,7 +352,7 @@ void print_u_l_long(const char *label, int64_t v) noexcept
 {
     if (v == 0)
         return;
-    standard_output out;
+    small_output out;
     append_label(out, label);
     out.append_number(v);
     out.append(' ');
@@ -358,21 +360,21 @@ void print_u_l_long(const char *label, int64_t v) noexcept
 
 void print_hex_value(const char *label, const void *bytes, size_t n) noexcept
 {
-    standard_output out;
+    small_output out;
     append_label(out, label);
     append_hex_value(out, bytes, n);
 }
 
 void display_array_tree(const kiv_array_tree_node *tree, int32_t index, int32_t depth) noexcept
 {
-    standard_output out;
+    large_output out;
     if (tree != nullptr)
         append_array_tree(out, tree, index, depth);
 }
 
 int display_ptr_tree(const kiv_ptr_tree_node *node, int32_t depth) noexcept
 {
-    standard_output out;
+    large_output out;
     append_ptr_tree(out, node, depth);
     return node == nullptr ? 1 : 0;
 }
@@ -380,17 +382,17 @@ int display_ptr_tree(const kiv_ptr_tree_node *node, int32_t depth) noexcept
 void display_param(const kiv_parameter *param) noexcept
 {
     KIV_ASSERT("common", param);
-    standard_output out;
+    small_output out;
     append_parameter(out, *param);
 }
 
 void displayChildren(const kiv_ptr_tree_node *node) noexcept
 {
     KIV_ASSERT("common", node);
-    standard_output out;
+    small_output out;
     for (const kiv_ptr_tree_child *child = node->children; child != nullptr; child = child->next) {
         out.append("Child: ");
-        out.append(text_or_empty(child->node->token));
+        out.append(text_or_empty(child->node == nullptr ? nullptr : child->node->token));
         out.append(' ');
     }
 }
@@ -398,7 +400,7 @@ void displayChildren(const kiv_ptr_tree_node *node) noexcept
 void displayPath(const kiv_subtree_path *path) noexcept
 {
     KIV_ASSERT("common", path);
-    standard_output out;
+    small_output out;
     append_integer(out, "Path type:", path->path_type);
     append_string(out, "Location:", field_text(path->location));
     out.append('\n');
@@ -407,7 +409,7 @@ void displayPath(const kiv_subtree_path *path) noexcept
 void show_tree_table(const kiv_tree_table_entry *entries, int32_t count) noexcept
 {
     KIV_ASSERT("common", entries != nullptr || count <= 0);
-    standard_output out;
+    large_output out;
     out.append("\n\n=======================================\n"
                "Displaying Tree Table\n"
                "=======================================\n");
@@ -421,7 +423,7 @@ void show_tree_table(const kiv_tree_table_entry *entries, int32_t count) noexcep
 
 void show_tree_table_entry(const kiv_tree_table_entry *entry) noexcept
 {
-    standard_output out;
+    small_output out;
     if (entry != nullptr)
         append_entry(out, *entry);
 }

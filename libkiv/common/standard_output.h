@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <span>
 #include <string_view>
 
 namespace kiv {
@@ -41,7 +42,7 @@ inline constexpr auto hex_digits = [] {
 // that it comes behind what the caller has printed before.
 class standard_output {
 public:
-    standard_output() = default; // NOLINT: nothing of the buffer is read before it is written
+    explicit standard_output(std::span<char> buffer) : buffer_(buffer) {}
     standard_output(const standard_output &) = delete;
     standard_output &operator=(const standard_output &) = delete;
     ~standard_output() { flush(); }
@@ -95,7 +96,7 @@ public:
     void append_hex_reversed(const uint8_t *bytes, size_t count)
     {
         while (count > 0) {
-            const size_t part = std::min(count, longest_hex_part);
+            const size_t part = std::min(count, buffer_.size() / 2);
             char *room = reserve(2 * part);
             for (const size_t rest = count - part; count > rest; room += 2)
                 std::memcpy(room, hex_digits[bytes[--count]].data(), 2);
@@ -105,13 +106,14 @@ public:
 
     void flush()
     {
+        if (length_ == 0)
+            return;
         std::fwrite(buffer_.data(), 1, length_, stdout);
         length_ = 0;
     }
 
 private:
     static constexpr size_t longest_number = 24;
-    static constexpr size_t longest_hex_part = 1024;
 
     // Room for so many characters, no more than the buffer has.
     char *reserve(size_t count)
@@ -123,9 +125,23 @@ private:
 
     void advance_to(const char *end) { length_ = static_cast<size_t>(end - buffer_.data()); }
 
-    std::array<char, size_t{64} << 10> buffer_;
+    std::span<char> buffer_;
     size_t length_ = 0;
 };
+
+// With a buffer of its own.
+template <size_t Size>
+class buffered_output : public standard_output {
+public:
+    buffered_output() : standard_output(storage_) {} // NOLINT: filled before it is read
+
+private:
+    std::array<char, Size> storage_;
+};
+
+// For a few values, and for large texts.
+using small_output = buffered_output<512>;
+using large_output = buffered_output<size_t{64} << 10>;
 
 } // namespace kiv
 

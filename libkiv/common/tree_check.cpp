@@ -64,23 +64,46 @@ kiv_tree_fault node_fault(const kiv_array_tree_node &node, size_t node_count)
 // Of each node a number of levels.
 using level_table = std::array<uint8_t, KIV_TREE_MAX_NODES>;
 
-// Trees as their compilers store them have every owned child behind its owner. Then one look at the
-// nodes in their order tells the depth of each one. False where `node` has a child that is not
-// behind it, or is too deep: only depth_check can tell then.
-bool pass_depth_on(level_table &depths, uint32_t index, const kiv_array_tree_node &node)
-{
-    const uint8_t below = static_cast<uint8_t>(depths[index] + 1);
-    const uint32_t count = bounded_child_count(node);
-    for (uint32_t i = 0; i < count; ++i) {
-        if (is_link(node, i))
-            continue;
-        const uint32_t child = node.children[i];
-        if (child <= index || below >= KIV_TREE_MAX_DEPTH)
-            return false;
-        depths[child] = std::max(depths[child], below);
+// Knows the depth of trees after one look at their nodes in order, as long as all children stand on
+// one side of their owners: behind them, as tree compilers store them, or in front.
+class ordered_depth {
+public:
+    explicit ordered_depth(level_table &levels) : levels_(levels) {}
+
+    void add(uint32_t index, const kiv_array_tree_node &node)
+    {
+        const uint32_t count = bounded_child_count(node);
+        for (uint32_t i = 0; i < count; ++i) {
+            if (!is_link(node, i))
+                add_child(index, node.children[i]);
+        }
     }
-    return true;
-}
+
+    // False where it is not known, or not all right.
+    bool is_allowed() const { return allowed_; }
+
+private:
+    enum class side { unknown, behind, in_front };
+
+    // Behind an owner, a child is one level further from a node that has none; in front of it, the
+    // owner is one level further from the node furthest below.
+    void add_child(uint32_t owner, uint32_t child)
+    {
+        const side found = child > owner ? side::behind : side::in_front;
+        if (children_ == side::unknown)
+            children_ = found;
+        const uint32_t nearer = found == side::behind ? owner : child;
+        const uint32_t further = found == side::behind ? child : owner;
+        const int levels = levels_[nearer] + 1;
+        allowed_ = allowed_ && found == children_ && child != owner && levels < KIV_TREE_MAX_DEPTH;
+        if (allowed_)
+            levels_[further] = std::max(levels_[further], static_cast<uint8_t>(levels));
+    }
+
+    level_table &levels_;
+    side children_ = side::unknown;
+    bool allowed_ = true;
+};
 
 // Measures how far down every node reaches, each node once and each link between owner and child
 // once. The path in hand is never longer than the depth limit, so a small array holds it.
@@ -171,15 +194,16 @@ kiv_tree_check_result check_nodes(const kiv_array_tree_node *tree, uint32_t node
     constexpr uint32_t fetched_ahead = 6;
     level_table levels;
     std::fill_n(levels.begin(), node_count, uint8_t{0});
-    bool depth_is_known = true;
+    ordered_depth depth(levels);
     for (uint32_t i = 0; i < node_count; ++i) {
         if (i + fetched_ahead < node_count)
             kiv::fetch(tree[i + fetched_ahead]);
         if (const kiv_tree_fault fault = node_fault(tree[i], node_count); fault != KIV_TREE_SOUND)
             return {fault, i};
-        depth_is_known = depth_is_known && pass_depth_on(levels, i, tree[i]);
+        if (depth.is_allowed())
+            depth.add(i, tree[i]);
     }
-    if (depth_is_known)
+    if (depth.is_allowed())
         return {};
     return depth_check(tree, node_count, levels).run();
 }

@@ -28,7 +28,7 @@ public:
     // nested blocks increase, so their number bounds the depth.
     void compare(lines old_lines, lines new_lines, size_t depth = 0)
     {
-        std::vector<entry> &entries = entries_[depth];
+        large_vector<entry> &entries = entries_[depth];
         pairing_.run(old_lines, new_lines, entries);
         for (const entry &each : entries) {
             if (is_decided())
@@ -47,17 +47,15 @@ public:
 private:
     bool is_decided() const { return only_first_ && !differences_.empty(); }
 
-    void compare_block(const entry &left, const std::vector<entry> &entries, size_t depth)
+    void compare_block(const entry &left, const large_vector<entry> &entries, size_t depth)
     {
         if (left.partner == no_entry) {
             differences_.add('-', left.lines);
             return;
         }
+        if (left.is_equal || depth + 1 == entries_.size()) // the last level has no children
+            return;
         const block &right = entries[left.partner].lines;
-        if (left.lines.bytes() == right.bytes())
-            return;
-        if (depth + 1 == entries_.size()) // differ in blank lines
-            return;
         differences_.enter(left.lines.text());
         compare(left.lines.children(), right.children(), depth + 1);
         differences_.leave();
@@ -65,7 +63,7 @@ private:
 
     bool only_first_;
     pairing pairing_;
-    std::array<std::vector<entry>, deepest_level> entries_;
+    std::array<large_vector<entry>, deepest_level> entries_;
     listing differences_;
 };
 

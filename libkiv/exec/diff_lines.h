@@ -100,6 +100,14 @@ public:
         return behind == end_ || starts_block(behind, level_of(begin_));
     }
 
+    // Whether the block behind this one begins with a line of this text.
+    bool is_behind(const block &before, std::string_view text) const
+    {
+        return text.size() < static_cast<size_t>(end_ - before.end) &&
+               before.end[text.size()] == '\n' &&
+               std::memcmp(before.end, text.data(), text.size()) == 0;
+    }
+
     void skip(size_t bytes) { begin_ += bytes; }
 
 private:

@@ -1,6 +1,8 @@
 #include "exec/diff_pairs.h"
 
+#include <array>
 #include <new>
+#include <span>
 
 namespace kiv::diff {
 
@@ -10,7 +12,7 @@ namespace {
 // settled one at a time: those of one side wait until their like comes on the other.
 class walk {
 public:
-    walk(lines old_lines, lines new_lines, waiting_table &waiting, std::vector<entry> &entries)
+    walk(lines old_lines, lines new_lines, waiting_table &waiting, large_vector<entry> &entries)
         : readers_{block_reader(old_lines), block_reader(new_lines)}, waiting_(waiting),
           entries_(entries)
     {
@@ -22,7 +24,7 @@ public:
             step();
         for (const side of : {old_side, new_side}) {
             while (!readers_[of].done())
-                settle_next(of);
+                settle(of, largest_batch);
         }
     }
 
@@ -34,8 +36,14 @@ private:
         const block left = olds.peek();
         const bool is_equal = news.is_next(left);
         const block right = is_equal ? left : news.peek();
-        if (left.text() != right.text() || waiting_.has(left.text(), entries_)) {
-            leave_step();
+        if (left.text() != right.text()) {
+            leave_step(left, right);
+            return;
+        }
+        strays_ = 0;
+        if (waiting_.has(left.text(), entries_)) {
+            settle(old_side, 1);
+            settle(new_side, 1);
             return;
         }
         if (!is_equal)
@@ -44,27 +52,78 @@ private:
         news.skip(right.bytes().size());
     }
 
-    // Who finds its like far back lags behind the other side by what has been put in there. It
-    // goes on alone until it is level.
-    void leave_step()
+    // Most often a single block has been put in or taken out.
+    void leave_step(const block &left, const block &right)
     {
-        bool lags[] = {settle_next(old_side), settle_next(new_side)};
+        if (readers_[new_side].is_behind(right, left.text()))
+            settle(new_side, 1);
+        else if (readers_[old_side].is_behind(left, right.text()))
+            settle(old_side, 1);
+        else
+            settle_both();
+    }
+
+    // A side that finds the next block's like among those who wait lags behind the other by what
+    // has been put in there. It goes on alone until it is level; then both are in step again.
+    void settle_both()
+    {
+        const size_t batch = ++strays_ > patience ? largest_batch : 1;
         for (const side of : {old_side, new_side}) {
-            while (lags[of] && !readers_[of].done())
-                lags[of] = settle_next(of);
+            outcome last = settle(of, batch);
+            if (last == outcome::waits)
+                continue;
+            while (last == outcome::lags && !readers_[of].done())
+                last = settle(of, batch);
+            return;
         }
     }
 
-    // Whether it has found its like, and that was not the latest of the other side.
-    bool settle_next(side of)
+    enum class outcome { waits, lags, is_level };
+
+    // Settles so many of the next blocks, but stops when they have come level with the other side.
+    // Tells how it was with the last of them.
+    outcome settle(side of, size_t count)
     {
-        const block next = readers_[of].peek();
-        readers_[of].skip(next.bytes().size());
-        const entry_index index = add(next, of);
-        waiting_.settle(index, entries_);
+        std::array<sighted, largest_batch> ahead;
+        count = look_ahead(of, std::span(ahead).first(count));
+        outcome last = outcome::waits;
+        for (size_t i = 0; i < count && last != outcome::is_level; ++i)
+            last = settle(of, ahead[i]);
+        return last;
+    }
+
+    struct sighted {
+        block lines;
+        uint64_t hash;
+    };
+
+    outcome settle(side of, const sighted &next)
+    {
+        readers_[of].skip(next.lines.bytes().size());
+        const entry_index index = add(next.lines, of);
+        waiting_.settle(index, next.hash, entries_);
         const entry_index partner = entries_[index].partner;
+        if (partner == no_entry)
+            return outcome::waits;
         const side other = of == old_side ? new_side : old_side;
-        return partner != no_entry && entries_[partner].lines.end != readers_[other].position();
+        return entries_[partner].lines.end == readers_[other].position() ? outcome::is_level
+                                                                         : outcome::lags;
+    }
+
+    // Reads the blocks that come next, and has what is known of them brought from memory.
+    size_t look_ahead(side of, std::span<sighted> ahead)
+    {
+        size_t count = 0;
+        for (block_reader reader = readers_[of]; count < ahead.size() && !reader.done(); ++count) {
+            const block next = reader.peek();
+            reader.skip(next.bytes().size());
+            ahead[count] = {next, waiting_.hash(next.text())};
+        }
+        for (const sighted &each : ahead.first(count))
+            waiting_.touch_queue(each.hash);
+        for (const sighted &each : ahead.first(count))
+            waiting_.touch_text(each.hash, entries_);
+        return count;
     }
 
     void add_pair(const block &left, const block &right)
@@ -79,18 +138,24 @@ private:
     {
         if (entries_.size() == no_entry)
             throw std::bad_alloc(); // more lines than an index can name
-        entries_.push_back({lines, of});
+        entries_.push_back({.lines = lines, .of = of});
         return static_cast<entry_index>(entries_.size() - 1);
     }
 
+    // How often in a row none of the simple explanations may hold before blocks are settled in
+    // batches.
+    static constexpr size_t patience = 4;
+    static constexpr size_t largest_batch = 16;
+
     block_reader readers_[2];
     waiting_table &waiting_;
-    std::vector<entry> &entries_;
+    large_vector<entry> &entries_;
+    size_t strays_ = 0;
 };
 
 } // namespace
 
-void pairing::run(lines old_lines, lines new_lines, std::vector<entry> &entries)
+void pairing::run(lines old_lines, lines new_lines, large_vector<entry> &entries)
 {
     entries.clear();
     waiting_.clear();

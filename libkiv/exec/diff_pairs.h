@@ -15,7 +15,7 @@ class pairing {
 public:
     // Fills `entries` with the blocks of both ranges, those of each side in their order. Pairs that
     // are equal to the last byte may be left out.
-    void run(lines old_lines, lines new_lines, std::vector<entry> &entries);
+    void run(lines old_lines, lines new_lines, large_vector<entry> &entries);
 
 private:
     waiting_table waiting_;

@@ -19,6 +19,7 @@
 namespace {
 
 using kiv::hex_digits;
+using kiv::large_output;
 using kiv::standard_output;
 using pieces = std::initializer_list<std::string_view>;
 
@@ -139,7 +140,7 @@ void print_and_free(char *text)
 void print_built(auto build)
 {
     {
-        standard_output out;
+        large_output out;
         build(out);
     }
     std::fflush(stdout);
@@ -403,4 +404,5 @@ PRINTER(print_ip, uint32_t)
 PRINTER(print_community, const kiv_community *)
 PRINTER(print_type_lid, const uint8_t *)
 PRINTER(print_interface, const kiv_interface *)
+PRINTER(print_interface_range, const kiv_interface_range *)
 #undef PRINTER

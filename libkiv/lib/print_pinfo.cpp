@@ -12,6 +12,7 @@
 namespace {
 
 using kiv::field_text;
+using kiv::large_output;
 using kiv::standard_output;
 
 using value_printer = void (*)(const param_arg &);
@@ -182,7 +183,7 @@ void append_generation(standard_output &out, const pinfo &record)
 void print_part(void (*append)(standard_output &, const pinfo &), const pinfo &record)
 {
     {
-        standard_output out;
+        large_output out;
         append(out, record);
     }
     std::fflush(stdout);
@@ -205,7 +206,7 @@ void print_pinfo_arg(const struct param_arg *arg) noexcept
     const bool has_value = arg->value != nullptr;
     const argument_type &type = type_of(*arg);
     {
-        standard_output out;
+        large_output out;
         out.append("Token id: ");
         out.append_number(arg->token_id);
         out.append(has_value ? type.label : "NULL");

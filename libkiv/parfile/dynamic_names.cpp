@@ -1,6 +1,7 @@
 // The numbered names, a fresh one for each merged tree.
 
 #include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -26,8 +27,8 @@ struct directory_closer {
     void operator()(DIR *directory) const { closedir(directory); }
 };
 
-// Numbers beyond this are nobody's: with them, the next ones would soon start over.
-constexpr long long highest_number = INT32_MAX;
+// Numbers beyond this are nobody's: with them, the next one would start over.
+constexpr long long highest_number = UINT32_MAX - 1;
 
 // The number between the stem and the next point, 0 where there is none.
 uint32_t number_of(const char *file)
@@ -55,6 +56,14 @@ void write_name(char (&into)[KIV_PAR_FILE_NAME_SIZE])
     std::snprintf(into, sizeof into, "%s%u.par", stem.data(), parfile.sequence_number);
 }
 
+void remove_from_directory(const char *name)
+{
+    kiv::fixed_text<PATH_MAX> path;
+    path.append(parfile.directory == nullptr ? "" : parfile.directory).append("/").append(name);
+    if (parfile.directory != nullptr && !path.overflowed())
+        unlink(path.c_str());
+}
+
 } // namespace
 
 char *kivd_dynamic_parfile_init(const char *dir) noexcept
@@ -63,8 +72,7 @@ char *kivd_dynamic_parfile_init(const char *dir) noexcept
     std::printf("%s: directory_name = %s\n", __func__, dir == nullptr ? "" : dir);
     parfile.sequence_number = kivd_init_sequence_no(dir);
     write_name(new_dynamic_par_file);
-    if (const auto path = kiv::path_in_directory(new_dynamic_par_file, ""))
-        unlink(path->c_str());
+    remove_from_directory(new_dynamic_par_file);
     kivd_get_new_dynamic_parfile_name();
     return kivd_update_current_dynamic_parfile_name();
 }

@@ -12,6 +12,9 @@
 
 namespace kiv::grammar {
 
+// In bytes; far beyond real grammars.
+constexpr size_t longest_text = size_t{256} << 20;
+
 struct result {
     std::vector<kiv_array_tree_node> nodes; // empty where there are errors
     std::vector<diagnostic> errors;         // in the order of the lines

@@ -82,6 +82,8 @@ std::optional<unwritable> difference(std::span<const kiv_array_tree_node> wanted
 std::optional<unwritable> recompiled_fault(const grammar_writer &written,
                                            std::span<const kiv_array_tree_node> nodes)
 {
+    if (written.text().size() > longest_text)
+        return unwritable{root_node, "the text would be longer than a grammar may be"};
     const result compiled = compile(written.text());
     if (!compiled.errors.empty()) {
         const diagnostic &error = compiled.errors.front();

@@ -21,7 +21,11 @@ public:
     void write();
     const std::string &text() const { return text_; }
     std::string take_text() { return std::move(text_); }
-    uint32_t node_of_line(size_t line) const { return line_nodes_.at(line - 1); }
+    // The root's for a line that was not written.
+    uint32_t node_of_line(size_t line) const
+    {
+        return line <= line_nodes_.size() ? line_nodes_[line - 1] : root_node;
+    }
 
 private:
     void check_places();

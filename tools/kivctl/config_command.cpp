@@ -10,6 +10,7 @@
 #include <kiv/kiv_exec_lib.h>
 
 #include "commands.h"
+#include "diff_command.h"
 #include "report.h"
 #include "support/shell_word.h"
 
@@ -20,9 +21,11 @@ namespace {
 constexpr const char *config_usage =
     "usage: kivctl config show [-o FILE]\n"
     "       kivctl config apply FILE\n"
+    "       kivctl config diff [--color[=WHEN]] OLD NEW\n"
     "\n"
-    "  show         print the running configuration, or write it to FILE\n"
-    "  apply FILE   have the shell apply a configuration file\n";
+    "  show           print the running configuration, or write it to FILE\n"
+    "  apply FILE     have the shell apply a configuration file\n"
+    "  diff OLD NEW   compare two configuration files; kivctl config diff --help tells more\n";
 
 constexpr const char *script_usage = "usage: kivctl script [--boot] FILE\n"
                                      "\n"
@@ -91,6 +94,8 @@ int config_command(int argc, char **argv)
         return run_word(argc, argv, show_config);
     if (action == "apply")
         return run_word(argc, argv, apply_config);
+    if (action == "diff")
+        return run_word(argc, argv, diff_config);
     return refuse_usage(config_usage);
 }
 

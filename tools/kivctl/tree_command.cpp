@@ -43,14 +43,15 @@ constexpr std::array jobs{
     tree_job{
         "dump", "FILE.par", "print every field, in the library's form", "",
         "The form is that of display_array_tree (kiv/common.h). A node that several nodes own\n"
-        "is printed below each of them.\n",
+        "is printed below each of them; a tree whose dump would have over 12 million lines for\n"
+        "that is refused.\n",
         dump_tree},
     tree_job{
         "show", "[--json|--grammar] FILE.par", "print the commands as a person reads them", "jg",
         "Three columns: keywords and <arguments>, the command that ends there, the help. Links\n"
         "are shown as -> [NAME], or [#NODE] for a node without a name.\n"
         "\n"
-        "  --json      nested JSON objects, with all properties\n"
+        "  --json      nested JSON objects, with what a grammar would say\n"
         "  --grammar   the grammar text that compiles to exactly this file\n",
         show_tree},
     tree_job{
@@ -101,9 +102,9 @@ std::string usage()
         name.resize(10, ' ');
         text.append("  ").append(name).append(job.summary).append("\n");
     }
-    return text +
-           "\nGRAMMAR or FILE.par may be \"-\" for standard input. kivctl tree JOB --help tells "
-           "more.\n";
+    return text + "\nThe GRAMMAR or FILE.par to read may be \"-\" for standard input. kivctl tree "
+                  "JOB --help\n"
+                  "tells more.\n";
 }
 
 std::string usage(const tree_job &job)

@@ -14,9 +14,6 @@ namespace kivctl {
 
 namespace {
 
-// Far beyond real grammars; an input without end is given up here.
-constexpr size_t longest_grammar = size_t{64} << 20;
-
 std::string_view bytes_of(const std::vector<kiv_array_tree_node> &nodes)
 {
     return {reinterpret_cast<const char *>(nodes.data()), nodes.size() * sizeof nodes[0]};
@@ -37,7 +34,7 @@ int compile_tree(const tree_request &request)
     if (are_one_file(request.file, request.output))
         return fail(request.output, "is the grammar itself");
     kiv::support::mapped_file grammar;
-    if (const int error = grammar.open(request.file, longest_grammar); error != 0)
+    if (const int error = grammar.open(request.file, kiv::grammar::longest_text); error != 0)
         return fail(request.file, std::strerror(error));
     const kiv::grammar::result compiled = kiv::grammar::compile(grammar.bytes());
     report_errors(request.file, compiled.errors);

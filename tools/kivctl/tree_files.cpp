@@ -1,6 +1,5 @@
 #include "tree_files.h"
 
-#include <cstdio>
 #include <cstring>
 
 #include <sys/stat.h>
@@ -15,26 +14,35 @@ namespace kivctl {
 
 namespace {
 
-// One node more than is allowed, so that the check can say so.
-constexpr size_t longest_tree = (KIV_TREE_MAX_NODES + 1) * sizeof(kiv_array_tree_node);
+// Twice what a tree may have: up to there the check says what is wrong, beyond it this is no tree.
+constexpr size_t longest_file = 2 * KIV_TREE_MAX_NODES * sizeof(kiv_array_tree_node);
 
 } // namespace
 
 int tree_file::open(const char *path)
 {
-    const int error = file_.open(path, longest_tree);
+    const int error = file_.open(path, longest_file);
     return error == 0 ? done : fail(path, std::strerror(error));
 }
 
 int tree_file::open_sound(const char *path)
 {
+    const int status = open(path);
+    return status == done ? refuse_faults(path) : status;
+}
+
+int tree_file::open_sound_copy(const char *path)
+{
     if (const int status = open(path); status != done)
         return status;
+    copy_ = file_.bytes();
+    return refuse_faults(path);
+}
+
+int tree_file::refuse_faults(const char *path) const
+{
     const kiv_tree_check_result found = check();
-    if (found.fault == KIV_TREE_SOUND)
-        return done;
-    std::fprintf(stderr, "%s: %s\n", path, kiv::support::tree_fault(found).c_str());
-    return failed;
+    return found.fault == KIV_TREE_SOUND ? done : fail(path, kiv::support::tree_fault(found));
 }
 
 kiv_tree_check_result tree_file::check() const

@@ -12,7 +12,8 @@
 
 namespace kivctl {
 
-// A parse-tree file, sound or not.
+// A parse-tree file, sound or not. It is mapped: whoever looks at its nodes other than through
+// records() needs a copy, since the file may be written to at any time.
 class tree_file {
 public:
     // Returns the exit status; what is wrong has been said then.
@@ -20,16 +21,20 @@ public:
 
     // Opens the file and refuses a tree that is not sound.
     int open_sound(const char *path);
+    int open_sound_copy(const char *path);
 
     // The first fault of the tree; KIV_TREE_SOUND where there is none.
     kiv_tree_check_result check() const;
 
-    std::string_view bytes() const { return file_.bytes(); }
+    std::string_view bytes() const { return copy_.empty() ? file_.bytes() : copy_; }
     size_t node_count() const { return bytes().size() / sizeof(kiv_array_tree_node); }
     kiv::grammar::tree_records records() const;
 
 private:
+    int refuse_faults(const char *path) const;
+
     kiv::support::mapped_file file_;
+    std::string copy_;
 };
 
 std::string node_count_text(size_t count);

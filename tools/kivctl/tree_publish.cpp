@@ -32,7 +32,7 @@ std::string gzip_problem(int32_t raw_status)
 int publish_tree(const tree_request &request)
 {
     tree_file tree;
-    if (const int status = tree.open_sound(request.file); status != done)
+    if (const int status = tree.open_sound_copy(request.file); status != done)
         return status;
     const char *directory =
         request.directory != nullptr ? request.directory : kiv::support::published_directory;

@@ -3,6 +3,7 @@
 #include "commands.h"
 #include "grammar/decompile.h"
 #include "report.h"
+#include "support/characters.h"
 #include "support/tree_fault.h"
 #include "tree/figures.h"
 #include "tree/graph.h"
@@ -17,6 +18,9 @@ namespace kivctl {
 
 namespace {
 
+// More than any tree whose nodes have one owner each.
+constexpr uint64_t longest_dump = uint64_t{KIV_TREE_MAX_NODES} * (KIV_NODE_MAX_CHILDREN + 1);
+
 std::string check_json(const char *path, const tree_file &tree, const kiv_tree_check_result &found)
 {
     const bool sound = found.fault == KIV_TREE_SOUND;
@@ -24,15 +28,17 @@ std::string check_json(const char *path, const tree_file &tree, const kiv_tree_c
     object.add_text("file", path).add_flag("sound", sound);
     if (sound)
         object.add_number("nodes", tree.node_count());
-    else
-        object.add_number("node", found.node).add_text("fault", kiv_tree_fault_text(found.fault));
+    else if (kiv::support::is_of_a_node(found))
+        object.add_number("node", found.node);
+    if (!sound)
+        object.add_text("fault", kiv_tree_fault_text(found.fault));
     return object.text() + '\n';
 }
 
 std::string check_text(const char *path, const tree_file &tree, const kiv_tree_check_result &found)
 {
     const bool sound = found.fault == KIV_TREE_SOUND;
-    return std::string(path) + ": " +
+    return kiv::support::printable(path) + ": " +
            (sound ? "sound, " + node_count_text(tree.node_count())
                   : kiv::support::tree_fault(found)) +
            '\n';
@@ -62,8 +68,11 @@ int check_tree(const tree_request &request)
 int dump_tree(const tree_request &request)
 {
     tree_file tree;
-    if (const int status = tree.open_sound(request.file); status != done)
+    if (const int status = tree.open_sound_copy(request.file); status != done)
         return status;
+    if (kiv::tree::dumped_lines(tree.records()) > longest_dump)
+        return fail(request.file, "nodes are shared so often that the dump would have over " +
+                                      std::to_string(longest_dump) + " lines");
     display_array_tree(tree.records().nodes().data(), 0, 0);
     return print("");
 }

@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 
 #include <kiv/parfile.h>
 
@@ -22,6 +23,7 @@ char ring_directory[KIV_PAR_FILE_PATH_SIZE];
 
 // One name for all publishers, who hold a lock: what a killed one leaves behind does not pile up.
 constexpr const char *unfinished_file = "merged.par.new";
+constexpr const char *lock_file = "merged.par.lock";
 
 constexpr size_t longest_directory = KIV_PAR_FILE_PATH_SIZE - sizeof "/merged0.par_done";
 
@@ -59,6 +61,11 @@ std::string path_of(const char *name)
     return std::string(ring_directory) + "/" + name;
 }
 
+std::string marker_of(const char *name)
+{
+    return path_of(name) + "_done";
+}
+
 // The marker of another process, of this second or of a time to come, may still win.
 int send_readers_to(const char *name)
 {
@@ -68,19 +75,30 @@ int send_readers_to(const char *name)
             return 0;
         if (newest == nullptr)
             break;
-        if (unlink((path_of(newest) + "_done").c_str()) != 0 && errno != ENOENT)
+        if (unlink(marker_of(newest).c_str()) != 0 && errno != ENOENT)
             return errno;
     }
     return EIO;
 }
 
-int lock(const unique_fd &directory)
+// Publishers take turns; nobody else can open the file and keep them waiting.
+int lock(const unique_fd &folder, unique_fd &locked)
 {
-    while (flock(directory.get(), LOCK_EX) != 0) {
+    locked = unique_fd(openat(folder.get(), lock_file, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC,
+                              S_IRUSR | S_IWUSR));
+    if (!locked)
+        return errno;
+    while (flock(locked.get(), LOCK_EX) != 0) {
         if (errno != EINTR)
             return errno;
     }
     return 0;
+}
+
+// Whatever the publisher's umask is.
+bool open_to_all(const std::string &path)
+{
+    return chmod(path.c_str(), S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH) == 0;
 }
 
 } // namespace
@@ -89,19 +107,21 @@ int publish_tree(const std::string &directory, std::string_view tree, std::strin
 {
     if (!select_ring(directory))
         return ENAMETOOLONG;
-    const unique_fd locked(open(ring_directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!locked)
+    const unique_fd folder(open(ring_directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder)
         return errno;
-    if (const int error = lock(locked); error != 0)
+    unique_fd locked;
+    if (const int error = lock(folder, locked); error != 0)
         return error;
     const char *chosen = make_writable(next_index());
     if (const int error = replace_file(path_of(chosen), tree, unfinished_file); error != 0)
         return error;
-    if (file_ha_commit(chosen) != 0)
+    if (!open_to_all(path_of(chosen)) || file_ha_commit(chosen) != 0 ||
+        !open_to_all(marker_of(chosen)))
         return errno;
     if (const int error = send_readers_to(chosen); error != 0)
         return error;
-    if (fsync(locked.get()) != 0)
+    if (fsync(folder.get()) != 0)
         return errno;
     name = chosen;
     return 0;

@@ -56,6 +56,27 @@ private:
     std::vector<uint8_t> levels_;
 };
 
+// How many lines the dump of every node has, its own among them; each node is measured once.
+class line_counter {
+public:
+    explicit line_counter(const tree_records &tree) : tree_(tree), lines_(tree.size()) {}
+
+    uint64_t count(uint32_t node, size_t depth)
+    {
+        if (lines_[node] != 0 || depth == KIV_TREE_MAX_DEPTH)
+            return lines_[node];
+        uint64_t lines = 1;
+        tree_.for_each_child(node, [&](tree_records::child each) {
+            lines += each.link ? 1 : count(each.node, depth + 1);
+        });
+        return lines_[node] = std::min<uint64_t>(lines, UINT32_MAX);
+    }
+
+private:
+    const tree_records &tree_;
+    std::vector<uint64_t> lines_;
+};
+
 uint64_t count_reachable(const tree_records &tree)
 {
     std::vector<bool> reached(tree.size());
@@ -98,6 +119,11 @@ figures measure(const tree_records &tree)
         std::ranges::count_if(references, [](uint32_t count) { return count > 1; }));
     counted.unreachable = tree.size() - count_reachable(tree);
     return counted;
+}
+
+uint64_t dumped_lines(const tree_records &tree)
+{
+    return line_counter(tree).count(root_node, 0);
 }
 
 std::string figures_text(const figures &measured, const tree_records &tree)

@@ -21,6 +21,10 @@ struct figures {
 
 figures measure(const grammar::tree_records &tree);
 
+// How many lines display_array_tree prints of the tree: a node that several own comes below each of
+// them. Stops counting at UINT32_MAX.
+uint64_t dumped_lines(const grammar::tree_records &tree);
+
 std::string figures_text(const figures &measured, const grammar::tree_records &tree);
 std::string figures_json(const figures &measured);
 

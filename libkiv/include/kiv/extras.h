@@ -43,8 +43,8 @@ KIV_EXTERN_C_BEGIN
  * `*result`, which may be null. Linear in `size`, without recursion, and reads
  * nothing outside the buffer, whatever is in it; any address will do. A null
  * buffer has no node. For a tree that is too deep, the node is the last on the
- * way down whose depth had not been measured before. Takes about 64 KiB of
- * stack. */
+ * way down whose depth had not been measured before; a cycle of more nodes than
+ * KIV_TREE_MAX_DEPTH is too deep. Takes about 64 KiB of stack. */
 KIV_API int kiv_tree_check(const void *tree, size_t size,
                            kiv_tree_check_result *result) KIV_NOEXCEPT;
 

@@ -175,10 +175,11 @@ KIV_API int populate_intf_range(kiv_interface_range *intf_range_ptr, int32_t slo
 /* -- Printers of values --------------------------------------------------- */
 
 /* The functions whose names end in _to_str return a text on the heap, null where memory is short.
- * The others print that text on standard output, and flush it. Lengths of 0 or less are empty
- * values. Null values assert their parameter's name; a null string prints nothing. */
+ * The others print that text, or nothing for null, on standard output, and flush it. Lengths of 0
+ * or less are empty values. Null values assert their parameter's name, null bytes only where there
+ * are any; a null string prints nothing. */
 
-/* Returns a copy of `s` on the heap, null where memory is short. */
+/* Returns a copy of `s` on the heap, null for null and where memory is short. */
 KIV_API char *create_str(const char *s) KIV_NOEXCEPT;
 
 /* Prints a string as it stands, whole. */
@@ -240,8 +241,8 @@ KIV_API char *print_type_net_to_str(const uint8_t *bytes, int32_t length) KIV_NO
 KIV_API void print_type_net(const uint8_t *bytes, int32_t length) KIV_NOEXCEPT;
 
 /* Names of interfaces belong to a service that this library does not have: the functions that make
- * a text print "NAME: modified/stubbed!" with their own name, and the text is empty, or for a range
- * list the " , " between its entries. */
+ * a text print a line "NAME: modified/stubbed!" with their own name, and the text is empty, or for
+ * a range list the " , " between its entries, of which it has KIV_INTERFACE_RANGES at most. */
 KIV_API char *print_interface_to_str(const kiv_interface *intf) KIV_NOEXCEPT;
 KIV_API void print_interface(const kiv_interface *intf) KIV_NOEXCEPT;
 KIV_API char *print_interface_range_to_str(const kiv_interface_range *ranges) KIV_NOEXCEPT;
@@ -253,7 +254,9 @@ KIV_API void print_guid(const kiv_guid *guid) KIV_NOEXCEPT;
 /* A line with the length, and one with the indices in hexadecimal. */
 KIV_API void print_if_index_list(const kiv_if_index_list *list) KIV_NOEXCEPT;
 
-/* Print an argument with its token id, or a whole record with its arguments; nothing for null. */
+/* Print an argument with its token id, or a whole record with its arguments; nothing for null. The
+ * record's virtual SANs go through kiv_print_vsan_mask, which asserts the size of the mask, and may
+ * be captured. */
 KIV_API void print_pinfo_arg(const struct param_arg *arg) KIV_NOEXCEPT;
 KIV_API void print_pinfo(const struct pinfo *pinfo) KIV_NOEXCEPT;
 
@@ -280,22 +283,24 @@ typedef struct kiv_scheme_map {
 #define KIV_SCHEMES 3
 extern KIV_API const kiv_scheme_map kiv_scheme_map_table[KIV_SCHEMES];
 
-/* Parses a URI (RFC 3986) into the record; the type is the system's, 0 for a scheme that the system
- * does not know. A component too long for its field is cut. A port beyond 32 bits is the nearest
- * that fits. Returns 0, or the parser's error with the record unchanged. */
+/* Parses a URI, which must have a scheme, into the record; kiv/platform/uriparse.h says how it is
+ * read. The type is the system's, 0 for a scheme that the system does not know, also for one of
+ * kiv_scheme_map_table. A component too long for its field is cut. Returns 0, or the parser's error
+ * with the record unchanged. */
 KIV_API int kiv_xml_parse_uri(struct uri_info *uri_info, const char *uri_text) KIV_NOEXCEPT;
 
 /* Fills the record from its pieces, null for an empty one: scheme, user and password of at most 30
  * characters, prefix and name of the server of 62 each and 63 together, and a path of 254, in front
- * of which a "/" is put where it has none. A scheme that the system does not know has the type of
- * kiv_scheme_map_table. Returns 0. */
+ * of which a "/" is put where it has none, also where it is empty but not null. What is longer is
+ * cut. The pieces may be strings of the record itself. A scheme that the system does not know has
+ * the type of kiv_scheme_map_table; a null scheme fails that function's assertion. Returns 0. */
 KIV_API int kiv_uri_info_populate(struct uri_info *uri_info, const char *scheme, const char *user,
                                   const char *password, const char *server_prefix,
                                   const char *server_name, int32_t port,
                                   const char *path) KIV_NOEXCEPT;
 
-/* Populates a record from another one, whose server is the new server name, without a prefix. The
- * destination comes first. Returns 0. */
+/* Populates a record from another one, whose server is the new server name, without a prefix: an
+ * empty path becomes "/". The destination comes first, and may be the source. Returns 0. */
 KIV_API int kiv_uri_info_copy(struct uri_info *dest_uri_info,
                               const struct uri_info *src_uri_info) KIV_NOEXCEPT;
 

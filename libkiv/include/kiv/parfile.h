@@ -21,19 +21,16 @@ KIV_EXTERN_C_BEGIN
 /* The size of a file name with its NUL, in a ring and in the names below. */
 #define KIV_PAR_FILE_NAME_SIZE 64
 
-/* A path of 128 characters or more does not fit: "DIRECTORY/NAME_done" for the
- * ring, "DIRECTORY/main_tree%u.par" for numbered names. Nothing is read, written
- * or removed there. */
+/* A marker's path "DIRECTORY/NAME_done" of 128 characters or more does not fit:
+ * nothing is read, written or removed there. */
 #define KIV_PAR_FILE_PATH_SIZE 128
 
 /* -- Ring of files -------------------------------------------------------- */
 
 /* Sets the directory and the ring of `count` names, which must be at least 1 before a name for
- * writing is asked for. Names without an end have KIV_PAR_FILE_NAME_SIZE characters. What is
- * written next, and the number of the next commit, stay as they are; they begin with the first name
- * and with
- * 1. In a ring that is shorter than the one before, the place is taken modulo `count`. Returns 0.
- */
+ * writing is asked for. Names without an end have KIV_PAR_FILE_NAME_SIZE characters. The place that
+ * is written next (at first the first one) and the number of the next commit (at first 1) stay as
+ * they are; the place is taken modulo `count`. Returns 0. */
 KIV_API int file_ha_init(const char *dir, char (*names)[KIV_PAR_FILE_NAME_SIZE],
                          int32_t count) KIV_NOEXCEPT;
 
@@ -62,7 +59,7 @@ extern KIV_API char new_dynamic_par_file[KIV_PAR_FILE_NAME_SIZE];
 
 /* Begins above the highest number found in `dir`, and removes the file of that number, which may be
  * incomplete. A number is what stands between "main_tree" and the next ".", wherever in the name
- * that is; text that is no number counts as none, and so does a number below 0 or above INT32_MAX.
+ * that is; text that is no number counts as none, and so does a number below 0 or above 2^32 - 2.
  * A directory without any, or that cannot be read, is as one with the number 1. Prints the name of
  * the directory. Returns current_dynamic_par_file, which new_dynamic_par_file now equals. */
 KIV_API char *kivd_dynamic_parfile_init(const char *dir) KIV_NOEXCEPT;

@@ -49,7 +49,7 @@ KIV_PLATFORM_API void bitset_from_bitarray(bitset *b, const uint8_t *array) KIV_
 
 /* Prints the storage on standard output as "0x", two lower-case hexadecimal
  * digits for each byte, the highest byte first, and one space: bit 0 is in the
- * last digit. */
+ * last digit. The form is fixed: libkiv writes it by itself, too. */
 KIV_PLATFORM_API void bitset_printf_hex(const bitset *b) KIV_PLATFORM_NOEXCEPT;
 
 /* Writes the members as a list of ranges, such as "1-5,7,10-4093", into

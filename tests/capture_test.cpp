@@ -36,7 +36,7 @@ protected:
 char *heap_copy(const std::string &text)
 {
     char *copy = static_cast<char *>(std::malloc(text.size()));
-    std::memcpy(copy, text.data(), text.size());
+    text.copy(copy, text.size());
     return copy;
 }
 
@@ -112,7 +112,8 @@ TEST_F(Capture, MayPrintWhatItHasCaptured)
     kiv_buf_printf("ab");
     for (int i = 0; i < 10; ++i) {
         kiv_buf_printf("[%s|%s]", kiv_get_buf(), kiv_get_buf());
-        expected += '[' + expected + '|' + expected + ']';
+        const std::string before = expected;
+        expected.append("[").append(before).append("|").append(before).append("]");
         expect_captured(expected);
     }
 }

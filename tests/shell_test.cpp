@@ -245,23 +245,23 @@ protected:
     // Runs lines in a session of its own. Returns whether all were done.
     bool run_lines(const std::vector<std::string> &lines) const
     {
-        session shell(chosen, tree, store, {STDOUT_FILENO, STDERR_FILENO});
+        session shell(chosen, tree, store, standard_streams());
         bool done = true;
         for (const std::string &line : lines)
-            done = shell.run_line(line) && done;
+            done = shell.run_line(line) == line_outcome::done && done;
         return done;
     }
 
     int apply(const std::string &text) const
     {
         write_file("/ubex/apply.cfg", text);
-        session shell(chosen, tree, store, {STDOUT_FILENO, STDERR_FILENO});
+        session shell(chosen, tree, store, standard_streams());
         return run_configuration_file(shell, "/ubex/apply.cfg");
     }
 
     std::string shown() const
     {
-        session shell(chosen, tree, store, {STDOUT_FILENO, STDERR_FILENO});
+        session shell(chosen, tree, store, standard_streams());
         std::string text;
         EXPECT_EQ(shell.read_configuration(text), failure());
         return text;
@@ -449,7 +449,7 @@ TEST_F(Program, HasAnExitStatusAndAMessageForEachFault)
         {"-f /ubex/missing", 1, "kiv: /ubex/missing: No such file or directory\n"},
         {"-r /ubex", 1, "kiv: /ubex: Is a directory\n"},
         {"-c", 2, "kiv: -c needs an operand"},
-        {"-c a -r b", 2, "kiv: only one of -c, -f and -r"},
+        {"-c a -r b", 2, "kiv: only one of -c, -f, -r and --session"},
         {"-e 1x", 2, "kiv: not a number: 1x"},
         {"-q 99999999999", 2, "kiv: not a number"},
         {"-o 0x-1", 2, "kiv: not a number: 0x-1"},

@@ -39,6 +39,7 @@ line_reader::outcome line_reader::fill()
 line_reader::outcome line_reader::take(std::string &line, size_t length, size_t skip)
 {
     line.assign(pending_, start_, length);
+    length_ = length;
     if (!line.empty() && line.back() == '\r')
         line.pop_back();
     start_ += length + skip;
@@ -63,13 +64,21 @@ line_reader::outcome line_reader::next(std::string &line)
     }
 }
 
+int text_sink::write(std::string_view text) const
+{
+    if (text_ == nullptr)
+        return write_all(descriptor_, text);
+    text_->append(text);
+    return 0;
+}
+
 failure output::open(const std::string &name)
 {
     file_ = unique_fd(::open(name.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
     struct stat status;
     if (!file_ || fstat(file_.get(), &status) != 0)
         return system_failure(name, errno);
-    descriptor_ = file_.get();
+    sink_ = text_sink(file_.get());
     is_regular_file_ = S_ISREG(status.st_mode);
     name_ = name;
     return {};
@@ -77,9 +86,9 @@ failure output::open(const std::string &name)
 
 failure output::finish()
 {
-    if (is_regular_file_ && ftruncate(descriptor_, 0) != 0)
+    if (is_regular_file_ && ftruncate(file_.get(), 0) != 0)
         return system_failure(name_, errno);
-    const int written = write_all(descriptor_, text_);
+    const int written = sink_.write(text_);
     const int closed = file_.close();
     const int error = written != 0 ? written : closed;
     return error == 0 ? failure() : system_failure(name_, error);

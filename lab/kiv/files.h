@@ -26,6 +26,9 @@ public:
 
     outcome next(std::string &line);
 
+    // How many bytes of the input were the line, with a "\r" and without the "\n".
+    size_t length() const { return length_; }
+
     // Why next() failed.
     const std::string &reason() const { return reason_; }
 
@@ -39,26 +42,43 @@ private:
     size_t start_ = 0;   // where the next line begins in pending_
     size_t scanned_ = 0; // how much of pending_ is known to hold no end of line
     bool at_end_ = false;
+    size_t length_ = 0;
     std::string reason_;
+};
+
+// Where text goes: to a descriptor, or to the end of a text that outlives the sink.
+class text_sink {
+public:
+    explicit text_sink(int descriptor) : descriptor_(descriptor) {}
+    explicit text_sink(std::string &text) : text_(&text) {}
+
+    // Returns 0 or an errno value (POSIX).
+    int write(std::string_view text) const;
+
+private:
+    int descriptor_ = -1;
+    std::string *text_ = nullptr;
 };
 
 // Standard output of a command, or the file that it is sent to. Nothing is written before
 // finish(), which a command that fails does not get to.
 class output {
 public:
-    // A stream that stays open.
-    explicit output(int descriptor) : descriptor_(descriptor), name_("standard output") {}
+    explicit output(text_sink sink) : sink_(sink), name_("standard output") {}
 
     // A file, made if it is missing. What it holds stays until finish().
     failure open(const std::string &name);
 
     void write(std::string_view text) { text_.append(text); }
 
+    // What has been written.
+    std::string &text() { return text_; }
+
     // Puts the output in the place of what a file holds.
     failure finish();
 
 private:
-    int descriptor_;
+    text_sink sink_;
     unique_fd file_;
     std::string name_;
     std::string text_;

@@ -85,9 +85,9 @@ failure unset(const invocation &call)
 
 constexpr std::array handlers{
     handler{"", nullptr, mode_change::none},
-    handler{"show_version", show_version, mode_change::none},
-    handler{"show_running_config", show_running_config, mode_change::none},
-    handler{"show_running_config_peer", show_running_config_peer, mode_change::none},
+    handler{"show_version", show_version, mode_change::none, true},
+    handler{"show_running_config", show_running_config, mode_change::none, true},
+    handler{"show_running_config_peer", show_running_config_peer, mode_change::none, true},
     handler{configure_function, configure_terminal, mode_change::none},
     handler{"set", set, mode_change::none},
     handler{add_function, set, mode_change::none},

@@ -23,6 +23,7 @@ struct handler {
     std::string_view name;
     failure (*run)(const invocation &call); // null: nothing beyond the change of mode
     mode_change after;
+    bool shows = false; // what it prints can be had as XML
 };
 
 constexpr std::string_view configure_function = "configure_terminal";

@@ -7,6 +7,7 @@
 
 #include <fcntl.h>
 
+#include "command_session.h"
 #include "files.h"
 #include "options.h"
 #include "run.h"
@@ -63,7 +64,9 @@ int start(int argc, char **argv)
     }
     const tree_view view = tree.view();
     const configuration_store store(store_directory);
-    session shell(chosen, view, store, {STDOUT_FILENO, STDERR_FILENO});
+    if (chosen.input == input_kind::session)
+        return run_command_session(chosen, view, store);
+    session shell(chosen, view, store, standard_streams());
     return run(shell);
 }
 

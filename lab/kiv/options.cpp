@@ -7,13 +7,17 @@
 namespace kiv_shell {
 
 const char *const usage_text =
-    "usage: kiv [-c COMMAND | -f FILE | -r FILE] [-e N] [-q N] [-o N] [-L] [-V VERSION]\n"
+    "usage: kiv [-c COMMAND | -f FILE | -r FILE | --session] [-e N] [-q N] [-o N] [-L]\n"
+    "           [-V VERSION]\n"
     "\n"
     "  -c COMMAND   run one command line\n"
     "  -f FILE      run the command lines of a file, up to the first that fails\n"
     "  -r FILE      apply a configuration file: all of it, or nothing where a line is wrong\n"
     "  -nRc, -nRf, -nRr\n"
     "               the same as -c, -f, -r\n"
+    "  --session    answer command lines from standard input, for a program: each answer ends "
+    "with\n"
+    "               KIV_CALLBACK_SUCCESS, KIV_CALLBACK_ERROR or KIV_PARSE_ERROR\n"
     "  -e N         flags; 0x8000: the bootstrap pass of -r, which only checks the file\n"
     "  -q N         not 0: no informational messages\n"
     "  -o N         flags; 1: the running configuration without its heading\n"
@@ -30,9 +34,9 @@ namespace {
 failure set_input(options &into, input_kind kind, const char *operand)
 {
     if (into.input != input_kind::standard_input)
-        return "only one of -c, -f and -r";
+        return "only one of -c, -f, -r and --session";
     into.input = kind;
-    into.operand = operand;
+    into.operand = operand == nullptr ? "" : operand;
     return {};
 }
 
@@ -87,6 +91,7 @@ constexpr std::array option_table{
     option{"-nRf", true, take_input<input_kind::command_file>},
     option{"-r", true, take_input<input_kind::configuration_file>},
     option{"-nRr", true, take_input<input_kind::configuration_file>},
+    option{"--session", false, take_input<input_kind::session>},
     option{"-e", true, take_number<&options::execution>},
     option{"-q", true, take_number<&options::quiet>},
     option{"-o", true, take_number<&options::output_form>},

@@ -9,7 +9,7 @@
 
 namespace kiv_shell {
 
-enum class input_kind { standard_input, command, command_file, configuration_file };
+enum class input_kind { standard_input, command, command_file, configuration_file, session };
 
 // In -e: the bootstrap pass of a configuration file, which checks it and stores nothing.
 constexpr int bootstrap_flag = 0x8000;

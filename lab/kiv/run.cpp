@@ -28,6 +28,11 @@ unique_fd open_input(const std::string &name)
     return file;
 }
 
+int status_of(line_outcome ended)
+{
+    return ended == line_outcome::done ? status_done : status_failed;
+}
+
 } // namespace
 
 int run(session &shell)
@@ -35,11 +40,12 @@ int run(session &shell)
     const options &chosen = shell.chosen();
     switch (chosen.input) {
     case input_kind::command:
-        return shell.run_line(chosen.operand) ? status_done : status_failed;
+        return status_of(shell.run_line(chosen.operand));
     case input_kind::command_file:
         return run_command_file(shell, chosen.operand);
     case input_kind::configuration_file:
         return run_configuration_file(shell, chosen.operand);
+    case input_kind::session:
     case input_kind::standard_input:
         break;
     }
@@ -62,7 +68,7 @@ int run_standard_input(session &shell)
         }
         if (outcome == line_reader::outcome::end)
             break;
-        if (!shell.run_line(line))
+        if (shell.run_line(line) != line_outcome::done)
             status = status_failed;
     }
     return status;
@@ -81,7 +87,8 @@ int run_command_file(session &shell, const std::string &name)
             complain(lines.reason());
         if (outcome != line_reader::outcome::line)
             return outcome == line_reader::outcome::end ? status_done : status_failed;
-        if (!shell.run_line(line, printable(name) + ":" + std::to_string(number) + ": "))
+        const std::string location = printable(name) + ":" + std::to_string(number) + ": ";
+        if (shell.run_line(line, location) != line_outcome::done)
             return status_failed;
     }
     return status_done;

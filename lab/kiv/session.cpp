@@ -4,6 +4,7 @@
 
 #include "files.h"
 #include "handlers.h"
+#include "xml.h"
 
 namespace kiv_shell {
 
@@ -54,19 +55,20 @@ failure session::stay_in_configuration_mode()
     return {};
 }
 
-bool session::run_line(std::string_view line, std::string_view location)
+line_outcome session::run_line(std::string_view line, std::string_view location)
 {
     if (is_blank_or_comment(line))
-        return true;
+        return line_outcome::done;
     const parse_result parsed = parse_command(tree_, modes_.current(), line);
     if (const auto *error = std::get_if<line_error>(&parsed)) {
         report(location, line, *error);
-        return false;
+        return line_outcome::not_understood;
     }
     const failure failed = execute(std::get<command>(parsed));
-    if (failed)
-        report(location, *failed);
-    return !failed;
+    if (!failed)
+        return line_outcome::done;
+    report(location, *failed);
+    return line_outcome::failed;
 }
 
 failure session::find(const command &parsed, const handler *&found) const
@@ -92,6 +94,8 @@ failure session::execute(const command &parsed)
     }
     if (auto failed = found->run == nullptr ? failure() : found->run({*this, parsed, out}))
         return failed;
+    if (found->shows && shows_xml_)
+        out.text() = xml_show(canonical_line(parsed), out.text());
     if (auto failed = out.finish())
         return failed;
     ended_ = found->after == mode_change::leave && modes_.size() == 1;
@@ -148,7 +152,7 @@ void session::report(std::string_view location, std::string_view text) const
 {
     std::string message(location);
     message.append("% ").append(text).append("\n");
-    write_all(where_.error, message);
+    where_.error.write(message);
 }
 
 void session::report(std::string_view location, std::string_view line,
@@ -156,13 +160,13 @@ void session::report(std::string_view location, std::string_view line,
 {
     std::string message = pointed_out(line, error.position);
     message.append(location).append("% ").append(error.text).append("\n");
-    write_all(where_.error, message);
+    where_.error.write(message);
 }
 
 void session::inform(std::string_view text) const
 {
     if (chosen_.quiet == 0)
-        write_all(where_.output, text);
+        where_.output.write(text);
 }
 
 } // namespace kiv_shell

@@ -8,6 +8,7 @@
 
 #include "configuration.h"
 #include "failure.h"
+#include "files.h"
 #include "modes.h"
 #include "options.h"
 #include "parser.h"
@@ -19,8 +20,19 @@ namespace kiv_shell {
 struct handler;
 
 struct streams {
-    int output;
-    int error;
+    text_sink output;
+    text_sink error;
+};
+
+inline streams standard_streams()
+{
+    return {text_sink(STDOUT_FILENO), text_sink(STDERR_FILENO)};
+}
+
+enum class line_outcome {
+    done,
+    failed,         // the command is one, but could not be done
+    not_understood, // the line is no command of the mode
 };
 
 class session {
@@ -36,13 +48,16 @@ public:
     // Puts the session into configuration mode for good, as for a configuration file.
     failure stay_in_configuration_mode();
 
-    // Runs a line in the current mode and reports what is wrong with it, after `location`.
-    // Returns whether it was done; a blank line is.
-    bool run_line(std::string_view line, std::string_view location = {});
+    // Runs a line in the current mode and reports what is wrong with it, after `location`. A blank
+    // line is done.
+    line_outcome run_line(std::string_view line, std::string_view location = {});
 
     // The handler that the shell has for the command; execute() fails the same way.
     failure find(const command &parsed, const handler *&found) const;
     failure execute(const command &parsed);
+
+    // Whether show commands print XML from now on; at first they do not.
+    void show_as_xml(bool wanted) { shows_xml_ = wanted; }
 
     // Set by a command that leaves the outermost mode.
     bool ended() const { return ended_; }
@@ -75,6 +90,7 @@ private:
     mode_stack modes_;
     configuration *open_change_ = nullptr;
     bool ended_ = false;
+    bool shows_xml_ = false;
 };
 
 } // namespace kiv_shell

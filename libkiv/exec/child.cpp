@@ -1,6 +1,7 @@
 #include "child.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
@@ -53,6 +54,30 @@ int32_t run_program(const char *path, const char *const *argv)
 int32_t run_line(const char *line)
 {
     return std::system(line);
+}
+
+pid_t fork_caller()
+{
+    return fork();
+}
+
+void become_program(const char *path, const char *const *argv)
+{
+    execv(path, const_cast<char *const *>(argv));
+}
+
+bool has_ended(pid_t child)
+{
+    siginfo_t found{};
+    const int result = waitid(P_PID, static_cast<id_t>(child), &found, WEXITED | WNOHANG | WNOWAIT);
+    return result == 0 ? found.si_pid == child : errno == ECHILD;
+}
+
+void reap(pid_t child, bool kill_first)
+{
+    if (kill_first && !has_ended(child))
+        kill(child, SIGKILL);
+    wait_for(child);
 }
 
 } // namespace kiv

@@ -37,7 +37,7 @@ public:
                 compare_block(each, entries, depth);
         }
         for (const entry &each : entries) {
-            if (each.of == new_side && each.partner == no_entry)
+            if (each.of == new_side && each.state == status::waits)
                 differences_.add('+', each.lines);
         }
     }
@@ -49,13 +49,14 @@ private:
 
     void compare_block(const entry &left, const large_vector<entry> &entries, size_t depth)
     {
-        if (left.partner == no_entry) {
+        if (left.state == status::waits) {
             differences_.add('-', left.lines);
             return;
         }
-        if (left.is_equal || depth + 1 == entries_.size()) // the last level has no children
+        if (left.state == status::equal ||
+            depth + 1 == entries_.size()) // the last level has no children
             return;
-        const block &right = entries[left.partner].lines;
+        const block &right = entries[left.link].lines;
         differences_.enter(left.lines.text());
         compare(left.lines.children(), right.children(), depth + 1);
         differences_.leave();

@@ -83,6 +83,8 @@ public:
     // Where the next block begins.
     const char *position() const { return begin_; }
 
+    size_t bytes_left() const { return static_cast<size_t>(end_ - begin_); }
+
     block peek() const
     {
         const char *text_end = end_of_line(begin_, end_);

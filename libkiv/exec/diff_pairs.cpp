@@ -67,7 +67,9 @@ private:
     // has been put in there. It goes on alone until it is level; then both are in step again.
     void settle_both()
     {
-        const size_t batch = ++strays_ > patience ? largest_batch : 1;
+        if (++strays_ == despair)
+            expect_many();
+        const size_t batch = strays_ > patience ? largest_batch : 1;
         for (const side of : {old_side, new_side}) {
             outcome last = settle(of, batch);
             if (last == outcome::waits)
@@ -102,12 +104,21 @@ private:
         readers_[of].skip(next.lines.bytes().size());
         const entry_index index = add(next.lines, of);
         waiting_.settle(index, next.hash, entries_);
-        const entry_index partner = entries_[index].partner;
-        if (partner == no_entry)
+        const entry &settled = entries_[index];
+        if (settled.state == status::waits)
             return outcome::waits;
         const side other = of == old_side ? new_side : old_side;
-        return entries_[partner].lines.end == readers_[other].position() ? outcome::is_level
-                                                                         : outcome::lags;
+        return entries_[settled.link].lines.end == readers_[other].position() ? outcome::is_level
+                                                                              : outcome::lags;
+    }
+
+    // Most of what is left will have to be settled, so memory for it is taken at once. As many
+    // bytes as the texts have are entries enough for lines of usual length.
+    void expect_many()
+    {
+        const size_t bytes = readers_[old_side].bytes_left() + readers_[new_side].bytes_left();
+        entries_.reserve(entries_.size() + bytes / sizeof(entry));
+        waiting_.reserve(bytes / sizeof(entry) / 4);
     }
 
     // Reads the blocks that come next, and has what is known of them brought from memory.
@@ -130,21 +141,23 @@ private:
     {
         const entry_index left_index = add(left, old_side);
         const entry_index right_index = add(right, new_side);
-        entries_[left_index].partner = right_index;
-        entries_[right_index].partner = left_index;
+        entries_[left_index].link = right_index;
+        entries_[right_index].link = left_index;
+        entries_[left_index].state = entries_[right_index].state = status::paired;
     }
 
     entry_index add(const block &lines, side of)
     {
         if (entries_.size() == no_entry)
             throw std::bad_alloc(); // more lines than an index can name
-        entries_.push_back({.lines = lines, .of = of});
+        entries_.push_back({lines, no_entry, of, status::waits});
         return static_cast<entry_index>(entries_.size() - 1);
     }
 
     // How often in a row none of the simple explanations may hold before blocks are settled in
-    // batches.
+    // batches, and until the texts are taken to be in different orders.
     static constexpr size_t patience = 4;
+    static constexpr size_t despair = 64;
     static constexpr size_t largest_batch = 16;
 
     block_reader readers_[2];

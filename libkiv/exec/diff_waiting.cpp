@@ -1,6 +1,7 @@
 #include "exec/diff_waiting.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace kiv::diff {
 
@@ -51,21 +52,22 @@ void waiting_table::settle(entry_index index, uint64_t hash, large_vector<entry>
     }
     entry &first = entries[found.first];
     if (first.of == newcomer.of) {
-        entries[found.last].next = index;
+        entries[found.last].link = index;
         found.last = index;
         return;
     }
-    newcomer.partner = found.first;
-    first.partner = index;
-    first.is_equal = newcomer.is_equal = first.lines.bytes() == newcomer.lines.bytes();
-    found.first = first.next;
+    const bool is_equal = first.lines.bytes() == newcomer.lines.bytes();
+    first.state = newcomer.state = is_equal ? status::equal : status::paired;
+    newcomer.link = found.first;
+    found.first = first.link;
+    first.link = index;
 }
 
 waiting_table::queue &waiting_table::open(entry_index index, uint64_t hash,
                                           const large_vector<entry> &entries)
 {
     if (2 * used_ >= queues_.size())
-        grow();
+        grow(std::max(smallest_table, 2 * queues_.size()));
     queue &found = queues_[find(hash, entries[index].lines.text(), entries)];
     if (found.generation != generation_) {
         found = {hash, generation_, no_entry, index};
@@ -83,9 +85,16 @@ void waiting_table::add_to_filter(uint64_t hash)
     word.bits |= filter_bit(hash);
 }
 
-void waiting_table::grow()
+void waiting_table::reserve(size_t texts)
 {
-    large_vector<queue> larger(std::max(smallest_table, 2 * queues_.size()));
+    const size_t size = std::bit_ceil(2 * texts);
+    if (size > std::max(smallest_table, queues_.size()))
+        grow(size);
+}
+
+void waiting_table::grow(size_t size)
+{
+    large_vector<queue> larger(size);
     filter_.assign(larger.size() / queues_per_filter_word, {});
     const size_t mask = larger.size() - 1;
     for (const queue &each : queues_) {

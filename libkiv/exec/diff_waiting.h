@@ -18,13 +18,18 @@ enum side : uint8_t { old_side, new_side };
 using entry_index = uint32_t;
 inline constexpr entry_index no_entry = std::numeric_limits<entry_index>::max();
 
+enum class status : uint8_t {
+    waits,  // linked to the next one that waits with the same first line
+    paired, // linked to its partner in the other text
+    equal   // to its partner, to the last byte
+};
+
 // A block that has been looked at on its own.
 struct entry {
     block lines;
+    entry_index link;
     side of;
-    entry_index partner = no_entry; // the block of the other text that it is paired with
-    entry_index next = no_entry;    // the next one that waits with the same first line
-    bool is_equal = false;          // to its partner, to the last byte
+    status state;
 };
 
 // First lines, and the queue of those who wait behind each. All in a queue are of one side: whoever
@@ -33,6 +38,9 @@ class waiting_table {
 public:
     // Forgets all; costs nothing.
     void clear();
+
+    // Makes room for so many texts at once.
+    void reserve(size_t texts);
 
     uint64_t hash(std::string_view text) const { return hash_(text); }
 
@@ -98,7 +106,7 @@ private:
     size_t find(uint64_t hash, std::string_view text, const large_vector<entry> &entries) const;
     queue &open(entry_index index, uint64_t hash, const large_vector<entry> &entries);
     void add_to_filter(uint64_t hash);
-    void grow();
+    void grow(size_t size);
 
     text_hash hash_;
     large_vector<queue> queues_; // open addressing; none or a power of two

@@ -26,7 +26,7 @@ KIV_EXTERN_C_BEGIN
  * X(name, code, bounds, label, value): how a tree bounds the type (absent: not in trees), and the
  * label and value that print_pinfo_arg shows. The values are:
  *   none                      no value
- *   labelled_string           a string, in the place of %s in the label
+ *   labelled_string           a string, in the place of %s at the end of the label
  *   dns_name, user_at_host, inet_name   a string
  *   uri                       uri_info
  *   ip                        a 32-bit IPv4 address in network byte order
@@ -37,7 +37,7 @@ KIV_EXTERN_C_BEGIN
  *   interface, interface_range   kiv_interface, kiv_interface_range; the argument's mask follows
  *   hex_4, hex_6, hex_8       so many bytes
  *   guid, community           kiv_guid, kiv_community
- * The records are in kiv/kiv_lib.h, and so is the printer print_VALUE of each value. */
+ * The records are in kiv/kiv_lib.h, and so are the printers of the values. */
 #define KIV_PARAMETER_TYPE_TABLE(X)                                                                \
     X(TYPE_NONE, 0x00000000, absent, "None :", none)                                               \
     X(TYPE_STRING, 0x00000001, length, "String : %s", labelled_string)                             \

@@ -56,6 +56,27 @@ KIV_API const char *kiv_tree_fault_text(int32_t fault) KIV_NOEXCEPT;
  * empty one where nothing differs. Null, with errno ENOMEM, without memory. */
 KIV_API char *kiv_diff_to_str(const char *old_text, const char *new_text) KIV_NOEXCEPT;
 
+/* What ends the reply of a session (kiv/kiv_interact_exec.h). */
+enum kiv_interact_reply_end {
+    KIV_INTERACT_END_QUIET = 0, /* 30 milliseconds without data; the default */
+    KIV_INTERACT_END_MARKER = 1 /* its marker word; no waiting */
+};
+
+/* Sets what ends the replies from now on (any other value aborts), and a deadline in
+ * milliseconds for each whole exchange, 0 for none. When it expires, the call fails
+ * and the session is unusable: every exchange fails until it is closed, so that no
+ * reply is taken for that of another command. May be called at any time; turning to
+ * markers reads away what the shell has said unasked by then.
+ *
+ * With markers, a reply ends when the bytes that have arrived end with a marker and
+ * the pipe is empty. A command of several lines is sent line by line, each when the
+ * one before has been answered; its reply is that of all lines. The shell that this
+ * needs answers each line but an empty one, exactly once; it writes no more than
+ * PIPE_BUF (POSIX) bytes at a time, and only the last write of an answer ends with a
+ * marker. Then no line of output is taken for a marker, whatever it says: in result
+ * records too, only the marker at the end counts. */
+KIV_API void kiv_interact_reply_end_set(int32_t end, uint32_t deadline_milliseconds) KIV_NOEXCEPT;
+
 KIV_EXTERN_C_END
 
 #endif

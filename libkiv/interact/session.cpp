@@ -1,0 +1,84 @@
+#include "session.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <unistd.h>
+
+#include "exec/child.h"
+
+int kiv_agent_to_kiv_pipe[2] = {-1, -1};
+int kiv_to_kiv_agent_pipe[2] = {-1, -1};
+int kiv_to_kiv_agent_stderr_pipe[2] = {-1, -1};
+
+char buffer[KIV_INTERACT_BUFFER_SIZE];
+char retBuf[KIV_INTERACT_HEAD_SIZE];
+
+namespace kiv::interact {
+
+namespace {
+
+constexpr int *exported[pipe_count] = {kiv_agent_to_kiv_pipe, kiv_to_kiv_agent_pipe,
+                                       kiv_to_kiv_agent_stderr_pipe};
+
+} // namespace
+
+void session::open(pid_t child, session_pipes &made)
+{
+    child_ = child;
+    for (const pipe_index pipe : {commands, replies, errors}) {
+        std::memcpy(exported[pipe], made.ends(pipe), 2 * sizeof(int));
+        pipes_[pipe] = pipe_identity(exported[pipe][0]);
+    }
+    made.hand_over();
+}
+
+void session::begin()
+{
+    usable = true;
+    commands_taken = false;
+    errors_overflowed = false;
+    std::memset(buffer, 0, sizeof buffer);
+}
+
+void session::hear_out(const time_limit &limit)
+{
+    pollfd reply{kiv_to_kiv_agent_pipe[0], POLLIN, 0};
+    for (;;) {
+        if (wait_for({&reply, 1}, limit, child_watch::on) != waited::ready)
+            return;
+        const ssize_t size = read(reply.fd, buffer, sizeof buffer);
+        std::memset(buffer, 0, size > 0 ? static_cast<size_t>(size) : 0);
+        if (size == 0 || (size < 0 && errno != EINTR && errno != EAGAIN))
+            return;
+    }
+}
+
+void session::release(const time_limit &limit)
+{
+    if (!has_child())
+        return;
+    pipes_[commands].close_end(kiv_agent_to_kiv_pipe[1]);
+    if (pipes_[replies].names(kiv_to_kiv_agent_pipe[0]))
+        hear_out(limit);
+    const bool ended = !limit.exists() || wait_for({}, limit, child_watch::on) == waited::child_gone;
+    reap(child_, !ended);
+    for (const pipe_index pipe : {commands, replies, errors}) {
+        for (int end : {0, 1})
+            pipes_[pipe].close_end(exported[pipe][end]);
+    }
+    child_ = 0;
+    pipes_ = {};
+}
+
+bool session::child_has_ended() const
+{
+    return has_child() && has_ended(child_);
+}
+
+time_limit session::limit() const
+{
+    return deadline > clock::duration::zero() ? time_limit(deadline) : time_limit();
+}
+
+} // namespace kiv::interact

@@ -1,0 +1,85 @@
+#include "transfer.h"
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <kiv/kiv_interact_exec.h>
+
+namespace kiv::interact {
+
+namespace {
+
+sigset_t only_broken_pipe()
+{
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGPIPE);
+    return set;
+}
+
+bool is_pending()
+{
+    sigset_t pending;
+    return sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
+}
+
+iovec part_of(std::string_view text)
+{
+    return {const_cast<char *>(text.data()), text.size()};
+}
+
+} // namespace
+
+broken_pipe_guard::broken_pipe_guard()
+{
+    const sigset_t blocked = only_broken_pipe();
+    pthread_sigmask(SIG_BLOCK, &blocked, &before_);
+    // One that the caller holds back stays the caller's.
+    pending_before_ = sigismember(&before_, SIGPIPE) == 1 && is_pending();
+}
+
+broken_pipe_guard::~broken_pipe_guard()
+{
+    if (sigismember(&before_, SIGPIPE) == 0)
+        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+}
+
+ssize_t broken_pipe_guard::write(const sent_text &sent, size_t written)
+{
+    const size_t start = std::min(written, sent.text.size());
+    const std::string_view rest = sent.text.substr(start, atomic_write);
+    const bool last = start + rest.size() == sent.text.size() && rest.size() < atomic_write;
+    const std::array<iovec, 2> parts{part_of(rest), part_of("\n")};
+    ssize_t size = 0;
+    do {
+        size = writev(kiv_agent_to_kiv_pipe[1], parts.data(), last && sent.newline ? 2 : 1);
+    } while (size < 0 && errno == EINTR);
+    if (size < 0 && errno == EPIPE && !pending_before_) {
+        constexpr timespec no_time{};
+        const sigset_t signal = only_broken_pipe();
+        sigtimedwait(&signal, nullptr, &no_time);
+        errno = EPIPE;
+    }
+    return size;
+}
+
+ssize_t read_piece()
+{
+    ssize_t size = 0;
+    do {
+        size = read(kiv_to_kiv_agent_pipe[0], buffer, sizeof buffer);
+    } while (size < 0 && errno == EINTR);
+    return size;
+}
+
+void clear_piece(ssize_t size)
+{
+    if (size > 0)
+        std::memset(buffer, 0, static_cast<size_t>(size));
+}
+
+} // namespace kiv::interact

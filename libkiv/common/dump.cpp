@@ -26,7 +26,7 @@ constexpr size_t ptr_tree_indentation = 2;
 
 std::string_view text_or_empty(const char *text)
 {
-    return text == nullptr ? std::string_view() : std::string_view(text);
+    return text == nullptr ? "" : text;
 }
 
 // A label of a caller, which comes without its colon.

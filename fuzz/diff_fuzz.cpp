@@ -1,5 +1,6 @@
-// Both ways to compare two texts agree: the fast one and the rule as it is laid down.
+// Both ways to compare two texts agree: the fast one and its rule, step by step.
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -22,9 +23,10 @@ void compare(const std::string &old_text, const std::string &new_text)
     const std::unique_ptr<char, decltype(&std::free)> listing(
         kiv_diff_to_str(old_text.c_str(), new_text.c_str()), std::free);
     const std::string expected = diff_rule::difference(old_text, new_text);
-    if (listing.get() != expected ||
+    if (listing == nullptr || listing.get() != expected ||
         kiv_is_diff_same(old_text.c_str(), new_text.c_str()) != (expected.empty() ? 1 : 0)) {
-        std::fprintf(stderr, "expected:\n%sfound:\n%s", expected.c_str(), listing.get());
+        std::fprintf(stderr, "expected:\n%sfound:\n%s", expected.c_str(),
+                     listing ? listing.get() : "(no memory)\n");
         std::abort();
     }
 }

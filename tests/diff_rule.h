@@ -1,4 +1,4 @@
-// The rule of the comparison, step by step as it is laid down: trees of lines, and a search through
+// The rule of kiv_diff (kiv/kiv_exec_lib.h), step by step: trees of lines, and a search through
 // the siblings for each of them. Slow, and short enough to be seen right.
 #ifndef KIV_TESTS_DIFF_RULE_H
 #define KIV_TESTS_DIFF_RULE_H

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
@@ -183,6 +184,48 @@ TEST(Diff, FollowsTheRuleOnAnyTexts)
     }
 }
 
+// Many different lines in other orders: what is taken for a text of another order, and what
+// follows.
+TEST(Diff, FollowsTheRuleOnTextsInOtherOrders)
+{
+    std::mt19937 random(2); // NOLINT: the same texts in every run
+    for (int round = 0; round < 150 && !HasFailure(); ++round) {
+        std::vector<std::string> lines(300 + random() % 300);
+        const unsigned variety = round % 2 == 0 ? 1000 : 150;
+        for (std::string &line : lines)
+            line = std::string(random() % 3 * 2, ' ') + std::to_string(random() % variety) + '\n';
+        const std::string old_text = joined(lines);
+        const auto middle = lines.begin() + static_cast<ptrdiff_t>(random() % lines.size());
+        if (round % 3 == 0)
+            std::rotate(lines.begin(), middle, lines.end());
+        else
+            std::shuffle(lines.begin(), middle, random);
+        const std::string new_text = joined(lines);
+        EXPECT_EQ(difference(old_text, new_text), diff_rule::difference(old_text, new_text))
+            << shown(old_text, new_text);
+    }
+}
+
+// Growing memory again and again for runs of strays would show.
+TEST(Diff, TakesTimeInProportionWhateverTheTexts)
+{
+    const auto seconds = [](int runs) {
+        std::string texts[2];
+        for (const size_t i : {0U, 1U}) {
+            for (int run = 0; run < runs; ++run) {
+                for (int line = 0; line < 964; ++line)
+                    texts[i] += i == 0 ? "a\n" : "b\n";
+                texts[i] += "c\n";
+            }
+        }
+        const auto start = std::chrono::steady_clock::now();
+        kiv_is_diff_same(texts[0].c_str(), texts[1].c_str());
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    };
+    seconds(10);
+    EXPECT_LT(seconds(640), 64 * (seconds(40) + 0.002)) << "16 times the lines";
+}
+
 // How often there is each line below the same lines.
 using contents = std::map<std::vector<std::string>, int>;
 
@@ -252,6 +295,21 @@ std::string numbered(const std::string &before, size_t step)
     return all;
 }
 
+// Two texts for which one side is looked at again and again while the other goes on: a huge block
+// behind what the other text has in an order of its own, in groups of the size of a batch.
+std::pair<std::string, std::string> held_up(size_t count)
+{
+    std::string old_text;
+    std::string new_text;
+    for (size_t i = 0; i < count; ++i)
+        old_text += 'x' + std::to_string(i) + '\n';
+    for (size_t i = 0; i < count; ++i) {
+        old_text += (i % 32 < 16 ? 'w' : 'y') + std::to_string(i) + '\n';
+        new_text += (i % 32 < 16 ? 'w' : 'z') + std::to_string(i) + '\n';
+    }
+    return {old_text, new_text + "huge\n" + repeated("  a\n", 10 * many)};
+}
+
 // What is quadratic, or recurses into what it is given, does not come back from these in time.
 TEST(Diff, IsLinearWhateverTheTexts)
 {
@@ -261,7 +319,10 @@ TEST(Diff, IsLinearWhateverTheTexts)
         std::string new_text;
         size_t lines_printed;
     };
+    constexpr size_t groups = 2 * many + 4;
+    const auto [held_old, held_new] = held_up(groups);
     const hard_case cases[] = {
+        {"held up by a huge block", held_old, held_new, groups + groups / 32 * 32 + 1 + 10 * many},
         {"wholly different", numbered("a", 1), numbered("b", 1), 2 * many},
         {"another order", numbered("a", 1), numbered("a", 7919), 0},
         {"backwards", numbered("a", 1), numbered("a", many - 1), 0},

@@ -89,17 +89,35 @@ TEST_F(UserInput, EndsWithTheDefaultAtTheEndOfTheInput)
                        "Name? Select returned with status 1\nInput::\ngetline return value = -1\n");
 }
 
-const terminal::pseudo_terminal *typist;
+int signal_pipe[2];
 
-TEST_F(UserInput, IsNotEndedByASignal)
+// The first signal ends the wait before the line is read, the others come while it is read.
+TEST_F(UserInput, IsNotEndedBySignals)
 {
-    typist = &user;
-    struct sigaction action {};
-    action.sa_handler = [](int) { typist->type("later\n"); };
+    ASSERT_EQ(pipe(signal_pipe), 0);
+    sigset_t alarm;
+    sigemptyset(&alarm);
+    sigaddset(&alarm, SIGALRM);
+    pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
+    std::thread typist([this] {
+        char byte;
+        for (int signals = 0; signals < 5; ++signals)
+            EXPECT_EQ(read(signal_pipe[0], &byte, 1), 1);
+        user.type("later\n");
+    });
+    struct sigaction action = {};
+    action.sa_handler = [](int) {
+        if (write(signal_pipe[1], "", 1) != 1)
+            _exit(99);
+    };
     sigaction(SIGALRM, &action, nullptr);
-    itimerval soon{{0, 0}, {0, 20'000}};
-    setitimer(ITIMER_REAL, &soon, nullptr);
+    pthread_sigmask(SIG_UNBLOCK, &alarm, nullptr);
+    const itimerval often{{0, 5'000}, {0, 5'000}};
+    setitimer(ITIMER_REAL, &often, nullptr);
     EXPECT_EQ(ask(question(8)), "later");
+    const itimerval never{};
+    setitimer(ITIMER_REAL, &never, nullptr);
+    typist.join();
 }
 
 TEST_F(UserInput, RefusesARequestForTooMuch)

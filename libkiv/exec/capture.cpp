@@ -1,6 +1,7 @@
 // Printing that can be caught in memory.
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstdarg>
@@ -21,7 +22,8 @@ struct capture {
 
 capture captured;
 
-constexpr size_t smallest_capacity = 256;
+constexpr size_t smallest_capacity = 4096;
+constexpr size_t usual_piece = 1024;
 
 size_t used()
 {
@@ -74,6 +76,34 @@ int format_in_larger_block(size_t count, const char *format, va_list arguments)
     return again;
 }
 
+// Makes room for the next piece, if it is no longer than usual. It is done now because the block
+// can move now: the next piece may be made from the text. Where memory is short, that piece will
+// tell.
+void provide_room()
+{
+    if (captured.capacity - used() > usual_piece)
+        return;
+    const size_t capacity = 2 * captured.capacity;
+    if (void *text = std::realloc(captured.text, capacity); text != nullptr) {
+        captured.text = static_cast<char *>(text);
+        captured.capacity = capacity;
+    }
+}
+
+// Moves the new text to where the end of the old one was. Most texts are short, and a block of
+// fixed size needs no call.
+void move_down(size_t size)
+{
+    std::array<char, 64> block;
+    char *end = captured.text + used();
+    if (size <= block.size() && used() + 1 + block.size() <= captured.capacity) {
+        std::memcpy(block.data(), end + 1, block.size());
+        std::memcpy(end, block.data(), block.size());
+    } else {
+        std::memmove(end, end + 1, size);
+    }
+}
+
 int append(const char *format, va_list arguments)
 {
     const int error = errno; // what %m prints
@@ -83,14 +113,16 @@ int append(const char *format, va_list arguments)
     if (count > INT_MAX - captured.length) {
         count = refuse(EOVERFLOW);
     } else if (count >= 0 && is_whole(static_cast<size_t>(count))) {
-        char *end = captured.text + used();
-        std::memmove(end, end + 1, static_cast<size_t>(count) + 1);
+        move_down(static_cast<size_t>(count) + 1);
     } else if (count >= 0) {
         errno = error;
         count = format_in_larger_block(static_cast<size_t>(count), format, repeated);
     }
     va_end(repeated);
-    captured.length += std::max(count, 0);
+    if (count < 0)
+        return count;
+    captured.length += count;
+    provide_room();
     return count;
 }
 

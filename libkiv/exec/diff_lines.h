@@ -85,10 +85,16 @@ public:
 
     size_t bytes_left() const { return static_cast<size_t>(end_ - begin_); }
 
-    block peek() const
+    // Remembers a long block: one side may be looked at many times before it moves on.
+    block peek()
     {
+        if (long_block_.begin == begin_)
+            return long_block_;
         const char *text_end = end_of_line(begin_, end_);
-        return {begin_, text_end, find_block(text_end + 1, end_, level_of(begin_))};
+        const block found{begin_, text_end, find_block(text_end + 1, end_, level_of(begin_))};
+        if (found.bytes().size() > worth_remembering)
+            long_block_ = found;
+        return found;
     }
 
     // Whether the next block has exactly these bytes. May miss one that has more blank lines.
@@ -113,8 +119,11 @@ public:
     void skip(size_t bytes) { begin_ += bytes; }
 
 private:
+    static constexpr size_t worth_remembering = 1024;
+
     const char *begin_;
     const char *end_;
+    block long_block_{};
 };
 
 } // namespace kiv::diff

@@ -1,5 +1,6 @@
 #include "exec/diff_pairs.h"
 
+#include <algorithm>
 #include <array>
 #include <new>
 #include <span>
@@ -117,7 +118,9 @@ private:
     void expect_many()
     {
         const size_t bytes = readers_[old_side].bytes_left() + readers_[new_side].bytes_left();
-        entries_.reserve(entries_.size() + bytes / sizeof(entry));
+        const size_t expected = entries_.size() + bytes / sizeof(entry);
+        if (expected > entries_.capacity())
+            entries_.reserve(std::max(expected, 2 * entries_.capacity()));
         waiting_.reserve(bytes / sizeof(entry) / 4);
     }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstddef>
+#include <cstring>
 
 namespace kiv::diff {
 
@@ -9,6 +11,15 @@ namespace {
 
 constexpr size_t smallest_table = 64;
 constexpr size_t queues_per_filter_word = 4;
+
+bool have_equal_children(const block &left, const block &right)
+{
+    const lines of_left = left.children();
+    const lines of_right = right.children();
+    const ptrdiff_t size = of_left.end - of_left.begin;
+    return size == of_right.end - of_right.begin &&
+           std::memcmp(of_left.begin, of_right.begin, static_cast<size_t>(size)) == 0;
+}
 
 } // namespace
 
@@ -56,7 +67,7 @@ void waiting_table::settle(entry_index index, uint64_t hash, large_vector<entry>
         found.last = index;
         return;
     }
-    const bool is_equal = first.lines.bytes() == newcomer.lines.bytes();
+    const bool is_equal = have_equal_children(first.lines, newcomer.lines);
     first.state = newcomer.state = is_equal ? status::equal : status::paired;
     newcomer.link = found.first;
     found.first = first.link;

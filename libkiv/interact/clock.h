@@ -14,8 +14,8 @@ using clock = std::chrono::steady_clock;
 
 clock::time_point now();
 
-// As ppoll (Linux); null waits without a limit.
-int poll_descriptors(std::span<pollfd> descriptors, const clock::duration *at_most);
+// As poll (POSIX), but no less exact than the clock.
+int poll_descriptors(std::span<pollfd> descriptors, clock::duration at_most);
 
 } // namespace kiv::interact
 

@@ -5,7 +5,6 @@
 #include <array>
 #include <string_view>
 
-#include <poll.h>
 #include <sys/types.h>
 
 #include "markers.h"
@@ -29,8 +28,6 @@ namespace kiv::interact {
 enum class fault { KIV_INTERACT_FAULT_TABLE(KIV_INTERACT_FAULT_ENUMERATOR) };
 #undef KIV_INTERACT_FAULT_ENUMERATOR
 
-const char *text_of(fault failed);
-
 // The unit in which the capacity of a reply is laid down.
 inline constexpr size_t capacity_step = KIV_INTERACT_BUFFER_SIZE + 3;
 
@@ -45,40 +42,40 @@ public:
     fault until_marker();
 
 private:
+    // Both ways.
     fault send(const sent_text &sent);
     fault wait_to_write();
     fault receive();
     fault take_piece();
-    fault pause(bool retry);
     fault expire();
+    void end();
 
+    // By quiet.
     fault first_phase();
     fault second_phase();
-    void judge_piece(size_t capacity);
+    fault pause(bool retry);
+    bool piece_may_go_on() const;
+    bool ends_show(size_t capacity);
 
-    fault answer_of_line();
+    // By marker.
+    fault exchange_line();
     sent_text next_line();
-    bool ends_with_marker() const;
+    bool is_answered() const;
     void remember_tail();
 
     std::string_view command_;
     reply_text &reply_;
     time_limit limit_;
+    ssize_t received_ = 0; // the size of the last piece
+    bool ended_ = false;   // nothing comes any more
 
-    ssize_t received_ = 0; // size of the last piece; 0 or less at the end of all
-    bool data_came_ = false;
-    bool ended_ = false; // nothing comes any more
+    size_t pieces_ = 1;      // before the first pause, and one
+    size_t piece_start_ = 0; // of the last piece, or of several that are one marker or echo
+    bool paused_ = false;    // the first pause is over
+    bool data_came_ = false; // it was not quiet
 
-    // By quiet: how many pieces so far, and one; where the last one begins that is not the rest of
-    // a marker or an echo.
-    size_t pieces_ = 1;
-    size_t piece_start_ = 0;
-    bool judged_ = false;
-
-    // By marker: how much of the command has been sent, and the last bytes of the answer as they
-    // came.
-    size_t sent_ = 0;
-    std::array<char, longest_marker> tail_{};
+    size_t sent_ = 0;                         // how much of the command
+    std::array<char, longest_marker> tail_{}; // the last bytes of the answer, as they came
 };
 
 } // namespace kiv::interact

@@ -27,7 +27,7 @@ bool move_above_streams(int &descriptor)
 
 pipe_identity::pipe_identity(int descriptor)
 {
-    struct stat found{};
+    struct stat found {};
     known_ = descriptor >= 0 && fstat(descriptor, &found) == 0;
     device_ = found.st_dev;
     inode_ = found.st_ino;
@@ -35,8 +35,10 @@ pipe_identity::pipe_identity(int descriptor)
 
 bool pipe_identity::names(int descriptor) const
 {
+    if (!known_)
+        return false;
     const pipe_identity other(descriptor);
-    return known_ && other.known_ && device_ == other.device_ && inode_ == other.inode_;
+    return other.known_ && device_ == other.device_ && inode_ == other.inode_;
 }
 
 bool pipe_identity::close_end(int &descriptor) const

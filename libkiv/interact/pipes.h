@@ -41,7 +41,8 @@ public:
     void hand_over() { ends_ = no_ends; }
 
 private:
-    static constexpr std::array<std::array<int, 2>, pipe_count> no_ends{{{-1, -1}, {-1, -1}, {-1, -1}}};
+    static constexpr std::array<std::array<int, 2>, pipe_count> no_ends{
+        {{-1, -1}, {-1, -1}, {-1, -1}}};
 
     std::array<std::array<int, 2>, pipe_count> ends_ = no_ends;
 };

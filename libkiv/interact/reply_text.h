@@ -23,8 +23,11 @@ public:
     bool start(size_t capacity)
     {
         text_ = static_cast<char *>(std::malloc(capacity));
+        if (text_ == nullptr)
+            return false;
+        *text_ = '\0';
         capacity_ = capacity;
-        return text_ != nullptr && (*text_ = '\0', true);
+        return true;
     }
 
     // False without memory; the text is what it was then.

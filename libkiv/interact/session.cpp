@@ -35,7 +35,8 @@ void session::open(pid_t child, session_pipes &made)
 
 void session::begin()
 {
-    usable = true;
+    ended_ = {};
+    late_ = {};
     commands_taken = false;
     errors_overflowed = false;
     std::memset(buffer, 0, sizeof buffer);
@@ -61,7 +62,8 @@ void session::release(const time_limit &limit)
     pipes_[commands].close_end(kiv_agent_to_kiv_pipe[1]);
     if (pipes_[replies].names(kiv_to_kiv_agent_pipe[0]))
         hear_out(limit);
-    const bool ended = !limit.exists() || wait_for({}, limit, child_watch::on) == waited::child_gone;
+    const bool ended =
+        !limit.exists() || wait_for({}, limit, child_watch::on) == waited::child_gone;
     reap(child_, !ended);
     for (const pipe_index pipe : {commands, replies, errors}) {
         for (int end : {0, 1})

@@ -37,15 +37,24 @@ public:
     bool by_marker() const { return reply_end == KIV_INTERACT_END_MARKER; }
     time_limit limit() const;
 
+    // Nothing more comes from this shell: it has ended, or closed its output.
+    void note_end() { ended_ = pipe_identity(kiv_to_kiv_agent_pipe[0]); }
+    bool has_ended_replies() const { return ended_.names(kiv_to_kiv_agent_pipe[0]); }
+
+    // What comes from this shell may be the reply to an earlier command.
+    void note_missed_deadline() { late_ = pipe_identity(kiv_to_kiv_agent_pipe[0]); }
+    bool is_out_of_step() const { return late_.names(kiv_to_kiv_agent_pipe[0]); }
+
     int32_t reply_end = KIV_INTERACT_END_QUIET;
     clock::duration deadline{};
-    bool usable = true;
     bool commands_taken = false;    // the pipe of commands is empty
     bool errors_overflowed = false; // standard error is being discarded
 
 private:
     pid_t child_ = 0;
     std::array<pipe_identity, pipe_count> pipes_{};
+    pipe_identity ended_;
+    pipe_identity late_;
 };
 
 inline session current;

@@ -30,8 +30,8 @@ public:
     broken_pipe_guard &operator=(const broken_pipe_guard &) = delete;
     ~broken_pipe_guard();
 
-    // Writes the next part of the text, no more than a pipe takes as a whole. The number of bytes, or
-    // -1; interruptions are retried.
+    // Writes the next part of the text, no more than a pipe takes as a whole. The number of bytes,
+    // or -1; interruptions are retried.
     ssize_t write(const sent_text &sent, size_t written);
 
 private:

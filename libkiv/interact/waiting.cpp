@@ -42,14 +42,14 @@ void look_after_errors()
 }
 
 // As poll_descriptors; the child's standard error is none of those that are counted.
-int poll_and_discard_errors(std::span<pollfd> descriptors, const clock::duration &at_most)
+int poll_and_discard_errors(std::span<pollfd> descriptors, clock::duration at_most)
 {
     if (!current.errors_overflowed)
-        return poll_descriptors(descriptors, &at_most);
+        return poll_descriptors(descriptors, at_most);
     std::array<pollfd, 3> all{};
     const auto end = std::copy(descriptors.begin(), descriptors.end(), all.begin());
     *end = {kiv_to_kiv_agent_stderr_pipe[0], POLLIN, 0};
-    int ready = poll_descriptors({all.begin(), end + 1}, &at_most);
+    int ready = poll_descriptors({all.begin(), end + 1}, at_most);
     if (ready > 0 && end->revents != 0) {
         discard_errors();
         --ready;
@@ -67,8 +67,8 @@ bool any_is_invalid(std::span<pollfd> descriptors)
 // What the child wrote before it ended may have come after the last look.
 waited after_the_child(std::span<pollfd> descriptors)
 {
-    constexpr clock::duration no_time{};
-    return poll_descriptors(descriptors, &no_time) > 0 ? waited::ready : waited::child_gone;
+    return poll_descriptors(descriptors, clock::duration::zero()) > 0 ? waited::ready
+                                                                      : waited::child_gone;
 }
 
 } // namespace

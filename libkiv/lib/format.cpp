@@ -376,7 +376,7 @@ void print_guid(const kiv_guid *guid) noexcept
 void print_if_index_list(const kiv_if_index_list *list) noexcept
 {
     KIV_ASSERT("kiv_lib", list);
-    KIV_ASSERT("kiv_lib", list->indices != nullptr || list->length <= 0);
+    KIV_ASSERT_TEXT("kiv_lib", list->indices != nullptr || list->length <= 0, "list->indices");
     print_built([list](standard_output &out) {
         append_all(out, {"Ifindex list length: ", digits(list->length), "\n"});
         for (const uint32_t index : std::span(list->indices, size_of(list->length)))

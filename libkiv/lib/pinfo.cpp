@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstring>
 
 #include <kiv/kiv_lib.h>
 
@@ -21,7 +22,10 @@ bool names_interfaces(const param_arg &arg)
 int pinfo_basic_copy(pinfo *dest_pinfo, const pinfo *src_pinfo) noexcept
 {
     KIV_ASSERT("kiv_lib", dest_pinfo);
-    *dest_pinfo = src_pinfo == nullptr ? pinfo{} : *src_pinfo;
+    if (src_pinfo == nullptr)
+        std::memset(dest_pinfo, 0, sizeof *dest_pinfo);
+    else
+        std::memmove(dest_pinfo, src_pinfo, sizeof *dest_pinfo);
     dest_pinfo->parameter_count = 0;
     return 0;
 }

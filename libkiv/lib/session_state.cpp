@@ -6,6 +6,8 @@
 
 #include <kiv/kiv_lib.h>
 
+#include "hour_clock.h"
+
 uint32_t kiv_lib_debug_filter;
 void *kiv_submode_cmd_history;
 
@@ -132,11 +134,8 @@ void kiv_convert_str_to_lower_case(char *str) noexcept
 
 int32_t kiv_time() noexcept
 {
-    constexpr int64_t seconds_of_hour = 3600;
-    constexpr int64_t microseconds_of_second = 1'000'000;
     timeval now;
     if (gettimeofday(&now, nullptr) != 0)
         return -1;
-    return static_cast<int32_t>(now.tv_sec % seconds_of_hour * microseconds_of_second +
-                                now.tv_usec);
+    return kiv::microseconds_of_hour(now);
 }

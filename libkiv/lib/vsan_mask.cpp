@@ -9,8 +9,8 @@ namespace {
 
 constexpr int32_t bits_per_byte = 8;
 
-// The list of every other number is the longest: 2048 numbers of up to four digits.
-constexpr size_t longest_list = 12 * 1024;
+// Runs of two make the longest list: ten characters, such as "1000-1001,", for three numbers.
+constexpr size_t longest_list = size_t{KIV_VSAN_BITS} * 10 / 3 + 16;
 
 // Whether all bits from `first` to `last` of one byte are set.
 bool has_all_of_byte(uint8_t byte, int32_t first, int32_t last)

@@ -13,6 +13,7 @@ int config_command(int argc, char **argv);
 int errors_command(int argc, char **argv);
 int run_command(int argc, char **argv);
 int script_command(int argc, char **argv);
+int session_command(int argc, char **argv);
 int tree_command(int argc, char **argv);
 
 // Runs `job` from the word in argv[1] on. Its argv[0] is that word behind the ones before, since

@@ -14,10 +14,12 @@ namespace {
 constexpr const char *usage =
     "usage: kivctl COMMAND [ARGUMENT...]\n"
     "\n"
-    "  config show|apply    the running configuration: show it, or apply a file to it\n"
+    "  config show|apply|diff\n"
+    "                       the running configuration: show it, apply a file to it, compare files\n"
     "  errors               the library's error codes and their texts\n"
     "  run COMMAND...       run one command in the shell\n"
     "  script FILE          run a file of commands in the shell\n"
+    "  session [FILE]       run many commands in one shell\n"
     "  tree JOB FILE        parse-tree files: compile, check, dump, show, graph, stats, publish,\n"
     "                       zip, unzip\n"
     "\n"
@@ -30,9 +32,9 @@ struct command {
 };
 
 constexpr std::array commands{
-    command{"config", kivctl::config_command}, command{"errors", kivctl::errors_command},
-    command{"run", kivctl::run_command},       command{"script", kivctl::script_command},
-    command{"tree", kivctl::tree_command},
+    command{"config", kivctl::config_command},   command{"errors", kivctl::errors_command},
+    command{"run", kivctl::run_command},         command{"script", kivctl::script_command},
+    command{"session", kivctl::session_command}, command{"tree", kivctl::tree_command},
 };
 
 } // namespace

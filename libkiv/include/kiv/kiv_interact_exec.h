@@ -112,9 +112,9 @@ KIV_API void kiv_interact_buff_free(char *buf) KIV_NOEXCEPT;
  * is cut to (N + 1) * 50003 characters. A marker or an echo that is split over
  * pieces counts as one piece.
  *
- * A shell that ends or closes its output ends the reply; what came stays. Returns
- * null, after an error, when the shell does not take the command ("write failed"), for
- * want of memory, or for a null `cmd`. */
+ * A shell that ends or closes its output ends the reply; what came stays, and it gets
+ * no further command. Returns null, after an error, when the shell does not take the
+ * command ("write failed"), for want of memory, or for a null `cmd`. */
 KIV_API char *kiv_interact_exec_single_cmd(const char *cmd) KIV_NOEXCEPT;
 
 /* Sends a command as above and returns its result: success for a reply with

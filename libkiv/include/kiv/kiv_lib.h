@@ -23,7 +23,8 @@ typedef struct kiv_int_range {
     int32_t high;
 } kiv_int_range;
 
-/* `count` ranges, of which the first is declared; a count of 0 or less is none. */
+/* `count` ranges, of which the first is declared; a count of 0 or less is none. The count is
+ * trusted: so many ranges are there. */
 typedef struct kiv_int_multi_range {
     int32_t count;
     kiv_int_range ranges[1];
@@ -285,7 +286,8 @@ extern KIV_API const kiv_scheme_map kiv_scheme_map_table[KIV_SCHEMES];
 
 /* Parses a URI, which must have a scheme, into the record; kiv/platform/uriparse.h says how it is
  * read. The type is the system's, 0 for a scheme that the system does not know, also for one of
- * kiv_scheme_map_table. A component too long for its field is cut. Returns 0, or the parser's error
+ * kiv_scheme_map_table. A component too long for its field is cut,
+ * which the result does not show. Returns 0, or the parser's error
  * with the record unchanged. */
 KIV_API int kiv_xml_parse_uri(struct uri_info *uri_info, const char *uri_text) KIV_NOEXCEPT;
 

@@ -1,0 +1,170 @@
+// What the session costs beside two bare pipes to the same child. Everything runs on one processor:
+// to wake an idle one takes longer than an exchange.
+
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <utility>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sched.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <kiv/extras.h>
+#include <kiv/kiv_interact_exec.h>
+
+#include "rounds.h"
+
+namespace {
+
+constexpr const char *script = "/sbin/kivScript.sh";
+constexpr size_t marker_size = sizeof KIV_INTERACT_SUCCESS_MARKER - 1;
+
+void expect(bool as_it_should_be)
+{
+    if (!as_it_should_be)
+        std::abort();
+}
+
+// The child at the ends of two pipes, and no more.
+class bare_pipes {
+public:
+    bare_pipes()
+    {
+        int to[2];
+        int from[2];
+        expect(pipe2(to, O_CLOEXEC) == 0 && pipe2(from, O_CLOEXEC) == 0);
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, to[0], STDIN_FILENO);
+        posix_spawn_file_actions_adddup2(&actions, from[1], STDOUT_FILENO);
+        std::string name = "child";
+        const std::array<char *, 2> arguments{name.data(), nullptr};
+        expect(posix_spawn(&child_, script, &actions, nullptr, arguments.data(), environ) == 0);
+        posix_spawn_file_actions_destroy(&actions);
+        close(to[0]);
+        close(from[1]);
+        to_ = to[1];
+        from_ = from[0];
+    }
+    bare_pipes(const bare_pipes &) = delete;
+    bare_pipes &operator=(const bare_pipes &) = delete;
+    ~bare_pipes()
+    {
+        close(to_);
+        close(from_);
+        waitpid(child_, nullptr, 0);
+    }
+
+    void exchange(const std::string &line, size_t expected) const
+    {
+        static char piece[KIV_INTERACT_BUFFER_SIZE];
+        expect(write(to_, line.data(), line.size()) == static_cast<ssize_t>(line.size()));
+        for (size_t size = 0; size < expected;) {
+            const ssize_t more = read(from_, piece, sizeof piece);
+            expect(more > 0);
+            size += static_cast<size_t>(more);
+        }
+    }
+
+private:
+    pid_t child_ = -1;
+    int to_ = -1;
+    int from_ = -1;
+};
+
+// A session with the answering child on one processor, for as long as this lives.
+class session {
+public:
+    explicit session(int32_t end)
+    {
+        sched_getaffinity(0, sizeof before_, &before_);
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        CPU_SET(static_cast<size_t>(sched_getcpu()), &one);
+        sched_setaffinity(0, sizeof one, &one);
+        unlink(script);
+        expect(symlink(ANSWERING_CHILD, script) == 0);
+        kiv_interact_reply_end_set(end, 0);
+        expect(kiv_interact_session_init("child") == 0);
+    }
+    session(const session &) = delete;
+    session &operator=(const session &) = delete;
+    ~session()
+    {
+        kiv_interact_session_close();
+        sched_setaffinity(0, sizeof before_, &before_);
+    }
+
+    static void exchange(const char *command, size_t expected)
+    {
+        char *reply = kiv_interact_exec_single_cmd(command);
+        expect(reply != nullptr && reply[expected - 1] == 'S' && reply[expected] == '\0');
+        kiv_interact_buff_free(reply);
+    }
+
+private:
+    cpu_set_t before_{};
+};
+
+bool in_switch_root(benchmark::State &state)
+{
+    if (std::getenv("KIV_SWITCH_ROOT") != nullptr)
+        return true;
+    state.SkipWithError("run it with script/switch-root");
+    return false;
+}
+
+void repeat(int count, const std::function<void()> &run)
+{
+    for (int i = 0; i < count; ++i)
+        run();
+}
+
+// Replies of so many bytes.
+void by_marker(benchmark::State &state)
+{
+    if (!in_switch_root(state))
+        return;
+    const session open(KIV_INTERACT_END_MARKER);
+    const bare_pipes bare;
+    const auto size = static_cast<size_t>(state.range(0));
+    const std::string command = std::to_string(size - marker_size);
+    const std::string line = command + "\n";
+    const int count = size > 100'000 ? 1 : 5000;
+    rounds::measure(
+        state,
+        {{"library", [&] { repeat(count, [&] { session::exchange(command.c_str(), size); }); }},
+         {"bare pipes", [&] { repeat(count, [&] { bare.exchange(line, size); }); }}});
+}
+
+BENCHMARK(by_marker)
+    ->Name("session/marker/reply_bytes")
+    ->Arg(60)
+    ->Arg(50'000'000)
+    ->Iterations(50)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
+void by_quiet(benchmark::State &state)
+{
+    if (!in_switch_root(state))
+        return;
+    const session open(KIV_INTERACT_END_QUIET);
+    const std::string command = std::to_string(40);
+    rounds::measure(state,
+                    {{"library", [&] { session::exchange(command.c_str(), 40 + marker_size); }},
+                     {"quiet", [] { poll(nullptr, 0, 30); }}});
+}
+
+BENCHMARK(by_quiet)
+    ->Name("session/quiet")
+    ->Iterations(50)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
+} // namespace

@@ -1,0 +1,157 @@
+#include "exchange.h"
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include "report.h"
+
+namespace kiv::interact {
+
+namespace {
+
+constexpr std::array fault_texts{
+#define KIV_INTERACT_FAULT_TEXT(name, text) text,
+    KIV_INTERACT_FAULT_TABLE(KIV_INTERACT_FAULT_TEXT)
+#undef KIV_INTERACT_FAULT_TEXT
+};
+
+const char *text_of(fault failed)
+{
+    return fault_texts[static_cast<size_t>(failed)];
+}
+
+fault run(const char *command, reply_text &reply)
+{
+    if (command == nullptr)
+        return fault::no_command;
+    if (!reply.start(capacity_step))
+        return fault::no_memory;
+    if (std::strcmp(command, "\n") == 0)
+        return fault::none;
+    if (current.is_out_of_step())
+        return fault::unusable;
+    if (kiv_agent_to_kiv_pipe[1] < 0 || current.has_ended_replies())
+        return fault::cannot_write;
+    exchange one(command, reply);
+    return current.by_marker() ? one.until_marker() : one.until_quiet();
+}
+
+} // namespace
+
+fault exchange::send(const sent_text &sent)
+{
+    // An empty pipe has room, and to ask it would cost as much as to write.
+    bool has_room = current.commands_taken && sent.size() <= atomic_write;
+    current.commands_taken = false;
+    broken_pipe_guard guard;
+    for (size_t written = 0; written < sent.size();) {
+        if (const fault failed = has_room ? fault::none : wait_to_write(); failed != fault::none)
+            return failed;
+        const ssize_t size = guard.write(sent, written);
+        has_room = false;
+        if (size < 0 && errno == EAGAIN)
+            continue;
+        if (size <= 0)
+            return fault::cannot_write;
+        written += static_cast<size_t>(size);
+    }
+    return fault::none;
+}
+
+// What the shell says meanwhile is taken, or it might wait for that and never read on.
+fault exchange::wait_to_write()
+{
+    for (;;) {
+        std::array<pollfd, 2> pipes{{{kiv_agent_to_kiv_pipe[1], POLLOUT, 0},
+                                     {ended_ ? -1 : kiv_to_kiv_agent_pipe[0], POLLIN, 0}}};
+        const waited result = wait_for(pipes, limit_, child_watch::on);
+        if (result == waited::expired)
+            return expire();
+        if (result != waited::ready)
+            return fault::cannot_write;
+        if (pipes[0].revents != 0)
+            return fault::none;
+        if (const fault failed = take_piece(); failed != fault::none)
+            return failed;
+    }
+}
+
+fault exchange::receive()
+{
+    pollfd reply{kiv_to_kiv_agent_pipe[0], POLLIN, 0};
+    const bool is_open = !ended_ && reply.fd >= 0;
+    switch (is_open ? wait_for({&reply, 1}, limit_, child_watch::on) : waited::failed) {
+    case waited::ready:
+        return take_piece();
+    case waited::expired:
+        return expire();
+    default:
+        end();
+        return fault::none;
+    }
+}
+
+void exchange::end()
+{
+    ended_ = true;
+    current.note_end();
+}
+
+fault exchange::take_piece()
+{
+    if (!current.by_marker())
+        std::memset(buffer, 0, sizeof buffer);
+    received_ = read_piece();
+    if (received_ <= 0) {
+        end();
+        return fault::none;
+    }
+    if (!piece_may_go_on())
+        piece_start_ = reply_.length();
+    const bool grown = reply_.append({buffer, static_cast<size_t>(received_)});
+    remember_tail();
+    if (!paused_) {
+        ++pieces_;
+        std::memcpy(retBuf, buffer, sizeof retBuf);
+        clear_piece(received_);
+    }
+    return grown ? fault::none : fault::cannot_grow;
+}
+
+// What comes later would be taken for the reply to another command.
+fault exchange::expire()
+{
+    current.note_missed_deadline();
+    return fault::too_late;
+}
+
+} // namespace kiv::interact
+
+char *kiv_interact_exec_single_cmd(const char *cmd) noexcept
+{
+    using namespace kiv::interact;
+    reply_text reply;
+    const fault failed = run(cmd, reply);
+    if (failed == fault::none)
+        return reply.release();
+    KIV_INTERACT_REPORT(text_of(failed));
+    return nullptr;
+}
+
+void kiv_interact_reply_end_set(int32_t end, uint32_t deadline_milliseconds) noexcept
+{
+    using namespace kiv::interact;
+    KIV_ASSERT("kiv_interact_exec",
+               end == KIV_INTERACT_END_QUIET || end == KIV_INTERACT_END_MARKER);
+    const bool to_markers = end == KIV_INTERACT_END_MARKER && !current.by_marker();
+    current.reply_end = end;
+    current.deadline = std::chrono::milliseconds(deadline_milliseconds);
+    if (!to_markers)
+        return;
+    std::memset(buffer, 0, sizeof buffer);
+    for (ssize_t size = 1; size > 0 && has_data(kiv_to_kiv_agent_pipe[0]);) {
+        size = read_piece();
+        clear_piece(size);
+    }
+}

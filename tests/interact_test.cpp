@@ -1,0 +1,429 @@
+// The session as processes: what is started, what is left, and what happens when one of the two
+// does not play its part.
+
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <kiv/extras.h>
+#include <kiv/kiv_interact_exec.h>
+
+#include "switch_root.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using testing::AnyOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+
+const std::string script = "/sbin/kivScript.sh";
+const std::string success = KIV_INTERACT_SUCCESS_MARKER;
+const std::string nothing = "(null)";
+
+std::vector<std::string> open_files()
+{
+    std::vector<std::string> names;
+    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd"))
+        names.push_back(entry.path().filename());
+    return names;
+}
+
+class Session : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        switch_root::require();
+        install(SCRIPTED_CHILD_PATH);
+        plan("");
+        for (const std::string &descriptor : open_files())
+            fcntl(std::stoi(descriptor), F_SETFD, FD_CLOEXEC);
+        files_ = open_files().size();
+    }
+
+    void TearDown() override
+    {
+        kiv_interact_reply_end_set(KIV_INTERACT_END_QUIET, 0);
+        EXPECT_EQ(open_files().size(), files_) << "descriptors are left";
+        EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
+        for (const int *pipe :
+             {kiv_agent_to_kiv_pipe, kiv_to_kiv_agent_pipe, kiv_to_kiv_agent_stderr_pipe})
+            EXPECT_TRUE(pipe[0] == -1 && pipe[1] == -1);
+    }
+
+    static void install(const std::string &program)
+    {
+        unlink(script.c_str());
+        if (!program.empty()) {
+            ASSERT_EQ(symlink(program.c_str(), script.c_str()), 0);
+        }
+    }
+
+    static void plan(const std::string &steps) { setenv("CHILD_PLAN", steps.c_str(), 1); }
+
+    // The child that could not become the script must not go on as a second test program.
+    static int open(const char *arg0 = "kiv")
+    {
+        const pid_t self = getpid();
+        const int result = kiv_interact_session_init(arg0);
+        if (getpid() != self)
+            _exit(result == -1 ? 127 : 0);
+        return result;
+    }
+
+    static std::string exchange(const std::string &command)
+    {
+        char *text = kiv_interact_exec_single_cmd(command.c_str());
+        const std::string copy = text == nullptr ? nothing : text;
+        kiv_interact_buff_free(text);
+        return copy;
+    }
+
+    size_t files_ = 0;
+};
+
+TEST_F(Session, GivesTheChildThreeStreamsAndBothEndsOfThePipeOfItsErrors)
+{
+    for (const char *arg0 : {"kiv shell", static_cast<const char *>(nullptr)}) {
+        ASSERT_EQ(open(arg0), 0);
+        EXPECT_EQ(exchange("first"), "first\n" + success);
+        EXPECT_EQ(kiv_interact_session_close(), 0);
+        const std::string record = switch_root::read_file("/ubex/child");
+        EXPECT_THAT(record, testing::MatchesRegex(
+                                std::string(arg0 == nullptr ? "(arg \n)?" : "arg kiv shell\n") +
+                                "(file pipe:[^\n]*\n){5}"));
+    }
+}
+
+TEST_F(Session, LeavesTheStreamsThatTheCallerHasClosedAlone)
+{
+    std::vector<int> copies;
+    for (const int stream : {0, 1, 2}) {
+        copies.push_back(fcntl(stream, F_DUPFD_CLOEXEC, 3));
+        close(stream);
+    }
+    const int opened = open();
+    const std::string reply = exchange("first");
+    bool streams_are_closed = true;
+    for (const int stream : {0, 1, 2})
+        streams_are_closed &= fcntl(stream, F_GETFD) < 0;
+    const int closed = kiv_interact_session_close();
+    for (const int stream : {0, 1, 2}) {
+        dup2(copies[static_cast<size_t>(stream)], stream);
+        close(copies[static_cast<size_t>(stream)]);
+    }
+    EXPECT_EQ(opened, 0);
+    EXPECT_EQ(reply, "first\n" + success);
+    EXPECT_TRUE(streams_are_closed);
+    EXPECT_EQ(closed, 0);
+}
+
+// By hand, with pipes that stand where the streams are to be.
+TEST_F(Session, CreatesTheStreamsFromPipesUnderTheirNumbers)
+{
+    int to_child[2] = {-1, -1};
+    int from_child[2] = {-1, -1};
+    ASSERT_EQ(pipe(to_child), 0);
+    ASSERT_EQ(pipe(from_child), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        int errors[2] = {-1, -1};
+        dup2(from_child[1], 0);
+        dup2(to_child[1], 1);
+        dup2(to_child[0], 2);
+        if (pipe(errors) == 0) {
+            int to[2] = {2, 1};
+            int from[2] = {from_child[0], 0};
+            kiv_interact_session_create(to, from, errors, "kiv");
+        }
+        _exit(127);
+    }
+    close(to_child[0]);
+    close(from_child[1]);
+    EXPECT_EQ(write(to_child[1], "a\nEND_KIV\n", 10), 10);
+    std::string said(100, '\0');
+    said.resize(static_cast<size_t>(read(from_child[0], said.data(), said.size())));
+    EXPECT_EQ(said, "a\n" + success);
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    close(to_child[1]);
+    close(from_child[0]);
+}
+
+TEST_F(Session, HasDescriptorsAbove1023)
+{
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    if (limit.rlim_max < 1200)
+        GTEST_SKIP() << "too few descriptors";
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    std::vector<int> taken;
+    while (taken.empty() || taken.back() < 1100)
+        taken.push_back(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    EXPECT_EQ(open(), 0);
+    EXPECT_GT(kiv_to_kiv_agent_pipe[0], 1023);
+    EXPECT_EQ(exchange("first"), "first\n" + success);
+    EXPECT_EQ(kiv_interact_session_close(), 0);
+    for (const int descriptor : taken)
+        close(descriptor);
+}
+
+TEST_F(Session, ReadsTheGreetingAway)
+{
+    plan("say welcome\\n");
+    ASSERT_EQ(open(), 0);
+    EXPECT_THAT(exchange("a"), AnyOf("a\n" + success, "welcome\na\n" + success));
+    EXPECT_EQ(kiv_interact_session_close(), 0);
+}
+
+TEST_F(Session, FailsWithoutDescriptors)
+{
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    testing::internal::CaptureStdout();
+    rlimit limit = before;
+    limit.rlim_cur = 3;
+    for (size_t spare = 0; spare < 6; ++limit.rlim_cur) {
+        if (fcntl(static_cast<int>(limit.rlim_cur), F_GETFD) >= 0)
+            continue;
+        setrlimit(RLIMIT_NOFILE, &limit);
+        EXPECT_EQ(open(), -1) << "with " << spare << " descriptors";
+        ++spare;
+    }
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_THAT(testing::internal::GetCapturedStdout(),
+                testing::MatchesRegex("(error: kiv_interact_exec:kiv_interact_session_init:[0-9]+: "
+                                      "pipe system call failed\n){6}"));
+}
+
+TEST_F(Session, EndsWithAScriptThatCannotBeExecuted)
+{
+    for (const char *program : {"", "/etc/passwd", "/etc"}) {
+        install(program);
+        testing::internal::CaptureStdout();
+        if (open() == 0) {
+            EXPECT_THAT(exchange("a"), AnyOf("", nothing, HasSubstr("execl failed\n"))) << program;
+            EXPECT_EQ(kiv_interact_session_close(), -1) << program;
+        }
+        testing::internal::GetCapturedStdout();
+    }
+}
+
+struct fault {
+    const char *steps;
+    const char *reply; // of the first command
+    int closed;
+};
+
+class FaultySession : public Session, public testing::WithParamInterface<fault> {};
+
+// In both modes the same: an end of the replies needs no waiting.
+TEST_P(FaultySession, EndsCleanly)
+{
+    for (const int32_t end : {KIV_INTERACT_END_QUIET, KIV_INTERACT_END_MARKER}) {
+        kiv_interact_reply_end_set(end, 0);
+        plan(GetParam().steps);
+        testing::internal::CaptureStdout();
+        if (open() == 0) {
+            EXPECT_EQ(exchange("show it"), GetParam().reply);
+            const std::string after = exchange("next");
+            EXPECT_EQ(kiv_interact_session_close(), GetParam().closed);
+            EXPECT_THAT(after, AnyOf(nothing, "", "next\n" + success));
+        }
+        EXPECT_THAT(testing::internal::GetCapturedStdout(),
+                    AnyOf("", EndsWith(": write failed\n")));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Steps, FaultySession,
+    testing::Values(
+        fault{"hear\nexit 3", "", -1}, fault{"hear\nsay part\nraise 9", "part", -1},
+        fault{"hear\nsay KIV_CALLBACK_SUCCESS\nhear\nraise 9", "KIV_CALLBACK_SUCCESS", -1},
+        fault{"hear\nclose 1\nsilent", "", -1}, fault{"hear\nsay part\nclose 1\nexit 0", "part", -1},
+        fault{"hear\nleave\nsay part\nraise 9", "part", -1},
+        fault{"hear\nclose 0\nsay KIV_CALLBACK_SUCCESS\nstay", "KIV_CALLBACK_SUCCESS", -1},
+        fault{"hear\nflood 5000000\nsay KIV_CALLBACK_SUCCESS", "KIV_CALLBACK_SUCCESS", 0}));
+
+TEST_F(Session, EndsWithAChildThatIsGone)
+{
+    for (const char *steps : {"exit 0", "raise 9", "close 0\nstay"}) {
+        plan(steps);
+        testing::internal::CaptureStdout();
+        if (open() == 0) {
+            EXPECT_THAT(exchange("a"), AnyOf("", nothing)) << steps;
+            EXPECT_EQ(exchange("b"), nothing) << steps;
+            EXPECT_EQ(kiv_interact_session_close(), -1) << steps;
+        }
+        EXPECT_THAT(testing::internal::GetCapturedStdout(), EndsWith(": write failed\n"));
+    }
+}
+
+TEST_F(Session, WithADeadlineOutlivesAChildThatIsStopped)
+{
+    plan("hear\nraise " + std::to_string(SIGSTOP));
+    kiv_interact_reply_end_set(KIV_INTERACT_END_MARKER, 200);
+    ASSERT_EQ(open(), 0);
+    testing::internal::CaptureStdout();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(exchange("a"), nothing);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 200ms);
+    EXPECT_EQ(exchange("b"), nothing);
+    EXPECT_EQ(kiv_interact_session_close(), -1);
+    EXPECT_THAT(testing::internal::GetCapturedStdout(), HasSubstr("session unusable"));
+    plan("");
+    ASSERT_EQ(open(), 0);
+    EXPECT_EQ(exchange("a"), "a\n" + success) << "a new session is in step";
+    EXPECT_EQ(kiv_interact_session_close(), 0);
+}
+
+TEST_F(Session, CloseKillsAChildThatDoesNotEndByTheDeadline)
+{
+    plan("hear\nsay KIV_CALLBACK_SUCCESS\nhear\nclose 1\nstay");
+    kiv_interact_reply_end_set(KIV_INTERACT_END_MARKER, 300);
+    ASSERT_EQ(open(), 0);
+    EXPECT_EQ(kiv_interact_session_close(), 0);
+}
+
+// The child does not read on before all of its output has been taken.
+TEST_F(Session, TakesWhatComesWhileItSends)
+{
+    kiv_interact_reply_end_set(KIV_INTERACT_END_MARKER, 0);
+    plan("fill 300000\nsay \\n");
+    ASSERT_EQ(open(), 0);
+    const std::string command(1 << 20, 'c');
+    const std::string reply = exchange(command);
+    EXPECT_THAT(reply.size(), testing::Le(300'001 + command.size() + 1 + success.size()));
+    EXPECT_TRUE(reply.ends_with("x\n" + command + "\n" + success) ||
+                reply == command + "\n" + success);
+    EXPECT_EQ(exchange("next"), "next\n" + success);
+    EXPECT_EQ(kiv_interact_session_close(), 0);
+}
+
+TEST_F(Session, LeavesTheChildsErrorsToTheCaller)
+{
+    kiv_interact_reply_end_set(KIV_INTERACT_END_MARKER, 0);
+    plan("flood 40000\nhear\nsay KIV_CALLBACK_SUCCESS");
+    ASSERT_EQ(open(), 0);
+    EXPECT_EQ(exchange("a"), success);
+    std::string errors(65536, '\0');
+    EXPECT_EQ(read(kiv_to_kiv_agent_stderr_pipe[0], errors.data(), errors.size()), 40'000);
+    EXPECT_EQ(kiv_interact_session_close(), 0);
+}
+
+TEST_F(Session, ClosesNothingThatIsNotItsOwn)
+{
+    ASSERT_EQ(open(), 0);
+    const int reused = kiv_to_kiv_agent_stderr_pipe[0];
+    close(reused);
+    close(kiv_to_kiv_agent_stderr_pipe[1]);
+    const int other = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(dup2(other, reused), reused);
+    EXPECT_EQ(exchange("a"), "a\n" + success);
+    EXPECT_EQ(kiv_interact_session_close(), 0);
+    EXPECT_GE(fcntl(reused, F_GETFD), 0);
+    close(other);
+    if (reused != other)
+        close(reused);
+}
+
+TEST_F(Session, LosesTheOneThatWasOpenBefore)
+{
+    ASSERT_EQ(open(), 0);
+    const std::vector<int> lost{kiv_agent_to_kiv_pipe[1], kiv_to_kiv_agent_pipe[0],
+                                kiv_to_kiv_agent_stderr_pipe[0], kiv_to_kiv_agent_stderr_pipe[1]};
+    ASSERT_EQ(open(), 0);
+    EXPECT_EQ(exchange("a"), "a\n" + success);
+    EXPECT_EQ(kiv_interact_session_close(), 0);
+    for (const int descriptor : lost)
+        EXPECT_EQ(close(descriptor), 0) << "is still the caller's to close";
+    EXPECT_GT(waitpid(-1, nullptr, 0), 0);
+}
+
+TEST_F(Session, KeepsTheSignalOfBrokenPipesFromTheCaller)
+{
+    for (const bool held_back : {false, true}) {
+        plan("hear\nexit 0");
+        ASSERT_EQ(open(), 0);
+        EXPECT_EQ(exchange("a"), "");
+        sigset_t broken_pipe;
+        sigemptyset(&broken_pipe);
+        sigaddset(&broken_pipe, SIGPIPE);
+        if (held_back) {
+            sigprocmask(SIG_BLOCK, &broken_pipe, nullptr);
+            raise(SIGPIPE);
+        }
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(exchange("b"), nothing);
+        EXPECT_EQ(kiv_interact_session_close(), -1);
+        testing::internal::GetCapturedStdout();
+        sigset_t found;
+        sigpending(&found);
+        EXPECT_EQ(sigismember(&found, SIGPIPE), held_back) << "the caller's own stays";
+        sigprocmask(SIG_BLOCK, nullptr, &found);
+        EXPECT_EQ(sigismember(&found, SIGPIPE), held_back);
+        if (held_back) {
+            int taken = 0;
+            sigwait(&broken_pipe, &taken);
+            sigprocmask(SIG_UNBLOCK, &broken_pipe, nullptr);
+        }
+    }
+}
+
+TEST_F(Session, GoesOnThroughInterruptions)
+{
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGALRM, &action, nullptr);
+    kiv_interact_reply_end_set(KIV_INTERACT_END_MARKER, 0);
+    ASSERT_EQ(open(), 0);
+    const itimerval every_millisecond{{0, 1000}, {0, 1000}};
+    setitimer(ITIMER_REAL, &every_millisecond, nullptr);
+    const std::string command(200'000, 'c');
+    for (int i = 0; i < 50; ++i)
+        ASSERT_TRUE(exchange(command) == command + "\n" + success);
+    kiv_interact_reply_end_set(KIV_INTERACT_END_QUIET, 0);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(read_time_out_check(kiv_to_kiv_agent_pipe[0], 0), 0);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 30ms);
+    EXPECT_EQ(kiv_interact_session_close(), 0);
+    const itimerval never{};
+    setitimer(ITIMER_REAL, &never, nullptr);
+}
+
+TEST_F(Session, RunsABatchOf10000Lines)
+{
+    kiv_interact_reply_end_set(KIV_INTERACT_END_MARKER, 60'000);
+    ASSERT_EQ(open(), 0);
+    std::string lines;
+    for (int i = 0; i < 10'000; ++i)
+        lines += "line " + std::to_string(i) + '\n';
+    kiv_interact_ret_info *record = kiv_interact_exec_conf_cmds(lines.c_str());
+    ASSERT_NE(record, nullptr);
+    EXPECT_EQ(record->status, KIV_INTERACT_SUCCESS);
+    EXPECT_EQ(record->failed_cmd, nullptr);
+    kiv_interact_ret_info_free(record);
+    EXPECT_EQ(kiv_interact_session_close(), 0);
+}
+
+TEST_F(Session, AbortsForAnUnknownEndOfReplies)
+{
+    EXPECT_DEATH(kiv_interact_reply_end_set(2, 0), "kiv_interact_exec");
+}
+
+} // namespace

@@ -1,0 +1,320 @@
+// The shell as a program drives it: command lines in, an answer to each out.
+
+#include <climits>
+#include <csignal>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "lab/kiv/answer.h"
+#include "lab/kiv/xml.h"
+#include "support/files.h"
+#include "support/unique_fd.h"
+#include "switch_root.h"
+
+namespace {
+
+using namespace kiv_shell;
+using std::string_view;
+using ::testing::AllOf;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+const std::string success = "KIV_CALLBACK_SUCCESS";
+const std::string callback_error = "KIV_CALLBACK_ERROR";
+const std::string parse_error = "KIV_PARSE_ERROR";
+
+bool ends_with_marker(string_view text)
+{
+    return text.ends_with(success) || text.ends_with(callback_error) || text.ends_with(parse_error);
+}
+
+std::string repeated(const std::string &text, size_t count)
+{
+    std::string all;
+    for (size_t i = 0; i < count; ++i)
+        all += text;
+    return all;
+}
+
+TEST(Answer, IsSentInPiecesOfWhichOnlyTheLastLooksLikeTheEnd)
+{
+    for (const std::string &word : {success, callback_error, parse_error, std::string("x\n")}) {
+        for (size_t shift = 0; shift <= success.size(); ++shift) {
+            const std::string answer = std::string(shift, 'x') + repeated(word, 1000) + success;
+            size_t sent = 0;
+            while (sent < answer.size()) {
+                const size_t length = next_piece(answer, sent);
+                ASSERT_TRUE(length > PIPE_BUF - 2 || sent + length == answer.size());
+                ASSERT_LE(length, size_t{PIPE_BUF});
+                sent += length;
+                ASSERT_EQ(ends_with_marker(answer.substr(0, sent)), sent == answer.size())
+                    << word << " at " << sent;
+            }
+        }
+    }
+}
+
+TEST(XmlShow, HoldsAnyOutput)
+{
+    const struct {
+        std::string output;
+        std::string lines;
+    } cases[] = {
+        {"", ""},
+        {"a\n\nb", "<line>a</line>\n<line></line>\n<line>b</line>\n"},
+        {"<a href=\"x\">&amp;\n", "<line>&lt;a href=&quot;x&quot;&gt;&amp;amp;</line>\n"},
+        {"\t\xC3\xBC\n", "<line>&#9;\xC3\xBC</line>\n"},
+        {"]]>\r\n", "<line>]]&gt;<byte value=\"0d\"/></line>\n"},
+        {std::string("\0\x1B", 2), "<line><byte value=\"00\"/><byte value=\"1b\"/></line>\n"},
+        {"\xFF\xC3", "<line><byte value=\"ff\"/><byte value=\"c3\"/></line>\n"},
+        {"\xEF\xBF\xBE",
+         "<line><byte value=\"ef\"/><byte value=\"bf\"/><byte value=\"be\"/></line>\n"},
+    };
+    for (const auto &row : cases)
+        EXPECT_EQ(xml_show("show x", row.output),
+                  "<show command=\"show x\">\n" + row.lines + "</show>\n");
+    EXPECT_EQ(xml_show("say \"\t\x01<\"", ""),
+              "<show command=\"say &quot;&#9;\xEF\xBF\xBD&lt;&quot;\">\n</show>\n");
+}
+
+// The wrapper script as a child, with the test at the other ends of its pipes.
+class shell_child {
+public:
+    shell_child()
+    {
+        int commands[2];
+        int answers[2];
+        if (pipe2(commands, O_CLOEXEC) != 0 || pipe2(answers, O_CLOEXEC) != 0)
+            return;
+        const unique_fd its_commands(commands[0]);
+        const unique_fd its_answers(answers[1]);
+        commands_ = unique_fd(commands[1]);
+        answers_ = unique_fd(answers[0]);
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, its_commands.get(), STDIN_FILENO);
+        posix_spawn_file_actions_adddup2(&actions, its_answers.get(), STDOUT_FILENO);
+        std::string name = "kivScript";
+        char *arguments[] = {name.data(), nullptr};
+        EXPECT_EQ(posix_spawn(&child_, "/sbin/kivScript.sh", &actions, nullptr, arguments, environ),
+                  0);
+        posix_spawn_file_actions_destroy(&actions);
+    }
+    shell_child(const shell_child &) = delete;
+    shell_child &operator=(const shell_child &) = delete;
+    ~shell_child()
+    {
+        if (child_ > 0)
+            end();
+    }
+
+    // Returns false when nobody reads.
+    bool send(string_view text) const { return write_all(commands_.get(), text) == 0; }
+
+    // Up to the marker that nothing follows, or the end.
+    std::string answer()
+    {
+        std::string text;
+        pieces_.clear();
+        while (!ends_with_marker(text) || is_readable(0)) {
+            if (!is_readable(60'000)) {
+                ADD_FAILURE() << "no end behind " << text.size() << " bytes";
+                break;
+            }
+            std::string piece(size_t{1} << 16, '\0');
+            const ssize_t length = read(answers_.get(), piece.data(), piece.size());
+            if (length <= 0)
+                break;
+            piece.resize(static_cast<size_t>(length));
+            text += pieces_.emplace_back(piece);
+        }
+        return text;
+    }
+
+    std::string answer_to(const std::string &line)
+    {
+        EXPECT_TRUE(send(line + "\n"));
+        return answer();
+    }
+
+    // The writes of the last answer.
+    const std::vector<std::string> &pieces() const { return pieces_; }
+
+    void stop_listening() { answers_.close(); }
+
+    // Closes its input, unless it has ended by itself. Returns its exit status.
+    int end()
+    {
+        commands_.close();
+        return status();
+    }
+
+    int status()
+    {
+        int status = -1;
+        waitpid(child_, &status, 0);
+        child_ = 0;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+private:
+    bool is_readable(int milliseconds) const
+    {
+        pollfd readable{answers_.get(), POLLIN, 0};
+        return poll(&readable, 1, milliseconds) == 1;
+    }
+
+    unique_fd commands_;
+    unique_fd answers_;
+    pid_t child_ = 0;
+    std::vector<std::string> pieces_;
+};
+
+constexpr const char *running_file = "/ubex/cfg/running.cfg";
+
+class SessionMode : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        switch_root::require();
+        std::signal(SIGPIPE, SIG_IGN);
+        mkdir("/ubex/cfg", 0755);
+        unlink(running_file);
+    }
+};
+
+TEST_F(SessionMode, AnswersEachLineButAnEmptyOneOnce)
+{
+    const struct {
+        std::string line;
+        std::string answer;
+    } cases[] = {
+        {"\n\n  ", success},
+        {"\r", success},
+        {"! comment", success},
+        {"exit", success},
+        {"exit", success},
+        {"end", success},
+        {"show",
+         "show\n    ^\n% incomplete command; expected: running-config, version\n" + parse_error},
+        {"show running-config peer",
+         "% only the peer variant of the shell (-L) shows the peer's configuration\n" +
+             callback_error},
+        {"show version > /ubex", "% /ubex: Is a directory\n" + callback_error},
+        {"conf t\n", success},
+        {"vsan 1", success},
+        {"name " + success, success},
+        {std::string("name \0", 6), "name \\x00\n     ^\n% control character\n" + parse_error},
+        {"end", success},
+        {"show running-config > /ubex/shown", success},
+        {"exit", success},
+    };
+    shell_child shell;
+    for (const auto &row : cases)
+        EXPECT_EQ(shell.answer_to(row.line), row.answer) << row.line;
+    EXPECT_EQ(switch_root::read_file(running_file), "vsan 1\n  name " + success + "\n");
+    EXPECT_THAT(switch_root::read_file("/ubex/shown"), HasSubstr("\nvsan 1\n"));
+    EXPECT_TRUE(shell.send("END_KIV\n"));
+    EXPECT_EQ(shell.answer(), "");
+    EXPECT_EQ(shell.status(), 0);
+}
+
+TEST_F(SessionMode, ShowsXmlFromOneCommandToTheOther)
+{
+    shell_child shell;
+    const std::string text = shell.answer_to("show version");
+    EXPECT_THAT(text, AllOf(StartsWith("Shell: "), EndsWith("\n" + success)));
+    EXPECT_EQ(shell.answer_to("xml-show on\n"), success);
+    EXPECT_EQ(shell.answer_to("conf t"), success);
+    EXPECT_EQ(shell.answer_to("switchname \"<a>\""), success);
+    EXPECT_EQ(shell.answer_to("xml-show on"), success) << "in every mode";
+    EXPECT_EQ(shell.answer_to("end"), success);
+    EXPECT_THAT(shell.answer_to("sh run"),
+                AllOf(StartsWith("<show command=\"show running-config\">\n<line>"),
+                      HasSubstr("\n<line>switchname &lt;a&gt;</line>\n"),
+                      EndsWith("</show>\n" + success)));
+    EXPECT_THAT(shell.answer_to("show running-config peer"), StartsWith("% only the peer"));
+    for (const char *line : {"xml-show", "xml-show yes", "xml-show on off"})
+        EXPECT_THAT(shell.answer_to(line), EndsWith("^\n% expected: off, on\n" + parse_error));
+    EXPECT_THAT(shell.answer_to("\"xml-show\" off"), HasSubstr("unknown word"));
+    EXPECT_EQ(shell.answer_to("xml-show  off "), success);
+    EXPECT_EQ(shell.answer_to("show version"), text);
+}
+
+TEST_F(SessionMode, WritesAnAnswerSoThatItsEndIsFound)
+{
+    std::string stored;
+    for (size_t i = 0; stored.size() < 200'000; ++i)
+        stored += std::to_string(i) + std::string(i % 17, 'x') +
+                  (i % 2 == 0 ? success : parse_error) + "\n";
+    switch_root::write_file(running_file, stored);
+    shell_child shell;
+    const std::string answer = shell.answer_to("show running-config");
+    EXPECT_TRUE(answer.ends_with(stored + success)) << answer.size();
+    EXPECT_EQ(shell.pieces().back(), success) << "by itself, for a show command";
+    size_t sent = 0;
+    for (const std::string &piece : shell.pieces()) {
+        sent += piece.size();
+        EXPECT_LE(piece.size(), size_t{PIPE_BUF});
+        EXPECT_EQ(ends_with_marker(answer.substr(0, sent)), sent == answer.size());
+    }
+    shell.answer_to(" show version");
+    EXPECT_EQ(shell.pieces().size(), 1U);
+    shell.answer_to("show versoin");
+    EXPECT_EQ(shell.pieces().back(), parse_error);
+}
+
+TEST_F(SessionMode, TakesLinesOfAnyLengthThatComeInAnyPieces)
+{
+    shell_child shell;
+    const std::string unknown(1 << 20, 'x');
+    EXPECT_THAT(shell.answer_to(unknown), AllOf(StartsWith("xxx"), EndsWith("\n" + parse_error)));
+    EXPECT_EQ(shell.answer_to("conf t"), success);
+    EXPECT_EQ(shell.answer_to("banner " + unknown), success);
+    EXPECT_EQ(shell.answer_to("end"), success);
+    EXPECT_TRUE(shell.answer_to("show running-config").ends_with(unknown + "\n" + success));
+    for (const char piece : string_view("show nothing"))
+        EXPECT_TRUE(shell.send({&piece, 1}));
+    EXPECT_THAT(shell.answer_to(""), HasSubstr("unknown word \"nothing\""));
+    EXPECT_TRUE(shell.send("conf t\nend\nshow nothing\n"));
+    std::string all;
+    while (!all.ends_with(parse_error))
+        all += shell.answer();
+    EXPECT_THAT(all, StartsWith(success + success + "show nothing\n"));
+}
+
+TEST_F(SessionMode, AnswersALineThatIsTooLongAndEnds)
+{
+    shell_child shell;
+    const std::string piece(1 << 20, 'x');
+    for (int i = 0; i < 64; ++i)
+        EXPECT_TRUE(shell.send(piece));
+    shell.send(piece);
+    EXPECT_EQ(shell.answer(), "% standard input: line too long\n" + parse_error);
+    EXPECT_EQ(shell.status(), 1);
+}
+
+TEST_F(SessionMode, EndsWithItsProgram)
+{
+    shell_child closed;
+    EXPECT_EQ(closed.answer_to("conf t"), success);
+    EXPECT_TRUE(closed.send("switchname unfinished"));
+    EXPECT_EQ(closed.end(), 0);
+    shell_child unheard;
+    EXPECT_EQ(unheard.answer_to("conf t"), success);
+    unheard.stop_listening();
+    EXPECT_TRUE(unheard.send("end\n"));
+    EXPECT_EQ(unheard.status(), 1);
+}
+
+} // namespace

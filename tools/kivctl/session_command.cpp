@@ -192,7 +192,7 @@ private:
             return false;
         if (answer.end.status == KIV_INTERACT_SUCCESS)
             return true;
-        const auto message_takes_place = progress_.aside();
+        const auto progress_aside = progress_.aside();
         result_ = fail(lines_.place(), answer.end.message);
         if (answer.end.status == 0)
             report_lost_shell(wanted_);

@@ -322,8 +322,7 @@ TEST(FormatAssertions, NameTheParameterAndTheFile)
     EXPECT_DEATH(print_hex_multi_range(nullptr), failure("print_hex_multi_range", "ranges"));
     EXPECT_DEATH(print_guid(nullptr), failure("print_guid", "guid"));
     const kiv_if_index_list nowhere{1, nullptr};
-    EXPECT_DEATH(print_if_index_list(&nowhere),
-                 failure("print_if_index_list", "list->indices"));
+    EXPECT_DEATH(print_if_index_list(&nowhere), failure("print_if_index_list", "list->indices"));
 }
 
 } // namespace

@@ -50,7 +50,7 @@ static void log_in(struct pinfo *info)
 /* The handler itself. */
 static int show_vsan(const struct pinfo *info)
 {
-    const uint32_t vsan = (uint32_t)*(const int32_t *)info->args[ARGUMENT_VSAN]->value;
+    const uint32_t vsan = (uint32_t) * (const int32_t *)info->args[ARGUMENT_VSAN]->value;
     const char *name = info->args[ARGUMENT_NAME]->value;
     char *port = print_hex_to_str(info->args[ARGUMENT_PORT]->value, 8);
     kiv_buf_printf("vsan %u \"%s\", port %s\n", vsan, name, port == NULL ? "" : port);

@@ -67,7 +67,7 @@ fault exchange::wait_to_write()
                                      {ended_ ? -1 : kiv_to_kiv_agent_pipe[0], POLLIN, 0}}};
         const waited result = wait_for(pipes, limit_, child_watch::on);
         if (result == waited::expired)
-            return expire();
+            return fall_out_of_step(fault::too_late);
         if (result != waited::ready)
             return fault::cannot_write;
         if (pipes[0].revents != 0)
@@ -80,12 +80,17 @@ fault exchange::wait_to_write()
 fault exchange::receive()
 {
     pollfd reply{kiv_to_kiv_agent_pipe[0], POLLIN, 0};
+    if (limit_.reached())
+        return fall_out_of_step(fault::too_late);
+    if (const ssize_t size = current.by_marker() ? read_ready_piece() : not_ready;
+        size != not_ready)
+        return keep_piece(size);
     const bool is_open = !ended_ && reply.fd >= 0;
     switch (is_open ? wait_for({&reply, 1}, limit_, child_watch::on) : waited::failed) {
     case waited::ready:
         return take_piece();
     case waited::expired:
-        return expire();
+        return fall_out_of_step(fault::too_late);
     default:
         end();
         return fault::none;
@@ -102,7 +107,12 @@ fault exchange::take_piece()
 {
     if (!current.by_marker())
         std::memset(buffer, 0, sizeof buffer);
-    received_ = read_piece();
+    return keep_piece(read_piece());
+}
+
+fault exchange::keep_piece(ssize_t size)
+{
+    received_ = size;
     if (received_ <= 0) {
         end();
         return fault::none;
@@ -116,14 +126,14 @@ fault exchange::take_piece()
         std::memcpy(retBuf, buffer, sizeof retBuf);
         clear_piece(received_);
     }
-    return grown ? fault::none : fault::cannot_grow;
+    return grown ? fault::none : fall_out_of_step(fault::cannot_grow);
 }
 
-// What comes later would be taken for the reply to another command.
-fault exchange::expire()
+// The rest of this reply would be taken for the reply to another command.
+fault exchange::fall_out_of_step(fault reason)
 {
-    current.note_missed_deadline();
-    return fault::too_late;
+    current.note_out_of_step();
+    return reason;
 }
 
 } // namespace kiv::interact

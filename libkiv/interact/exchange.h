@@ -22,7 +22,7 @@ namespace kiv::interact {
     X(cannot_grow, "realloc failed")                                                               \
     X(cannot_write, "write failed")                                                                \
     X(too_late, "deadline expired, session unusable")                                              \
-    X(unusable, "session unusable since its deadline expired")
+    X(unusable, "session unusable, out of step")
 
 #define KIV_INTERACT_FAULT_ENUMERATOR(name, text) name,
 enum class fault { KIV_INTERACT_FAULT_TABLE(KIV_INTERACT_FAULT_ENUMERATOR) };
@@ -47,7 +47,8 @@ private:
     fault wait_to_write();
     fault receive();
     fault take_piece();
-    fault expire();
+    fault keep_piece(ssize_t size);
+    static fault fall_out_of_step(fault reason);
     void end();
 
     // By quiet.

@@ -57,7 +57,8 @@ bool greet()
 void hear_greeting(const time_limit &limit)
 {
     const int replies = kiv_to_kiv_agent_pipe[0];
-    while (wait_for_data(replies, false, limit, child_watch::on) == waited::ready) {
+    while (!limit.reached() &&
+           wait_for_data(replies, false, limit, child_watch::on) == waited::ready) {
         const ssize_t size = read_piece();
         clear_piece(size);
         if (size != KIV_INTERACT_BUFFER_SIZE)

@@ -3,10 +3,14 @@
 #define KIV_INTERACT_REPLY_TEXT_H
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
 #include <utility>
+
+#include <sys/mman.h>
+#include <unistd.h>
 
 namespace kiv::interact {
 
@@ -57,19 +61,38 @@ public:
     char *release() { return std::exchange(text_, nullptr); }
 
 private:
-    // Doubles, so that the cost of a byte does not grow with the text.
+    // By a factor, so that the cost of a byte does not grow with the text.
     bool make_room(size_t size)
     {
-        if (size < capacity_ - length_)
-            return true;
-        const size_t larger = std::max(2 * capacity_, length_ + size + 1);
-        auto *moved = static_cast<char *>(std::realloc(text_, larger));
-        if (moved == nullptr)
+        const size_t needed = length_ + size + 1;
+        return needed <= capacity_ || move_to(std::max(4 * capacity_, needed)) || move_to(needed);
+    }
+
+    // To a new block: realloc would move the pages of the old one, which takes longer than to copy
+    // them when they are large.
+    bool move_to(size_t capacity)
+    {
+        auto *block = static_cast<char *>(std::malloc(capacity));
+        if (block == nullptr)
             return false;
-        text_ = moved;
-        capacity_ = larger;
+        if (capacity >= large)
+            use_large_pages(block, capacity);
+        std::memcpy(block, text_, length_ + 1);
+        std::free(text_);
+        text_ = block;
+        capacity_ = capacity;
         return true;
     }
+
+    // To get small pages one by one takes longer than to fill them. A hint: it may come to nothing.
+    static void use_large_pages(char *block, size_t size)
+    {
+        const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+        const size_t before_page = -reinterpret_cast<uintptr_t>(block) % page;
+        madvise(block + before_page, (size - before_page) / page * page, MADV_HUGEPAGE);
+    }
+
+    static constexpr size_t large = size_t{1} << 20;
 
     char *text_ = nullptr;
     size_t length_ = 0;

@@ -36,7 +36,7 @@ void session::open(pid_t child, session_pipes &made)
 void session::begin()
 {
     ended_ = {};
-    late_ = {};
+    out_of_step_ = {};
     commands_taken = false;
     errors_overflowed = false;
     std::memset(buffer, 0, sizeof buffer);
@@ -45,9 +45,7 @@ void session::begin()
 void session::hear_out(const time_limit &limit)
 {
     pollfd reply{kiv_to_kiv_agent_pipe[0], POLLIN, 0};
-    for (;;) {
-        if (wait_for({&reply, 1}, limit, child_watch::on) != waited::ready)
-            return;
+    while (!limit.reached() && wait_for({&reply, 1}, limit, child_watch::on) == waited::ready) {
         const ssize_t size = read(reply.fd, buffer, sizeof buffer);
         std::memset(buffer, 0, size > 0 ? static_cast<size_t>(size) : 0);
         if (size == 0 || (size < 0 && errno != EINTR && errno != EAGAIN))

@@ -42,8 +42,8 @@ public:
     bool has_ended_replies() const { return ended_.names(kiv_to_kiv_agent_pipe[0]); }
 
     // What comes from this shell may be the reply to an earlier command.
-    void note_missed_deadline() { late_ = pipe_identity(kiv_to_kiv_agent_pipe[0]); }
-    bool is_out_of_step() const { return late_.names(kiv_to_kiv_agent_pipe[0]); }
+    void note_out_of_step() { out_of_step_ = pipe_identity(kiv_to_kiv_agent_pipe[0]); }
+    bool is_out_of_step() const { return out_of_step_.names(kiv_to_kiv_agent_pipe[0]); }
 
     int32_t reply_end = KIV_INTERACT_END_QUIET;
     clock::duration deadline{};
@@ -54,7 +54,7 @@ private:
     pid_t child_ = 0;
     std::array<pipe_identity, pipe_count> pipes_{};
     pipe_identity ended_;
-    pipe_identity late_;
+    pipe_identity out_of_step_;
 };
 
 inline session current;

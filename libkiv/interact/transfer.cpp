@@ -76,6 +76,21 @@ ssize_t read_piece()
     return size;
 }
 
+// Spares the wait where the shell has answered already. Where the system cannot read a pipe so, the
+// wait finds out.
+ssize_t read_ready_piece()
+{
+    static bool is_supported = true;
+    if (!is_supported)
+        return not_ready;
+    const iovec piece{buffer, sizeof buffer};
+    const ssize_t size = preadv2(kiv_to_kiv_agent_pipe[0], &piece, 1, -1, RWF_NOWAIT);
+    if (size >= 0)
+        return size;
+    is_supported = errno == EAGAIN || errno == EINTR;
+    return not_ready;
+}
+
 void clear_piece(ssize_t size)
 {
     if (size > 0)

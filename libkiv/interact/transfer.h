@@ -43,6 +43,10 @@ private:
 // number of bytes, 0 at the end, or -1; interruptions are retried.
 ssize_t read_piece();
 
+// The same if there is something to read, or the end; else not_ready.
+inline constexpr ssize_t not_ready = -2;
+ssize_t read_ready_piece();
+
 // Puts zeros in the place of a piece.
 void clear_piece(ssize_t size);
 

@@ -64,7 +64,7 @@ fault exchange::pause(bool retry)
     data_came_ = result == waited::ready;
     if (result == waited::child_gone)
         end();
-    return !data_came_ && limit_.reached() ? expire() : fault::none;
+    return !data_came_ && limit_.reached() ? fall_out_of_step(fault::too_late) : fault::none;
 }
 
 bool exchange::piece_may_go_on() const

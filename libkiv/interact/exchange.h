@@ -28,7 +28,7 @@ namespace kiv::interact {
 enum class fault { KIV_INTERACT_FAULT_TABLE(KIV_INTERACT_FAULT_ENUMERATOR) };
 #undef KIV_INTERACT_FAULT_ENUMERATOR
 
-// The unit in which the capacity of a reply is laid down.
+// The unit in which the capacity of a reply grows.
 inline constexpr size_t capacity_step = KIV_INTERACT_BUFFER_SIZE + 3;
 
 class exchange {

@@ -41,19 +41,18 @@ fault run(const char *command, reply_text &reply)
 
 fault exchange::send(const sent_text &sent)
 {
-    // An empty pipe has room, and to ask it would cost as much as to write.
-    bool has_room = current.commands_taken && sent.size() <= atomic_write;
-    current.commands_taken = false;
     broken_pipe_guard guard;
     for (size_t written = 0; written < sent.size();) {
-        if (const fault failed = has_room ? fault::none : wait_to_write(); failed != fault::none)
-            return failed;
-        const ssize_t size = guard.write(sent, written);
-        has_room = false;
+        ssize_t size = guard.write_at_once(sent, written);
+        if (size < 0 && errno == EAGAIN) {
+            if (const fault failed = wait_to_write(); failed != fault::none)
+                return written == 0 ? failed : fall_out_of_step(failed);
+            size = guard.write(sent, written);
+        }
         if (size < 0 && errno == EAGAIN)
             continue;
         if (size <= 0)
-            return fault::cannot_write;
+            return written == 0 ? fault::cannot_write : fall_out_of_step(fault::cannot_write);
         written += static_cast<size_t>(size);
     }
     return fault::none;
@@ -62,12 +61,12 @@ fault exchange::send(const sent_text &sent)
 // What the shell says meanwhile is taken, or it might wait for that and never read on.
 fault exchange::wait_to_write()
 {
-    for (;;) {
+    while (!limit_.reached()) {
         std::array<pollfd, 2> pipes{{{kiv_agent_to_kiv_pipe[1], POLLOUT, 0},
                                      {ended_ ? -1 : kiv_to_kiv_agent_pipe[0], POLLIN, 0}}};
         const waited result = wait_for(pipes, limit_, child_watch::on);
         if (result == waited::expired)
-            return fall_out_of_step(fault::too_late);
+            break;
         if (result != waited::ready)
             return fault::cannot_write;
         if (pipes[0].revents != 0)
@@ -75,6 +74,7 @@ fault exchange::wait_to_write()
         if (const fault failed = take_piece(); failed != fault::none)
             return failed;
     }
+    return fall_out_of_step(fault::too_late);
 }
 
 fault exchange::receive()
@@ -117,9 +117,9 @@ fault exchange::keep_piece(ssize_t size)
         end();
         return fault::none;
     }
-    if (!piece_may_go_on())
-        piece_start_ = reply_.length();
+    const size_t start = reply_.length();
     const bool grown = reply_.append({buffer, static_cast<size_t>(received_)});
+    find_word(start);
     remember_tail();
     if (!paused_) {
         ++pieces_;
@@ -160,8 +160,5 @@ void kiv_interact_reply_end_set(int32_t end, uint32_t deadline_milliseconds) noe
     if (!to_markers)
         return;
     std::memset(buffer, 0, sizeof buffer);
-    for (ssize_t size = 1; size > 0 && has_data(kiv_to_kiv_agent_pipe[0]);) {
-        size = read_piece();
-        clear_piece(size);
-    }
+    discard_arrived();
 }

@@ -55,7 +55,9 @@ private:
     fault first_phase();
     fault second_phase();
     fault pause(bool retry);
-    bool piece_may_go_on() const;
+    void find_word(size_t piece_start);
+    bool is_word(std::string_view text) const;
+    bool may_become_word(std::string_view text) const;
     bool ends_show(size_t capacity);
 
     // By marker.
@@ -71,7 +73,7 @@ private:
     bool ended_ = false;   // nothing comes any more
 
     size_t pieces_ = 1;      // before the first pause, and one
-    size_t piece_start_ = 0; // of the last piece, or of several that are one marker or echo
+    size_t word_start_ = 0;  // of the last piece, or of several that may be one marker or echo
     bool paused_ = false;    // the first pause is over
     bool data_came_ = false; // it was not quiet
 

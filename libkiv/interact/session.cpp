@@ -1,11 +1,9 @@
 #include "session.h"
 
-#include <cerrno>
 #include <cstring>
 
-#include <unistd.h>
-
 #include "exec/child.h"
+#include "transfer.h"
 
 int kiv_agent_to_kiv_pipe[2] = {-1, -1};
 int kiv_to_kiv_agent_pipe[2] = {-1, -1};
@@ -37,8 +35,6 @@ void session::begin()
 {
     ended_ = {};
     out_of_step_ = {};
-    commands_taken = false;
-    errors_overflowed = false;
     std::memset(buffer, 0, sizeof buffer);
 }
 
@@ -46,9 +42,9 @@ void session::hear_out(const time_limit &limit)
 {
     pollfd reply{kiv_to_kiv_agent_pipe[0], POLLIN, 0};
     while (!limit.reached() && wait_for({&reply, 1}, limit, child_watch::on) == waited::ready) {
-        const ssize_t size = read(reply.fd, buffer, sizeof buffer);
-        std::memset(buffer, 0, size > 0 ? static_cast<size_t>(size) : 0);
-        if (size == 0 || (size < 0 && errno != EINTR && errno != EAGAIN))
+        const ssize_t size = read_piece();
+        clear_piece(size);
+        if (size <= 0)
             return;
     }
 }
@@ -60,8 +56,8 @@ void session::release(const time_limit &limit)
     pipes_[commands].close_end(kiv_agent_to_kiv_pipe[1]);
     if (pipes_[replies].names(kiv_to_kiv_agent_pipe[0]))
         hear_out(limit);
-    const bool ended =
-        !limit.exists() || wait_for({}, limit, child_watch::on) == waited::child_gone;
+    // It may have closed its output and still be writing to its standard error.
+    const bool ended = wait_for({}, limit, child_watch::on) == waited::child_gone;
     reap(child_, !ended);
     for (const pipe_index pipe : {commands, replies, errors}) {
         for (int end : {0, 1})
@@ -69,6 +65,12 @@ void session::release(const time_limit &limit)
     }
     child_ = 0;
     pipes_ = {};
+}
+
+bool session::owns_errors() const
+{
+    return pipes_[errors].names(kiv_to_kiv_agent_stderr_pipe[0]) &&
+           pipes_[errors].names(kiv_to_kiv_agent_stderr_pipe[1]);
 }
 
 bool session::child_has_ended() const

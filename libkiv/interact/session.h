@@ -27,12 +27,12 @@ public:
     // Closes the pipes and waits for the child, which is killed when the limit is reached.
     void release(const time_limit &limit);
 
-    // Reads away what the child still says, until it has said all.
+    // Reads away what the child still says, until it has said all or the limit is reached.
     static void hear_out(const time_limit &limit);
 
     bool has_child() const { return child_ > 0; }
     bool child_has_ended() const;
-    bool owns_errors() const { return pipes_[errors].names(kiv_to_kiv_agent_stderr_pipe[0]); }
+    bool owns_errors() const;
 
     bool by_marker() const { return reply_end == KIV_INTERACT_END_MARKER; }
     time_limit limit() const;
@@ -47,8 +47,6 @@ public:
 
     int32_t reply_end = KIV_INTERACT_END_QUIET;
     clock::duration deadline{};
-    bool commands_taken = false;    // the pipe of commands is empty
-    bool errors_overflowed = false; // standard error is being discarded
 
 private:
     pid_t child_ = 0;

@@ -3,7 +3,9 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <span>
 
+#include <sys/ioctl.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -27,6 +29,18 @@ bool is_pending()
     return sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
 }
 
+bool is_unsupported(int error)
+{
+    return error == EOPNOTSUPP || error == ENOSYS || error == EINVAL;
+}
+
+ssize_t write_to(int descriptor, std::span<const iovec> parts, int flags)
+{
+    const int count = static_cast<int>(parts.size());
+    return flags == 0 ? writev(descriptor, parts.data(), count)
+                      : pwritev2(descriptor, parts.data(), count, -1, flags);
+}
+
 iovec part_of(std::string_view text)
 {
     return {const_cast<char *>(text.data()), text.size()};
@@ -48,7 +62,19 @@ broken_pipe_guard::~broken_pipe_guard()
         pthread_sigmask(SIG_SETMASK, &before_, nullptr);
 }
 
-ssize_t broken_pipe_guard::write(const sent_text &sent, size_t written)
+// Spares the wait for room, which there nearly always is. Where the system cannot write to a pipe
+// so, the wait finds out.
+ssize_t broken_pipe_guard::write_at_once(const sent_text &sent, size_t written)
+{
+    static bool is_supported = true;
+    const ssize_t size = is_supported ? write_part(sent, written, RWF_NOWAIT) : -1;
+    is_supported = is_supported && (size >= 0 || !is_unsupported(errno));
+    if (!is_supported)
+        errno = EAGAIN;
+    return size;
+}
+
+ssize_t broken_pipe_guard::write_part(const sent_text &sent, size_t written, int flags)
 {
     const size_t start = std::min(written, sent.text.size());
     const std::string_view rest = sent.text.substr(start, atomic_write);
@@ -56,7 +82,8 @@ ssize_t broken_pipe_guard::write(const sent_text &sent, size_t written)
     const std::array<iovec, 2> parts{part_of(rest), part_of("\n")};
     ssize_t size = 0;
     do {
-        size = writev(kiv_agent_to_kiv_pipe[1], parts.data(), last && sent.newline ? 2 : 1);
+        size = write_to(kiv_agent_to_kiv_pipe[1], {parts.data(), last && sent.newline ? 2U : 1U},
+                        flags);
     } while (size < 0 && errno == EINTR);
     if (size < 0 && errno == EPIPE && !pending_before_) {
         constexpr timespec no_time{};
@@ -87,7 +114,7 @@ ssize_t read_ready_piece()
     const ssize_t size = preadv2(kiv_to_kiv_agent_pipe[0], &piece, 1, -1, RWF_NOWAIT);
     if (size >= 0)
         return size;
-    is_supported = errno == EAGAIN || errno == EINTR;
+    is_supported = !is_unsupported(errno);
     return not_ready;
 }
 
@@ -95,6 +122,20 @@ void clear_piece(ssize_t size)
 {
     if (size > 0)
         std::memset(buffer, 0, static_cast<size_t>(size));
+}
+
+void discard_arrived()
+{
+    int left = 0;
+    if (ioctl(kiv_to_kiv_agent_pipe[0], FIONREAD, &left) != 0)
+        return;
+    while (left > 0) {
+        const ssize_t size = read_piece();
+        if (size <= 0)
+            return;
+        clear_piece(size);
+        left -= static_cast<int>(size);
+    }
 }
 
 } // namespace kiv::interact

@@ -32,9 +32,14 @@ public:
 
     // Writes the next part of the text, no more than a pipe takes as a whole. The number of bytes,
     // or -1; interruptions are retried.
-    ssize_t write(const sent_text &sent, size_t written);
+    ssize_t write(const sent_text &sent, size_t written) { return write_part(sent, written, 0); }
+
+    // The same without blocking: -1 with EAGAIN where the pipe may have no room.
+    ssize_t write_at_once(const sent_text &sent, size_t written);
 
 private:
+    ssize_t write_part(const sent_text &sent, size_t written, int flags);
+
     sigset_t before_;
     bool pending_before_ = false;
 };
@@ -49,6 +54,9 @@ ssize_t read_ready_piece();
 
 // Puts zeros in the place of a piece.
 void clear_piece(ssize_t size);
+
+// Reads away what has arrived by now, however much comes meanwhile.
+void discard_arrived();
 
 } // namespace kiv::interact
 

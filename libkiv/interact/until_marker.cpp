@@ -29,8 +29,6 @@ fault exchange::exchange_line()
         if (const fault failed = receive(); failed != fault::none || ended_)
             return failed;
     }
-    // Empty lines behind the one that has been answered may not have been read yet.
-    current.commands_taken = !line.text.ends_with(line.newline ? "\n" : "\n\n");
     return fault::none;
 }
 

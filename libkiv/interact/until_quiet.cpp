@@ -42,10 +42,10 @@ fault exchange::first_phase()
 fault exchange::second_phase()
 {
     const size_t capacity = pieces_ * capacity_step;
-    const std::string_view last = reply_.from(piece_start_);
+    const std::string_view last = reply_.from(word_start_);
     const bool patient = !last.starts_with(success_marker);
     if (!is_beginning(last, success_marker))
-        piece_start_ = reply_.length();
+        word_start_ = reply_.length();
     paused_ = true;
     fault failed = pause(patient);
     while (failed == fault::none && data_came_) {
@@ -67,21 +67,35 @@ fault exchange::pause(bool retry)
     return !data_came_ && limit_.reached() ? fall_out_of_step(fault::too_late) : fault::none;
 }
 
-bool exchange::piece_may_go_on() const
+bool exchange::is_word(std::string_view text) const
 {
-    const std::string_view piece = reply_.from(piece_start_);
-    return is_beginning(piece, success_marker) || (paused_ && is_beginning(piece, command_));
+    return text.starts_with(success_marker) || (paused_ && text.starts_with(command_));
+}
+
+bool exchange::may_become_word(std::string_view text) const
+{
+    return is_beginning(text, success_marker) || (paused_ && is_beginning(text, command_));
+}
+
+// What seemed to begin a word may turn out to be output, with the word itself behind it.
+void exchange::find_word(size_t piece_start)
+{
+    const std::string_view text = reply_.from(word_start_);
+    const bool goes_on = may_become_word(text.substr(0, piece_start - word_start_)) &&
+                         (is_word(text) || may_become_word(text));
+    if (!goes_on || is_word(reply_.from(piece_start)))
+        word_start_ = piece_start;
 }
 
 bool exchange::ends_show(size_t capacity)
 {
-    const std::string_view piece = reply_.from(piece_start_);
-    const bool is_echo = piece.starts_with(command_);
-    const bool is_last = piece.starts_with(success_marker);
-    if (!is_echo && !is_last && piece_may_go_on())
+    const std::string_view word = reply_.from(word_start_);
+    const bool is_echo = word.starts_with(command_);
+    const bool is_last = word.starts_with(success_marker);
+    if (!is_echo && !is_last && may_become_word(word))
         return false;
-    reply_.cut(is_echo ? piece_start_ : capacity);
-    piece_start_ = reply_.length();
+    reply_.cut(is_echo ? word_start_ : capacity);
+    word_start_ = reply_.length();
     return is_last;
 }
 

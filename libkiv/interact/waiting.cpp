@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 
 // Whether the child has ended or its standard error is full does not show in what is waited for, so
 // a wait looks around from time to time, less and less often.
-constexpr clock::duration first_look = 10ms;
+constexpr clock::duration first_look = 1ms;
 constexpr clock::duration rarest_look = 100ms;
 
 constexpr clock::duration moment = 30ms;
@@ -27,35 +27,47 @@ bool is_full(int write_end)
     return poll(&full, 1, 0) == 0;
 }
 
-void discard_errors()
-{
-    std::array<char, size_t{64} << 10> discarded;
-    const int errors = kiv_to_kiv_agent_stderr_pipe[0];
-    if (read(errors, discarded.data(), discarded.size()) <= 0 && errno != EINTR)
-        current.errors_overflowed = false;
-}
+// What the child writes to its standard error during one wait: left to the caller until the pipe is
+// full, and from then on discarded.
+class watched_errors {
+public:
+    // As poll_descriptors; standard error is none of those that are counted.
+    int poll(std::span<pollfd> descriptors, clock::duration at_most);
 
-void look_after_errors()
-{
-    if (!current.errors_overflowed && current.owns_errors())
-        current.errors_overflowed = is_full(kiv_to_kiv_agent_stderr_pipe[1]);
-}
+    void look()
+    {
+        if (!overflowed_ && current.owns_errors())
+            overflowed_ = is_full(kiv_to_kiv_agent_stderr_pipe[1]);
+    }
 
-// As poll_descriptors; the child's standard error is none of those that are counted.
-int poll_and_discard_errors(std::span<pollfd> descriptors, clock::duration at_most)
+private:
+    void discard();
+
+    bool overflowed_ = false;
+};
+
+int watched_errors::poll(std::span<pollfd> descriptors, clock::duration at_most)
 {
-    if (!current.errors_overflowed)
+    if (!overflowed_)
         return poll_descriptors(descriptors, at_most);
     std::array<pollfd, 3> all{};
     const auto end = std::copy(descriptors.begin(), descriptors.end(), all.begin());
     *end = {kiv_to_kiv_agent_stderr_pipe[0], POLLIN, 0};
     int ready = poll_descriptors({all.begin(), end + 1}, at_most);
     if (ready > 0 && end->revents != 0) {
-        discard_errors();
+        discard();
         --ready;
     }
     std::copy(all.begin(), end, descriptors.begin());
     return ready;
+}
+
+void watched_errors::discard()
+{
+    std::array<char, size_t{64} << 10> discarded;
+    const ssize_t size = read(kiv_to_kiv_agent_stderr_pipe[0], discarded.data(), discarded.size());
+    if (size == 0 || (size < 0 && errno != EINTR))
+        overflowed_ = false;
 }
 
 bool any_is_invalid(std::span<pollfd> descriptors)
@@ -75,8 +87,9 @@ waited after_the_child(std::span<pollfd> descriptors)
 
 waited wait_for(std::span<pollfd> descriptors, const time_limit &limit, child_watch watch)
 {
+    watched_errors errors;
     for (clock::duration look = first_look;; look = std::min(2 * look, rarest_look)) {
-        const int ready = poll_and_discard_errors(descriptors, limit.at_most(look));
+        const int ready = errors.poll(descriptors, limit.at_most(look));
         if (ready > 0 && any_is_invalid(descriptors)) {
             errno = EBADF;
             return waited::failed;
@@ -87,7 +100,7 @@ waited wait_for(std::span<pollfd> descriptors, const time_limit &limit, child_wa
             return waited::failed;
         if (limit.reached())
             return waited::expired;
-        look_after_errors();
+        errors.look();
         if (watch == child_watch::on && current.child_has_ended())
             return after_the_child(descriptors);
     }

@@ -16,7 +16,6 @@ public:
     time_limit() = default;
     explicit time_limit(clock::duration from_now) : end_(now() + from_now) {}
 
-    bool exists() const { return end_.has_value(); }
     bool reached() const { return end_ && now() >= *end_; }
     clock::duration at_most(clock::duration wish) const
     {
@@ -39,8 +38,8 @@ enum class waited { ready, expired, child_gone, failed };
 // Does the end of the session's child end the wait?
 enum class child_watch { off, on };
 
-// Waits until one of the descriptors is ready. Meanwhile the child's standard error is kept from
-// filling up.
+// Waits until one of the descriptors is ready, even if the limit has been reached by then.
+// Meanwhile the child's standard error is kept from filling up.
 waited wait_for(std::span<pollfd> descriptors, const time_limit &limit, child_watch watch);
 
 // Waits until the descriptor can be read: for a moment, and then, with retries, for longer and

@@ -70,7 +70,8 @@ enum kiv_interact_reply_end {
  *
  * With markers, a reply ends when the bytes that have arrived end with a marker and
  * the pipe is empty. A command of several lines is sent line by line, each when the
- * one before has been answered; its reply is that of all lines. The shell that this
+ * one before has been answered, however it was; its reply is that of all lines, and
+ * the status in a result record is that of the last one. The shell that this
  * needs answers each line but an empty one, exactly once; it writes no more than
  * PIPE_BUF (POSIX) bytes at a time, and only the last write of an answer ends with a
  * marker. Then no line of output is taken for a marker, whatever it says: in result

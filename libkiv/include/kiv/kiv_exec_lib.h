@@ -146,6 +146,38 @@ KIV_API int kiv_execute_cfg_file(const char *file) KIV_NOEXCEPT;
  * when the file does not exist ("Bad address" for null). */
 KIV_API int kiv_execute_script_file(const char *file) KIV_NOEXCEPT;
 
+/* Write the running configuration, or that of the peer, into `out_file`, by way of
+ * kiv_talvek_system2. `version` is the software version of the peer; null or empty: none. A result
+ * other than 0 is printed on standard output as its text. Return that result;
+ * KIV_ERROR_COMMAND_TOO_LONG for a name or a version that does not fit its field. The last form
+ * returns when the command has been started in the background; no other talvek execution may run
+ * meanwhile. */
+KIV_API uint32_t talvek_kiv_generate_running_cfg(const char *out_file,
+                                                 const char *version) KIV_NOEXCEPT;
+KIV_API uint32_t talvek_kiv_generate_running_cfg_peer_version(const char *out_file,
+                                                              const char *version) KIV_NOEXCEPT;
+KIV_API uint32_t talvek_kiv_generate_running_cfg_peer_version_bg(const char *out_file,
+                                                                 const char *version) KIV_NOEXCEPT;
+
+/* Runs `command`, which the caller has built, with system (POSIX). Returns KIV_ERROR_FILE_MISSING,
+ * with nothing run, when the request's file does not exist; otherwise as the executors do. */
+KIV_API uint32_t kiv_execute_cmd_file2(kiv_system_info *info_p, const char *command) KIV_NOEXCEPT;
+
+/* Set the type of the request to that of a configuration file and execute it. Return
+ * KIV_ERROR_FILE_MISSING, with the request untouched, when the file does not exist; otherwise the
+ * executor's result. */
+KIV_API uint32_t kiv_execute_cfg_file2(kiv_system_info *info_p) KIV_NOEXCEPT;
+KIV_API uint32_t kiv_talvek_execute_cfg_file2(kiv_system_info *info_p) KIV_NOEXCEPT;
+
+/* The start-up configuration. Runs the request's configuration file with KIV_BOOTSTRAP_PASS in its
+ * -e, asks the platform over the caller's message queue whether the box is online, waits for its
+ * answer, and when that says so runs the file again, without the flag. The request stays as it is.
+ * Returns the result of the last run; KIV_ERROR_COMMAND_FAILED, with a message, when no answer can
+ * come. Any other answer means that there is no second run. */
+#define KIV_BOOTSTRAP_PASS 0x8000
+KIV_API uint32_t kiv_multi_stage_execute_cfg_file(int ovra_queue,
+                                                  const kiv_system_info *info) KIV_NOEXCEPT;
+
 /* -- Output capture ---------------------------------------------------------- */
 
 /* What goes through kiv_buf_printf is kept in memory from the first call on

@@ -12,8 +12,9 @@
  * Errors are printed on standard output, as "error: SOURCE:FUNCTION:LINE: TEXT"
  * and a newline. A signal that interrupts a call changes nothing, and SIGPIPE
  * does not reach the caller. What the shell writes to its standard error stays
- * in its pipe for the caller to read; when the pipe is full while the library
- * waits for a reply, what is in it is discarded, so that the shell goes on.
+ * in its pipe for the caller to read. When the pipe is full while the library
+ * waits for the shell, what is in it and what follows during that wait is
+ * discarded, so that the shell goes on; not so where the caller has closed an end.
  */
 #ifndef KIV_KIV_INTERACT_EXEC_H
 #define KIV_KIV_INTERACT_EXEC_H
@@ -90,8 +91,10 @@ KIV_API int read_time_out_check(int fd, int retry) KIV_NOEXCEPT;
  * -1 when "exit" found no working shell, or the pipe could not be closed. The
  * session is gone in any case: a child that does not end by itself is killed, after
  * a second where the session failed and after the deadline where there is one.
- * Pipes and a child that the caller has made itself stay with the caller, but for
- * the write end of the first pipe. */
+ * Descriptors that are not of its pipes any more stay open, but the exported numbers
+ * are -1 after it. Pipes and a child that the caller has made itself, without
+ * kiv_interact_session_init, stay with the caller, but for the write end of the first
+ * pipe. */
 KIV_API int kiv_interact_session_close(void) KIV_NOEXCEPT;
 
 /* Null does nothing. */
@@ -102,8 +105,9 @@ KIV_API void kiv_interact_buff_free(char *buf) KIV_NOEXCEPT;
 
 /* Sends `cmd` and a newline and returns the reply, for the caller to free with
  * kiv_interact_buff_free; "" for exactly "\n", with nothing sent. The first bytes are
- * waited for without a limit, unless `cmd` has empty lines only, which no shell
- * answers; then the reply goes on until nothing comes for 30 milliseconds.
+ * waited for without a limit; then the reply goes on until nothing comes for 30
+ * milliseconds. No shell answers empty lines: for a `cmd` of nothing else, as "" and
+ * "\n\n", the first bytes are waited for no longer than that either.
  *
  * A command that begins with "show " may pause: unless the last piece that was read
  * begins with KIV_INTERACT_SUCCESS_MARKER, pieces are waited for as with

@@ -17,7 +17,16 @@
     X(KIV_ERROR_COMMAND_STATUS_1, 0x40540003, "Command ended with status 1")                       \
     X(KIV_ERROR_ROLE_UNKNOWN, 0x40540009, "Role does not exist")                                   \
     X(KIV_ERROR_COMMAND_TOO_LONG, 0x4054001E, "Command line is too long")                          \
-    X(KIV_ERROR_INTERFACE_UNKNOWN, 0x40540027, "Interface type is not registered")
+    X(KIV_ERROR_INTERFACE_UNKNOWN, 0x40540027, "Interface type is not registered")                 \
+    X(KIV_ERROR_BAD_MESSAGE, 0x40540030, "Message is not understood")                              \
+    X(KIV_ERROR_DENIED, 0x40540031, "Permission denied for the role")                              \
+    X(KIV_ERROR_TABLE_FULL, 0x40540032, "Table is full")                                           \
+    X(KIV_ERROR_EXISTS, 0x40540033, "Exists already")                                              \
+    X(KIV_ERROR_NOT_FOUND, 0x40540034, "Does not exist")                                           \
+    X(KIV_ERROR_LOCKED, 0x40540035, "Configuration is locked by another session")                  \
+    X(KIV_ERROR_NOT_STORED, 0x40540036, "Change could not be stored")                              \
+    X(KIV_ERROR_ROLE_FIXED, 0x40540037, "Predefined role cannot be changed")                       \
+    X(KIV_ERROR_TREE_UNUSABLE, 0x40540038, "Command tree cannot be used")
 
 #define KIV_ERROR_ENUMERATOR(name, code, text) name = code,
 enum kiv_error { KIV_ERROR_TABLE(KIV_ERROR_ENUMERATOR) };

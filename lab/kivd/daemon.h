@@ -1,0 +1,90 @@
+// The daemon's state, and what each message does to it.
+#ifndef LAB_KIVD_DAEMON_H
+#define LAB_KIVD_DAEMON_H
+
+#include <chrono>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include <kiv/platform/ovra.h>
+
+#include "log.h"
+#include "permissions.h"
+#include "processes.h"
+#include "publication.h"
+#include "state_file.h"
+#include "status.h"
+#include "tables.h"
+
+namespace kivd {
+
+// Where a message has come in: the daemon's service access points.
+enum class access_point : uint8_t { daemon = 1, platform = 2, active_node = 4 };
+
+struct request {
+    access_point where;
+    uint32_t opcode;
+    std::span<const std::byte> payload;
+    ovra_peer sender;
+};
+
+struct reply {
+    uint32_t opcode;
+    uint32_t status = 0;
+    std::span<const std::byte> payload{}; // valid until the next message
+    bool wanted = true;                   // an answer is sent, if the sender waits for one or not
+};
+
+struct message;
+
+class daemon {
+public:
+    daemon(std::string state_directory, std::string tree_directory, permissions who,
+           log_writer &out);
+
+    // Loads what was stored, withdraws what nobody stands for any more, and merges. Returns 0 or an
+    // errno value, with the reason in the log.
+    int start();
+
+    reply serve(const request &asked);
+
+    // A message that could not be served at all, for the figures and the log.
+    void count_bad(const std::string &what);
+
+    // Readable when ended() has something to do.
+    int watched() const { return processes_.descriptor(); }
+    void ended();
+
+private:
+    friend struct handlers;
+
+    struct lock_holder {
+        process owner;
+        int32_t session;
+    };
+
+    const message *find(const request &asked) const;
+    bool is_refused(const message &row, const request &asked);
+    uint32_t commit(const tables &next);
+    void merge();
+    bool follow_owners();
+
+    state_file file_;
+    publication publication_;
+    permissions permissions_;
+    log_writer &log_;
+    processes processes_;
+    tables tables_;
+    std::optional<lock_holder> lock_;
+    daemon_status status_{};
+    std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
+    std::string text_; // of the last answer that is text
+    uint32_t word_ = 0;
+    std::vector<std::string> left_out_;
+};
+
+} // namespace kivd
+
+#endif

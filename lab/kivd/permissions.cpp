@@ -1,0 +1,45 @@
+#include "permissions.h"
+
+#include <fcntl.h>
+
+#include "support/files.h"
+#include "support/unique_fd.h"
+
+namespace kivd {
+
+namespace {
+
+constexpr size_t longest_users_file = 1 << 20;
+
+// Read at each decision: it is short, and who edits it expects it to hold at once.
+std::string read_users(const std::string &name)
+{
+    const kiv::support::unique_fd file(open(name.c_str(), O_RDONLY | O_CLOEXEC));
+    std::string text;
+    if (!file || kiv::support::read_all(file.get(), longest_users_file, text) != 0)
+        return {};
+    return text;
+}
+
+} // namespace
+
+permissions::permissions(uid_t administrator, std::string users_file)
+    : administrator_(administrator), users_file_(std::move(users_file))
+{
+}
+
+kiv::roles::decision permissions::may_change(const tables &all, const ovra_peer &sender,
+                                             std::string_view feature) const
+{
+    if (is_administrator(sender))
+        return {true, std::string(kiv::roles::administrator_role), 0, "administrator"};
+    std::vector<std::string> names =
+        kiv::roles::roles_in(read_users(users_file_), kiv::roles::user_name(sender.uid));
+    if (names.empty())
+        names.emplace_back(kiv::roles::default_role);
+    return kiv::roles::decide(names,
+                              std::span(all.roles).first(static_cast<size_t>(all.role_count)),
+                              {KIVD_COMMAND_CONFIG, feature});
+}
+
+} // namespace kivd

@@ -1,0 +1,35 @@
+// Who may change what.
+#ifndef LAB_KIVD_PERMISSIONS_H
+#define LAB_KIVD_PERMISSIONS_H
+
+#include <string>
+
+#include <kiv/platform/ovra.h>
+
+#include "lab/roles/decision.h"
+#include "tables.h"
+
+namespace kivd {
+
+class permissions {
+public:
+    // `administrator` may change everything, and so may root.
+    permissions(uid_t administrator, std::string users_file);
+
+    bool is_administrator(const ovra_peer &sender) const
+    {
+        return sender.uid == 0 || sender.uid == administrator_;
+    }
+
+    // Whether the sender of a message may change the configuration of this feature.
+    kiv::roles::decision may_change(const tables &all, const ovra_peer &sender,
+                                    std::string_view feature) const;
+
+private:
+    uid_t administrator_;
+    std::string users_file_;
+};
+
+} // namespace kivd
+
+#endif

@@ -1,0 +1,234 @@
+// Questions to the daemon, and the changes of its settings.
+
+#include <array>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include <kiv/kivd_lib.h>
+#include <kiv/platform/syserr.h>
+
+#include "commands.h"
+#include "daemon_client.h"
+#include "lab/kivd/status.h"
+#include "listing.h"
+#include "options.h"
+#include "report.h"
+
+namespace kivctl {
+
+namespace {
+
+constexpr int json_code = first_own_code;
+constexpr std::array json_options{option{"json", no_argument, nullptr, json_code}, help_option,
+                                  no_more_options};
+
+constexpr const char *daemon_usage = "usage: kivctl daemon status [--json]\n"
+                                     "\n"
+                                     "Shows what the daemon does.\n";
+
+constexpr const char *trees_usage = "usage: kivctl trees [--json]\n"
+                                    "\n"
+                                    "Lists the command trees that modules have registered, in the "
+                                    "order in which they are merged.\n";
+
+constexpr const char *merge_usage =
+    "usage: kivctl merge [--json]\n"
+    "\n"
+    "Has the daemon merge the registered trees, and lists those that had to be left out. Exit\n"
+    "status 1 where there are any.\n";
+
+constexpr const char *settings_usage =
+    "usage: kivctl settings [show] [--json]\n"
+    "       kivctl settings set NAME VALUE\n"
+    "\n"
+    "The settings of the shell that the daemon keeps: switchname, session-timeout,\n"
+    "session-timeout-2, max-sessions.\n";
+
+// The option --json, and as many operands as allowed. Returns the exit status where that is the
+// end.
+std::optional<int> read_form(int argc, char **argv, const char *usage, bool &json)
+{
+    if (const auto status = read_options(argc, argv, {"", json_options, usage}, [&](int) {
+            json = true;
+            return std::string();
+        }))
+        return status;
+    return optind == argc ? std::nullopt : std::optional(refuse_usage(usage));
+}
+
+int show_status(int argc, char **argv)
+{
+    bool json = false;
+    if (const auto status = read_form(argc, argv, daemon_usage, json))
+        return *status;
+    owned<void> reply;
+    uint32_t size = 0;
+    const int result = send_request(kivd::message_status, nullptr, 0, reply, size);
+    if (result != 0)
+        return fail_request("status", result);
+    kivd::daemon_status told;
+    if (size != sizeof told)
+        return fail("status", "the daemon is of another version");
+    std::memcpy(&told, reply.get(), sizeof told);
+    std::string file(KIVD_PARFILE_NAME_SIZE, '\0');
+    if (kivd_kiv_dynamic_parfile_name_get(no_client, file.data()) != 0)
+        file = "none";
+    summary all;
+    const auto add = [&](const char *name, auto number) {
+        all.add(name, static_cast<int64_t>(number));
+    };
+    add("pid", told.pid);
+    add("uptime", told.uptime);
+    all.add("tree", file.c_str());
+    add("nodes", told.nodes);
+    add("trees", told.tree_number);
+    add("left_out", told.left_out);
+    add("merges", told.merges);
+    add("requests", told.requests);
+    add("refusals", told.refusals);
+    add("bad_messages", told.bad_messages);
+    add("notices", told.notices);
+    add("lock_pid", told.lock_pid);
+    add("lock_session", told.lock_session);
+    return all.print(json);
+}
+
+// Prints the trees that were left out; the status says whether there are any.
+int report_merge(bool json)
+{
+    owned<void> reply;
+    uint32_t size = 0;
+    const int result = send_request(kivd::message_merge_report, nullptr, 0, reply, size);
+    if (result != 0 || size == 0)
+        return fail_request("merge", result);
+    listing left_out({"left_out"});
+    std::string_view text(static_cast<const char *>(reply.get()), size - 1);
+    const bool complete = text.empty();
+    while (!text.empty()) {
+        const size_t end = text.find('\n');
+        left_out.add({std::string(text.substr(0, end))});
+        text.remove_prefix(end + 1);
+    }
+    if (complete && !json)
+        return done;
+    const int status = left_out.print(json);
+    return status == done && !complete ? static_cast<int>(failed) : status;
+}
+
+struct setting {
+    std::string_view name;
+    // Returns 0 or -1.
+    int (*set)(const char *text, int32_t number);
+    bool is_number;
+};
+
+constexpr std::array setting_table{
+    setting{"switchname",
+            [](const char *text, int32_t) { return kivd_switchname_set(no_client, text); }, false},
+    setting{
+        "session-timeout",
+        [](const char *, int32_t number) { return kivd_session_timeout_set(no_client, number, 1); },
+        true},
+    setting{
+        "session-timeout-2",
+        [](const char *, int32_t number) { return kivd_session_timeout_set(no_client, number, 0); },
+        true},
+    setting{"max-sessions",
+            [](const char *, int32_t number) {
+                return kivd_max_kiv_sessions_set(no_client, number, 0);
+            },
+            true},
+};
+
+int set_setting(int argc, char **argv)
+{
+    if (argc != 3)
+        return refuse_usage(settings_usage);
+    const std::string_view name = argv[1];
+    for (const setting &row : setting_table) {
+        if (row.name != name)
+            continue;
+        int32_t number = 0;
+        if (row.is_number && !read_number(argv[2], number))
+            return refuse(argv[0], std::string("not a number: ") + argv[2]);
+        errno = 0;
+        if (row.set(argv[2], number) == 0)
+            return done;
+        // The library tells success from failure only.
+        return errno != 0 ? fail_request(name, -1)
+                          : fail(name, "the daemon has refused the value, or the change");
+    }
+    return refuse(argv[0], std::string("no setting ") + argv[1]);
+}
+
+int show_settings(int argc, char **argv)
+{
+    bool json = false;
+    if (const auto status = read_form(argc, argv, settings_usage, json))
+        return *status;
+    kiv_cfg_info *received = nullptr;
+    if (kivd_kiv_configuration_get(no_client, &received) != 0)
+        return fail_request("settings", -1);
+    const owned<kiv_cfg_info> told(received);
+    summary all;
+    all.add("switchname",
+            std::string(told->switchname, strnlen(told->switchname, KIVD_SWITCHNAME_SIZE)));
+    all.add("session-timeout", int64_t{told->session_timeout});
+    all.add("session-timeout-2", int64_t{told->session_timeout_second_form});
+    all.add("max-sessions", int64_t{told->max_sessions});
+    return all.print(json);
+}
+
+} // namespace
+
+int daemon_command(int argc, char **argv)
+{
+    const std::string_view job = argc > 1 ? argv[1] : "";
+    if (job == "--help")
+        return show_usage(daemon_usage);
+    return job == "status" ? run_word(argc, argv, show_status) : refuse_usage(daemon_usage);
+}
+
+int trees_command(int argc, char **argv)
+{
+    bool json = false;
+    if (const auto status = read_form(argc, argv, trees_usage, json))
+        return *status;
+    kiv_tree_table *received = nullptr;
+    if (const int result = kivd_tree_table_get(no_client, &received); result != 0)
+        return fail_request("trees", result);
+    const owned<kiv_tree_table> told(received);
+    listing all({"tree", "file"});
+    for (int32_t i = 0; i <= told->last_index; ++i) {
+        const kiv_tree_table_entry &entry = told->entries[i];
+        all.add({std::string(entry.module_id, strnlen(entry.module_id, sizeof entry.module_id)),
+                 std::string(entry.par_file_name,
+                             strnlen(entry.par_file_name, sizeof entry.par_file_name))});
+    }
+    return all.print(json);
+}
+
+int merge_command(int argc, char **argv)
+{
+    bool json = false;
+    if (const auto status = read_form(argc, argv, merge_usage, json))
+        return *status;
+    errno = 0;
+    const int32_t result = kivd_generate_main_tree(no_client);
+    if (result == -1)
+        return fail_request("merge", result);
+    if (result != 0 && static_cast<uint32_t>(result) != KIV_ERROR_TREE_UNUSABLE)
+        return fail_request("merge", result);
+    return report_merge(json);
+}
+
+int settings_command(int argc, char **argv)
+{
+    const std::string_view job = argc > 1 ? argv[1] : "";
+    if (job == "set")
+        return run_word(argc, argv, set_setting);
+    return job == "show" ? run_word(argc, argv, show_settings) : show_settings(argc, argv);
+}
+
+} // namespace kivctl

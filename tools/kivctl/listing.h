@@ -1,0 +1,49 @@
+// Data for people, or as JSON.
+#ifndef KIVCTL_LISTING_H
+#define KIVCTL_LISTING_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace kivctl {
+
+using cell = std::variant<std::string, int64_t>;
+
+// Rows below a heading; in JSON, a list of objects.
+class listing {
+public:
+    explicit listing(std::vector<std::string> columns) : columns_(std::move(columns)) {}
+
+    // As many cells as there are columns.
+    void add(std::vector<cell> row) { rows_.push_back(std::move(row)); }
+
+    // Prints it and returns the exit status.
+    int print(bool json) const;
+
+private:
+    std::string text() const;
+
+    std::vector<std::string> columns_;
+    std::vector<std::vector<cell>> rows_;
+};
+
+// Named values; in JSON, one object.
+class summary {
+public:
+    void add(std::string name, cell value)
+    {
+        rows_.emplace_back(std::move(name), std::move(value));
+    }
+    int print(bool json) const;
+
+private:
+    std::vector<std::pair<std::string, cell>> rows_;
+};
+
+} // namespace kivctl
+
+#endif

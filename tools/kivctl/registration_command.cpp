@@ -1,0 +1,293 @@
+// Registrations and the lock: they belong to a process, so kivctl keeps them while a command runs,
+// or until it is interrupted.
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <csignal>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <kiv/kiv_process_api.h>
+#include <kiv/kivd_lib.h>
+
+#include "commands.h"
+#include "daemon_client.h"
+#include "options.h"
+#include "report.h"
+
+extern char **environ;
+
+namespace kivctl {
+
+namespace {
+
+constexpr const char *register_usage =
+    "usage: kivctl register [--merge] [--interface NAME=MASK]... [TREE]... [-- COMMAND...]\n"
+    "\n"
+    "Registers command trees, by the names of their files TREE.par in /ubex/etc/par, and types of\n"
+    "interfaces. They stay registered while COMMAND runs, or until kivctl is interrupted.\n"
+    "\n"
+    "  --merge                 have the daemon merge the trees, then and at the end\n"
+    "  --interface NAME=MASK   a type of interfaces, with its bits\n";
+
+constexpr const char *deregister_usage =
+    "usage: kivctl deregister [--merge] [--interface MASK]... [TREE]...\n"
+    "\n"
+    "Withdraws what others have registered.\n";
+
+constexpr const char *lock_usage =
+    "usage: kivctl lock [--session N] [-- COMMAND...]\n"
+    "\n"
+    "Holds the configuration lock while COMMAND runs, or until kivctl is interrupted.\n";
+
+constexpr const char *unlock_usage = "usage: kivctl unlock [--session N]\n"
+                                     "\n"
+                                     "Ends the lock of a session.\n";
+
+enum option_code : int { merge_code = first_own_code, interface_code, session_code };
+
+constexpr std::array registration_options{
+    option{"merge", no_argument, nullptr, merge_code},
+    option{"interface", required_argument, nullptr, interface_code}, help_option, no_more_options};
+constexpr std::array session_options{option{"session", required_argument, nullptr, session_code},
+                                     help_option, no_more_options};
+
+struct interface_type {
+    std::string name;
+    uint64_t mask = 0;
+};
+
+struct registration {
+    bool merge = false;
+    std::vector<interface_type> interfaces;
+    std::vector<const char *> trees;
+    char **command = nullptr; // null: until interrupted
+};
+
+bool read_mask(std::string_view text, uint64_t &mask)
+{
+    const bool hexadecimal = text.starts_with("0x");
+    text.remove_prefix(hexadecimal ? 2 : 0);
+    const auto [rest, error] =
+        std::from_chars(text.data(), text.data() + text.size(), mask, hexadecimal ? 16 : 10);
+    return error == std::errc() && rest == text.data() + text.size() && mask != 0;
+}
+
+std::string take_interface(registration &into, std::string_view text, bool with_name)
+{
+    const size_t equals = with_name ? text.find('=') : text.npos;
+    interface_type type;
+    if (with_name && (equals == text.npos || equals == 0))
+        return "an interface type is NAME=MASK";
+    if (with_name)
+        type.name = text.substr(0, equals);
+    if (!read_mask(with_name ? text.substr(equals + 1) : text, type.mask))
+        return "not a mask: " + std::string(text);
+    into.interfaces.push_back(std::move(type));
+    return {};
+}
+
+std::optional<int> read_registration(int argc, char **argv, const char *usage, bool with_names,
+                                     registration &into)
+{
+    const auto take = [&](int code) -> std::string {
+        if (code == interface_code)
+            return take_interface(into, optarg, with_names);
+        into.merge = true;
+        return {};
+    };
+    if (const auto status = read_options(argc, argv, {"+", registration_options, usage}, take))
+        return status;
+    char **end = argv + argc;
+    // getopt passes over "--" where it comes before any tree.
+    const bool ended = std::string_view(argv[optind - 1]) == "--";
+    char **rest = ended ? argv + optind : std::find_if(argv + optind, end, [](const char *word) {
+        return std::string_view(word) == "--";
+    });
+    if (!ended)
+        into.trees.assign(argv + optind, rest);
+    rest += !ended && rest != end;
+    into.command = rest == end ? nullptr : rest;
+    if (into.trees.empty() && into.interfaces.empty())
+        return refuse_usage(usage);
+    return {};
+}
+
+// Waits for one of the signals that end a program, or runs the command. Returns the exit status:
+// that of the command.
+int hold(char **command)
+{
+    sigset_t ending;
+    sigset_t before;
+    sigemptyset(&ending);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        sigaddset(&ending, signal);
+    sigprocmask(SIG_BLOCK, &ending, &before);
+    if (command == nullptr) {
+        int signal = 0;
+        sigwait(&ending, &signal);
+        return done;
+    }
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+    posix_spawnattr_setsigmask(&attributes, &before);
+    pid_t child = -1;
+    const int error = posix_spawnp(&child, command[0], nullptr, &attributes, command, environ);
+    posix_spawnattr_destroy(&attributes);
+    if (error != 0)
+        return fail(command[0], std::strerror(error));
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : static_cast<int>(failed);
+}
+
+int request_merge()
+{
+    errno = 0;
+    const int32_t result = kivd_generate_main_tree(no_client);
+    return result == 0 ? static_cast<int>(done) : fail_request("merge", result);
+}
+
+int change_trees(const registration &wanted, int change(uint32_t, const char *))
+{
+    for (const char *tree : wanted.trees) {
+        if (const int result = change(no_client, tree); result != 0)
+            return fail_request(tree, result);
+    }
+    return done;
+}
+
+// Interface types are announced one way: whether they are there is asked afterwards.
+int verify_interfaces(const message_queue &queue, const registration &wanted, bool expected)
+{
+    if (wanted.interfaces.empty())
+        return done;
+    kiv_interface_table_entry *received = nullptr;
+    const int32_t count = kivd_interface_table_get(queue.number(), &received);
+    if (count < 0)
+        return failed;
+    const owned<kiv_interface_table_entry> entries(received);
+    for (const interface_type &type : wanted.interfaces) {
+        const bool there = std::any_of(received, received + count, [&](const auto &entry) {
+            return entry.intf_mask == type.mask && (type.name.empty() || entry.name == type.name);
+        });
+        if (there != expected)
+            return fail(type.name.empty() ? "interface type" : type.name,
+                        "the daemon has refused it");
+    }
+    return done;
+}
+
+int register_interfaces(const message_queue &queue, const registration &wanted)
+{
+    for (const interface_type &type : wanted.interfaces) {
+        intf_reg_info info{};
+        kiv_set_intf_reg_info(&info, type.name.c_str(), 1, 0, "", "", "", nullptr);
+        if (kiv_register_interface(queue.number(), type.mask, &info) < 0)
+            return failed;
+    }
+    return verify_interfaces(queue, wanted, true);
+}
+
+int deregister_interfaces(const message_queue &queue, const registration &wanted)
+{
+    for (const interface_type &type : wanted.interfaces) {
+        if (kiv_deregister_interface(queue.number(), type.mask) < 0)
+            return failed;
+    }
+    return verify_interfaces(queue, wanted, false);
+}
+
+int withdraw(const message_queue &queue, const registration &wanted)
+{
+    if (const int status = deregister_interfaces(queue, wanted); status != done)
+        return status;
+    if (const int status = change_trees(wanted, kiv_deregister_parse_tree); status != done)
+        return status;
+    return wanted.merge ? request_merge() : static_cast<int>(done);
+}
+
+int announce(const message_queue &queue, const registration &wanted)
+{
+    if (const int status = change_trees(wanted, kiv_register_parse_tree); status != done)
+        return status;
+    if (const int status = register_interfaces(queue, wanted); status != done)
+        return status;
+    return wanted.merge ? request_merge() : static_cast<int>(done);
+}
+
+std::optional<int> read_session(int argc, char **argv, const char *usage, int32_t &session)
+{
+    return read_options(argc, argv, {"+", session_options, usage}, [&](int) {
+        return read_number(optarg, session) ? std::string()
+                                            : "not a number: " + std::string(optarg);
+    });
+}
+
+} // namespace
+
+int register_command(int argc, char **argv)
+{
+    registration wanted;
+    if (const auto status = read_registration(argc, argv, register_usage, true, wanted))
+        return *status;
+    const message_queue queue;
+    if (queue.number() < 0)
+        return fail_request("message queue", -1);
+    if (const int status = announce(queue, wanted); status != done)
+        return status;
+    if (const int status = print("registered\n"); status != done)
+        return status;
+    const int held = hold(wanted.command);
+    const int status = withdraw(queue, wanted);
+    return held != done ? held : status;
+}
+
+int deregister_command(int argc, char **argv)
+{
+    registration wanted;
+    if (const auto status = read_registration(argc, argv, deregister_usage, false, wanted))
+        return *status;
+    if (wanted.command != nullptr)
+        return refuse_usage(deregister_usage);
+    const message_queue queue;
+    if (queue.number() < 0)
+        return fail_request("message queue", -1);
+    return withdraw(queue, wanted);
+}
+
+int lock_command(int argc, char **argv)
+{
+    int32_t session = 0;
+    if (const auto status = read_session(argc, argv, lock_usage, session))
+        return *status;
+    if (const int result = kivd_cli_lock(no_client, session); result != 0)
+        return fail_request("lock", result);
+    if (const int status = print("locked\n"); status != done)
+        return status;
+    const int held = hold(optind < argc ? argv + optind : nullptr);
+    const int result = kivd_cli_unlock(no_client, session);
+    return result != 0 ? fail_request("unlock", result) : held;
+}
+
+int unlock_command(int argc, char **argv)
+{
+    int32_t session = 0;
+    if (const auto status = read_session(argc, argv, unlock_usage, session))
+        return *status;
+    if (optind != argc)
+        return refuse_usage(unlock_usage);
+    const int result = kivd_cli_unlock(no_client, session);
+    return result == 0 ? static_cast<int>(done) : fail_request("unlock", result);
+}
+
+} // namespace kivctl

@@ -1,0 +1,279 @@
+// The daemon's roles: shown, and changed one thing at a time.
+
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include <kiv/kiv_exec_lib.h>
+#include <kiv/kivd_lib.h>
+
+#include "commands.h"
+#include "daemon_client.h"
+#include "listing.h"
+#include "options.h"
+#include "report.h"
+#include "role_jobs.h"
+
+namespace kivctl {
+
+const char *const role_jobs_usage =
+    "usage: kivctl roles predefined [--json]\n"
+    "       kivctl roles show [--json] [NAME]\n"
+    "       kivctl roles add NAME [DESCRIPTION]\n"
+    "       kivctl roles description NAME [DESCRIPTION]\n"
+    "       kivctl roles rule NAME NUMBER permit|deny clear|config|debug|show|exec [FEATURE]\n"
+    "       kivctl roles rule NAME NUMBER none\n"
+    "       kivctl roles vsans NAME LIST|all|none\n"
+    "       kivctl roles remove NAME\n"
+    "       kivctl roles explain [--json] USER COMMAND\n"
+    "\n"
+    "The daemon's roles. Rules 1 to 16 of a role are applied in the order of their numbers: the\n"
+    "last one that matches a command decides, and what none matches is denied. A rule without a\n"
+    "FEATURE is one of all features. LIST is such as 1-10,20. explain says which role, and which\n"
+    "rule of it, permits a command to a user or denies it; exit status 1 where it is denied.\n";
+
+namespace {
+
+constexpr int json_code = first_own_code;
+constexpr std::array json_options{option{"json", no_argument, nullptr, json_code}, help_option,
+                                  no_more_options};
+
+template <size_t Size>
+std::string text_of(const char (&field)[Size])
+{
+    return {field, strnlen(field, Size)};
+}
+
+constexpr std::array<std::string_view, 2> rule_words{"permit", "deny"};
+constexpr std::array<std::string_view, 5> command_words{"clear", "config", "debug", "show", "exec"};
+
+// The number of a word, counted from 1; 0 where it is none.
+int32_t number_of(std::string_view word, std::span<const std::string_view> words)
+{
+    for (size_t i = 0; i < words.size(); ++i) {
+        if (words[i] == word)
+            return static_cast<int32_t>(i + 1);
+    }
+    return 0;
+}
+
+struct role_table {
+    owned<kivd_perm_group> roles;
+    owned<void> vsans;
+    int32_t count = 0;
+};
+
+int fetch(role_table &into)
+{
+    kivd_perm_group *roles = nullptr;
+    void *vsans = nullptr;
+    const int result = kivd_perm_group_table_get(no_client, 1, &roles, &vsans, &into.count);
+    into.roles.reset(roles);
+    into.vsans.reset(vsans);
+    return result == 0 ? static_cast<int>(done) : fail_request("roles", result == 51 ? -1 : result);
+}
+
+// The daemon's second block has a set for each role.
+const bmask4096 *vsans_of(const role_table &table, int32_t index)
+{
+    return static_cast<const bmask4096 *>(table.vsans.get()) + index;
+}
+
+std::string list_of(const bmask4096 &vsans)
+{
+    std::string text(KIVD_ROLE_TEXT_SIZE, '\0');
+    text.resize(static_cast<size_t>(bmask4096_sprintf(text.data(), text.size(), &vsans)));
+    return text;
+}
+
+int print_roles(const role_table &table, std::string_view wanted)
+{
+    bool found = wanted.empty();
+    for (int32_t i = 0; i < table.count; ++i) {
+        const kivd_perm_group &role = table.roles.get()[i];
+        if (!wanted.empty() && text_of(role.name) != wanted)
+            continue;
+        kivd_perm_group_entry_cli_show(&role, vsans_of(table, i));
+        found = true;
+    }
+    return found ? print("") : fail(wanted, "no such role");
+}
+
+int list_roles(const role_table &table, std::string_view wanted)
+{
+    listing all({"role", "description", "rules", "vsans"});
+    for (int32_t i = 0; i < table.count; ++i) {
+        const kivd_perm_group &role = table.roles.get()[i];
+        if (!wanted.empty() && text_of(role.name) != wanted)
+            continue;
+        std::string rules;
+        for (int32_t n = kivd_perm_group_next_rule_id_get(&role, 0); n > 0;
+             n = kivd_perm_group_next_rule_id_get(&role, n)) {
+            std::string line(KIVD_ROLE_TEXT_SIZE, '\0');
+            kivd_perm_group_conf_entry_cli_str_get(line.data(), &role.rules[n - 1], n);
+            rules.append(rules.empty() ? "" : "; ").append(line.c_str());
+        }
+        all.add(
+            {text_of(role.name), text_of(role.description), rules, list_of(*vsans_of(table, i))});
+    }
+    return all.print(true);
+}
+
+using change = kivd_perm_group_conf_cli_wrapper;
+
+change change_of(const char *role)
+{
+    change made{};
+    kivd_perm_group_conf_cli_wrapper_init(&made);
+    robust_strncpy(made.role_name, role, sizeof made.role_name);
+    return made;
+}
+
+int send(uint32_t opcode, const change &made)
+{
+    owned<void> reply;
+    uint32_t size = 0;
+    const int result = send_request(opcode, &made, sizeof made, reply, size);
+    return result == 0 ? static_cast<int>(done) : fail_request(text_of(made.role_name), result);
+}
+
+// What a name or a description cannot hold would be cut on the way.
+bool fits(const char *text, size_t size)
+{
+    return std::strlen(text) < size;
+}
+
+int set_description(const char *role, const char *text)
+{
+    if (!fits(text, KIVD_ROLE_DESCRIPTION_SIZE))
+        return fail(role, "the description is too long");
+    change made = change_of(role);
+    made.no_flag = *text == '\0' ? 1 : 0;
+    robust_strncpy(made.description, text, sizeof made.description);
+    return send(KIVD_ROLE_MESSAGE_DESCRIPTION, made);
+}
+
+// Takes a number from the beginning of `text`.
+bool take_number(std::string_view &text, uint32_t &number)
+{
+    const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    text.remove_prefix(static_cast<size_t>(rest - text.data()));
+    return error == std::errc();
+}
+
+// Takes "N" or "N-M" from the beginning.
+bool take_range(std::string_view &text, uint32_t &first, uint32_t &last)
+{
+    if (!take_number(text, first))
+        return false;
+    last = first;
+    if (!text.starts_with('-'))
+        return true;
+    text.remove_prefix(1);
+    return take_number(text, last);
+}
+
+bool read_list(std::string_view text, bmask4096 &vsans)
+{
+    for (bool more = true; more;) {
+        uint32_t first = 0;
+        uint32_t last = 0;
+        if (!take_range(text, first, last) || last < first || last >= KIV_VSAN_BITS)
+            return false;
+        for (uint32_t vsan = first; vsan <= last; ++vsan)
+            bmask4096_set_bit(&vsans, vsan);
+        more = text.starts_with(',');
+        text.remove_prefix(more ? 1 : 0);
+    }
+    return text.empty();
+}
+
+} // namespace
+
+int show_roles(int argc, char **argv)
+{
+    bool json = false;
+    if (const auto status = read_options(argc, argv, {"", json_options, role_jobs_usage}, [&](int) {
+            json = true;
+            return std::string();
+        }))
+        return *status;
+    if (optind + 1 < argc)
+        return refuse_usage(role_jobs_usage);
+    const char *wanted = optind < argc ? argv[optind] : "";
+    role_table table;
+    if (const int status = fetch(table); status != done)
+        return status;
+    return json ? list_roles(table, wanted) : print_roles(table, wanted);
+}
+
+int add_role(int argc, char **argv)
+{
+    if (argc < 2 || argc > 3)
+        return refuse_usage(role_jobs_usage);
+    if (!fits(argv[1], KIVD_ROLE_NAME_SIZE))
+        return fail(argv[1], "the name is too long");
+    if (const int status = send(KIVD_ROLE_MESSAGE_NAME, change_of(argv[1])); status != done)
+        return status;
+    return argc == 3 ? set_description(argv[1], argv[2]) : static_cast<int>(done);
+}
+
+int remove_role(int argc, char **argv)
+{
+    if (argc != 2)
+        return refuse_usage(role_jobs_usage);
+    change made = change_of(argv[1]);
+    made.no_flag = 1;
+    return send(KIVD_ROLE_MESSAGE_NAME, made);
+}
+
+int change_role_description(int argc, char **argv)
+{
+    return argc == 2 || argc == 3 ? set_description(argv[1], argc == 3 ? argv[2] : "")
+                                  : refuse_usage(role_jobs_usage);
+}
+
+int change_role_rule(int argc, char **argv)
+{
+    if (argc < 4 || argc > 6)
+        return refuse_usage(role_jobs_usage);
+    change made = change_of(argv[1]);
+    made.kind = KIVD_ROLE_CHANGE_RULE;
+    if (!read_number(argv[2], made.rule_num))
+        return refuse(argv[0], std::string("not a number: ") + argv[2]);
+    if (std::string_view(argv[3]) == "none" && argc == 4) {
+        made.no_flag = 1;
+        return send(KIVD_ROLE_MESSAGE_RULE, made);
+    }
+    const int32_t rule = number_of(argv[3], rule_words);
+    const int32_t type = argc > 4 ? number_of(argv[4], command_words) : 0;
+    const char *feature = argc > 5 ? argv[5] : "";
+    if (rule == 0 || type == 0)
+        return refuse_usage(role_jobs_usage);
+    if (!fits(feature, sizeof made.rule.feature))
+        return fail(argv[1], "the name of the feature is too long");
+    kivd_perm_group_conf_entry_populate(&made.rule, rule, type, feature, argc == 5 ? 1 : 0);
+    return send(KIVD_ROLE_MESSAGE_RULE, made);
+}
+
+int change_role_vsans(int argc, char **argv)
+{
+    if (argc != 3)
+        return refuse_usage(role_jobs_usage);
+    const std::string_view list = argv[2];
+    change made = change_of(argv[1]);
+    made.kind = KIVD_ROLE_CHANGE_VSAN_POLICY;
+    made.no_flag = list == "all" ? 1 : 0;
+    if (list != "all" && list != "none") {
+        made.kind = KIVD_ROLE_CHANGE_VSAN_LIST;
+        if (!read_list(list, made.vsans))
+            return refuse(argv[0], std::string("not a list of virtual SANs: ") + argv[2]);
+    }
+    return send(KIVD_ROLE_MESSAGE_RULE, made);
+}
+
+} // namespace kivctl

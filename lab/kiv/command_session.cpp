@@ -14,9 +14,11 @@ constexpr std::string_view xml_word = "xml-show";
 
 class command_session {
 public:
-    command_session(const options &chosen, const tree_view &tree, const configuration_store &store)
+    command_session(const options &chosen, const tree_view &tree, const configuration_store &store,
+                    daemon_link &daemon, const rights *limits)
         : shell_(chosen, tree, store, {text_sink(answer_), text_sink(answer_)})
     {
+        shell_.take_part(daemon, limits);
     }
 
     int run()
@@ -86,9 +88,9 @@ private:
 } // namespace
 
 int run_command_session(const options &chosen, const tree_view &tree,
-                        const configuration_store &store)
+                        const configuration_store &store, daemon_link &daemon, const rights *limits)
 {
-    return command_session(chosen, tree, store).run();
+    return command_session(chosen, tree, store, daemon, limits).run();
 }
 
 } // namespace kiv_shell

@@ -1,6 +1,7 @@
 #ifndef LAB_KIV_COMMAND_SESSION_H
 #define LAB_KIV_COMMAND_SESSION_H
 
+#include "daemon_link.h"
 #include "options.h"
 #include "store.h"
 #include "tree.h"
@@ -11,7 +12,8 @@ namespace kiv_shell {
 // gets no answer; each other one gets exactly one, and nothing else is written on standard output.
 // Returns the exit status of the shell.
 int run_command_session(const options &chosen, const tree_view &tree,
-                        const configuration_store &store);
+                        const configuration_store &store, daemon_link &daemon,
+                        const rights *limits);
 
 } // namespace kiv_shell
 

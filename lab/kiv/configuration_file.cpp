@@ -81,7 +81,7 @@ private:
         if (parsed.output_file)
             return "no command of a configuration file writes into a file";
         const handler *found = nullptr;
-        if (auto failed = shell_.find(parsed, found))
+        if (auto failed = shell_.find(parsed, true, found))
             return failed;
         modes_.leave_to(depth);
         return modes_.advance(shell_.tree(), parsed, found->after);

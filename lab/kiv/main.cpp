@@ -8,6 +8,7 @@
 #include <fcntl.h>
 
 #include "command_session.h"
+#include "daemon_link.h"
 #include "files.h"
 #include "options.h"
 #include "run.h"
@@ -42,10 +43,26 @@ int print_usage()
     return error == 0 ? status_done : status_failed;
 }
 
-std::string tree_path()
+std::string tree_path(const daemon_link &daemon)
 {
+    if (std::string merged = daemon.tree_path(); !merged.empty())
+        return merged;
     const std::string published = kiv::support::published_tree(kiv::support::published_directory);
     return published.empty() ? unpublished_tree : published;
+}
+
+// A file that the daemon has just replaced twice is gone: then there is another one.
+failure open_tree(tree_file &tree, const daemon_link &daemon)
+{
+    std::string path;
+    failure failed;
+    for (std::string next = tree_path(daemon); next != path; next = tree_path(daemon)) {
+        path = next;
+        failed = tree.open(path);
+        if (!failed)
+            break;
+    }
+    return failed;
 }
 
 int start(int argc, char **argv)
@@ -57,16 +74,22 @@ int start(int argc, char **argv)
     }
     if (chosen.help)
         return print_usage();
+    daemon_link daemon;
+    if (!daemon.is_there() && isatty(STDIN_FILENO) == 1 && chosen.quiet == 0)
+        complain("no daemon: using the default command tree, without roles");
     tree_file tree;
-    if (const failure failed = tree.open(tree_path())) {
+    if (const failure failed = open_tree(tree, daemon)) {
         complain(*failed);
         return status_unusable;
     }
     const tree_view view = tree.view();
     const configuration_store store(store_directory);
+    const std::optional<rights> limits = daemon.user_rights();
+    const rights *limit = limits ? &*limits : nullptr;
     if (chosen.input == input_kind::session)
-        return run_command_session(chosen, view, store);
+        return run_command_session(chosen, view, store, daemon, limit);
     session shell(chosen, view, store, standard_streams());
+    shell.take_part(daemon, limit);
     return run(shell);
 }
 

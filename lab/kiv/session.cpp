@@ -47,6 +47,12 @@ session::session(const options &chosen, const tree_view &tree, const configurati
 {
 }
 
+void session::take_part(daemon_link &daemon, const rights *limits)
+{
+    daemon_ = &daemon;
+    limits_ = limits;
+}
+
 failure session::stay_in_configuration_mode()
 {
     if (!configuration_mode_)
@@ -71,7 +77,7 @@ line_outcome session::run_line(std::string_view line, std::string_view location)
     return line_outcome::failed;
 }
 
-failure session::find(const command &parsed, const handler *&found) const
+failure session::find(const command &parsed, bool configures, const handler *&found) const
 {
     const std::string_view function = tree_.function(parsed.node);
     found = find_handler(function);
@@ -79,27 +85,47 @@ failure session::find(const command &parsed, const handler *&found) const
         return "no handler for " + printable(function) + " in this shell";
     if (function.empty() && !tree_.enters_mode(parsed.node))
         return "the command has no function";
-    return {};
+    if (limits_ == nullptr)
+        return {};
+    const kiv::roles::decision allowed = limits_->may_run(tree_, parsed, configures);
+    return allowed.permitted ? failure() : "permission denied: " + allowed.why;
+}
+
+// Whoever enters configuration mode has the lock until the mode is left.
+failure session::lock_for(const command &parsed)
+{
+    const bool enters = configuration_mode_ && parsed.node == *configuration_mode_;
+    return daemon_ != nullptr && enters ? daemon_->lock() : failure();
+}
+
+failure session::run(const handler &found, const command &parsed, output &out)
+{
+    if (auto failed = found.run == nullptr ? failure() : found.run({*this, parsed, out}))
+        return failed;
+    if (found.shows && shows_xml_)
+        out.text() = xml_show(canonical_line(parsed), out.text());
+    return out.finish();
 }
 
 failure session::execute(const command &parsed)
 {
     const handler *found = nullptr;
-    if (auto failed = find(parsed, found))
+    if (auto failed = find(parsed, modes_.size() > configuration_position, found))
         return failed;
     output out(where_.output);
     if (parsed.output_file) {
         if (auto failed = out.open(*parsed.output_file))
             return failed;
     }
-    if (auto failed = found->run == nullptr ? failure() : found->run({*this, parsed, out}))
+    if (auto failed = lock_for(parsed))
         return failed;
-    if (found->shows && shows_xml_)
-        out.text() = xml_show(canonical_line(parsed), out.text());
-    if (auto failed = out.finish())
+    if (auto failed = run(*found, parsed, out))
         return failed;
     ended_ = found->after == mode_change::leave && modes_.size() == 1;
-    return modes_.advance(tree_, parsed, found->after);
+    failure failed = modes_.advance(tree_, parsed, found->after);
+    if (daemon_ != nullptr && modes_.size() <= configuration_position)
+        daemon_->unlock();
+    return failed;
 }
 
 failure session::load(configuration &into, std::string_view text) const
@@ -112,6 +138,8 @@ failure session::load(configuration &into, std::string_view text) const
 
 failure session::in_one_change(const std::function<failure()> &work)
 {
+    if (auto failed = daemon_ == nullptr ? failure() : daemon_->lock())
+        return failed;
     return store_.update([&](std::string &text) -> failure {
         configuration running(tree_, configuration_mode_.value_or(root_node));
         if (auto failed = load(running, text))

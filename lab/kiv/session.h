@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "configuration.h"
+#include "daemon_link.h"
 #include "failure.h"
 #include "files.h"
 #include "modes.h"
@@ -45,6 +46,10 @@ public:
     const tree_view &tree() const { return tree_; }
     mode_stack &modes() { return modes_; }
 
+    // From now on the user may run what these rights permit, and configuration takes the lock. Both
+    // outlive the session; `limits` may be null.
+    void take_part(daemon_link &daemon, const rights *limits);
+
     // Puts the session into configuration mode for good, as for a configuration file.
     failure stay_in_configuration_mode();
 
@@ -52,8 +57,9 @@ public:
     // line is done.
     line_outcome run_line(std::string_view line, std::string_view location = {});
 
-    // The handler that the shell has for the command; execute() fails the same way.
-    failure find(const command &parsed, const handler *&found) const;
+    // The handler that the shell has for the command, which is one of configuration mode or not;
+    // fails where there is none, or the user may not run it, as execute() does.
+    failure find(const command &parsed, bool configures, const handler *&found) const;
     failure execute(const command &parsed);
 
     // Whether show commands print XML from now on; at first they do not.
@@ -80,6 +86,8 @@ public:
 
 private:
     failure load(configuration &into, std::string_view text) const;
+    failure run(const handler &found, const command &parsed, output &out);
+    failure lock_for(const command &parsed);
 
     const options &chosen_;
     const tree_view &tree_;
@@ -89,6 +97,8 @@ private:
     std::optional<node_index> configuration_mode_;
     mode_stack modes_;
     configuration *open_change_ = nullptr;
+    daemon_link *daemon_ = nullptr;
+    const rights *limits_ = nullptr;
     bool ended_ = false;
     bool shows_xml_ = false;
 };

@@ -32,6 +32,7 @@ daemon::daemon(std::string state_directory, std::string tree_directory, permissi
       permissions_(std::move(who_may)), log_(out)
 {
     status_.pid = getpid();
+    status_.administrator = permissions_.administrator();
 }
 
 int daemon::start()

@@ -86,6 +86,8 @@ try {
     if (!open_missing_streams())
         return status_failed;
     std::signal(SIGPIPE, SIG_IGN);
+    // A file that gets too long is an error of write, as a full disk is.
+    std::signal(SIGXFSZ, SIG_IGN);
     return start(argc, argv);
 } catch (const std::bad_alloc &) {
     std::fputs("kivd: out of memory\n", stderr);

@@ -16,6 +16,8 @@ public:
     // `administrator` may change everything, and so may root.
     permissions(uid_t administrator, std::string users_file);
 
+    uid_t administrator() const { return administrator_; }
+
     bool is_administrator(const ovra_peer &sender) const
     {
         return sender.uid == 0 || sender.uid == administrator_;

@@ -24,6 +24,8 @@ struct daemon_status {
     uint32_t left_out;
     int32_t lock_session; // while lock_pid is not 0
     int32_t lock_pid;
+    uint32_t administrator; // the user who may change everything, as root may
+    uint32_t reserved;
 };
 
 } // namespace kivd

@@ -1,0 +1,126 @@
+#include "daemon_link.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include <unistd.h>
+
+#include <kiv/kivd_lib.h>
+#include <kiv/platform/cmi.h>
+#include <kiv/platform/syserr.h>
+
+#include "files.h"
+#include "lab/kivd/status.h"
+
+namespace kiv_shell {
+
+namespace {
+
+constexpr uint32_t daemon_service = 37;
+constexpr uint32_t no_client = 0;
+constexpr int32_t wait_seconds = 10;
+constexpr const char *tree_directory = "/ubex/etc/par/";
+
+struct freed {
+    void operator()(void *block) const { std::free(block); }
+};
+
+int32_t session_id()
+{
+    return getpid();
+}
+
+failure lock_failure(int result)
+{
+    if (result == -1)
+        return "the daemon does not answer: " + std::string(std::strerror(errno));
+    return syserr2str(static_cast<uint32_t>(result));
+}
+
+} // namespace
+
+daemon_link::daemon_link()
+{
+    void *reply = nullptr;
+    uint32_t size = 0;
+    const int result = cmi_req_resp(kivd::message_status, CMI_MODE_QUERY, nullptr, &reply, &size,
+                                    "", "", daemon_service, no_client, wait_seconds);
+    const std::unique_ptr<void, freed> block(reply);
+    kivd::daemon_status told;
+    if (result != 0 || size != sizeof told)
+        return;
+    std::memcpy(&told, reply, sizeof told);
+    is_there_ = true;
+    administrator_ = told.administrator;
+}
+
+daemon_link::~daemon_link()
+{
+    unlock();
+}
+
+std::string daemon_link::tree_path() const
+{
+    std::array<char, KIVD_PARFILE_NAME_SIZE> name{};
+    if (!is_there_ || kivd_kiv_dynamic_parfile_name_get(no_client, name.data()) != 0)
+        return {};
+    return std::string(tree_directory) + name.data();
+}
+
+std::optional<rights> daemon_link::user_rights() const
+{
+    const uid_t user = geteuid();
+    if (!is_there_ || user == 0 || user == administrator_)
+        return {};
+    // Without the configured roles, only the predefined ones permit anything.
+    std::vector<kivd_perm_group> configured;
+    if (const failure failed = fetch_roles(configured))
+        complain(*failed);
+    return rights(roles_of_user(kiv::roles::user_name(user)), std::move(configured));
+}
+
+failure daemon_link::lock()
+{
+    if (!is_there_ || has_lock_)
+        return {};
+    if (const int result = kivd_cli_lock(no_client, session_id()); result != 0)
+        return lock_failure(result);
+    has_lock_ = true;
+    return {};
+}
+
+void daemon_link::unlock()
+{
+    if (has_lock_)
+        kivd_cli_unlock(no_client, session_id());
+    has_lock_ = false;
+}
+
+std::vector<std::string> roles_of_user(const std::string &user)
+{
+    std::string text;
+    if (const failure failed = read_file_if_there(kiv::roles::users_file, text))
+        complain(*failed);
+    std::vector<std::string> names = kiv::roles::roles_in(text, user);
+    if (names.empty())
+        names.emplace_back(kiv::roles::default_role);
+    return names;
+}
+
+failure fetch_roles(std::vector<kivd_perm_group> &roles)
+{
+    kivd_perm_group *table = nullptr;
+    void *vsans = nullptr;
+    int32_t count = 0;
+    if (kivd_perm_group_table_get(no_client, CMI_MODE_QUERY, &table, &vsans, &count) != 0)
+        return "the daemon does not tell its roles";
+    const std::unique_ptr<void, freed> tables[]{std::unique_ptr<void, freed>(table),
+                                                std::unique_ptr<void, freed>(vsans)};
+    roles.assign(table, table + count);
+    return {};
+}
+
+} // namespace kiv_shell

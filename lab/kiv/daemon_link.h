@@ -1,0 +1,51 @@
+// What the shell asks the daemon, and tells it.
+#ifndef LAB_KIV_DAEMON_LINK_H
+#define LAB_KIV_DAEMON_LINK_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "failure.h"
+#include "rights.h"
+
+namespace kiv_shell {
+
+class daemon_link {
+public:
+    // Asks whether there is a daemon.
+    daemon_link();
+
+    // Ends the lock, if this shell has it.
+    ~daemon_link();
+    daemon_link(const daemon_link &) = delete;
+    daemon_link &operator=(const daemon_link &) = delete;
+
+    bool is_there() const { return is_there_; }
+
+    // The path of the tree in force; empty where the daemon has none.
+    std::string tree_path() const;
+
+    // What this shell's user may run; none where that is everything.
+    std::optional<rights> user_rights() const;
+
+    // Takes the configuration lock, unless this shell has it, and gives it back.
+    failure lock();
+    void unlock();
+
+private:
+    bool is_there_ = false;
+    uint32_t administrator_ = 0;
+    bool has_lock_ = false;
+};
+
+// The roles of a user by its name: from the users' file, or the default role.
+std::vector<std::string> roles_of_user(const std::string &user);
+
+// The configured roles, from the daemon.
+failure fetch_roles(std::vector<kivd_perm_group> &roles);
+
+} // namespace kiv_shell
+
+#endif

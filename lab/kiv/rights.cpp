@@ -1,0 +1,97 @@
+#include "rights.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "handlers.h"
+
+namespace kiv_shell {
+
+namespace {
+
+using kiv::roles::action;
+using kiv::roles::decision;
+
+constexpr std::array typed_words{
+    std::pair<std::string_view, kivd_command_type>{"clear", KIVD_COMMAND_CLEAR},
+    std::pair<std::string_view, kivd_command_type>{"configure", KIVD_COMMAND_CONFIG},
+    std::pair<std::string_view, kivd_command_type>{"debug", KIVD_COMMAND_DEBUG},
+    std::pair<std::string_view, kivd_command_type>{"show", KIVD_COMMAND_SHOW},
+};
+
+std::string_view word_at(const command &parsed, size_t position)
+{
+    return position < parsed.words.size() ? std::string_view(parsed.words[position].value)
+                                          : std::string_view();
+}
+
+decision of_predefined(const std::string &name, int32_t number, const tree_view &tree,
+                       const command &parsed)
+{
+    const auto bit = static_cast<size_t>(number);
+    for (const matched_word &word : parsed.words) {
+        const uint8_t *mask = tree.node(word.node).permissions_mask;
+        if ((mask[bit / 8] >> bit % 8 & 1) == 0)
+            return {false, name, 0,
+                    "the tree does not grant \"" + printable(word.canonical) + "\" to role " +
+                        name};
+    }
+    return {true, name, 0, "the tree grants the command to role " + name};
+}
+
+// Configuration mode is for whoever may configure anything.
+bool may_configure(const kivd_perm_group &role)
+{
+    const auto *end = role.rules + std::clamp(role.rule_count, 0, KIVD_ROLE_RULES);
+    return std::any_of(role.rules, end, [](const kivd_perm_group_conf_entry &rule) {
+        return rule.slot_state == 0 && rule.command_type == KIVD_COMMAND_CONFIG &&
+               rule.rule_type == KIVD_RULE_PERMIT;
+    });
+}
+
+} // namespace
+
+action action_of(const command &parsed, bool configures)
+{
+    if (configures)
+        return {KIVD_COMMAND_CONFIG, word_at(parsed, word_at(parsed, 0) == "no" ? 1 : 0)};
+    for (const auto &[word, type] : typed_words) {
+        if (word == word_at(parsed, 0))
+            return {type, word_at(parsed, 1)};
+    }
+    return {KIVD_COMMAND_EXEC, word_at(parsed, 0)};
+}
+
+decision rights::of_role(const std::string &name, const tree_view &tree, const command &parsed,
+                         bool configures) const
+{
+    const int32_t number = kivd_static_perm_group_locate_entry_by_name(
+        kivd_static_perm_group_table, kivd_static_perm_group_table_size, name.c_str());
+    if (number >= 0)
+        return of_predefined(name, number, tree, parsed);
+    const int32_t index = kivd_perm_group_locate_entry_by_name(
+        configured_.data(), static_cast<int32_t>(configured_.size()), name.c_str());
+    if (index < 0)
+        return {false, name, 0, "there is no role " + name};
+    const kivd_perm_group &role = configured_[static_cast<size_t>(index)];
+    if (tree.function(parsed.node) == configure_function && may_configure(role))
+        return {true, name, 0, "role " + name + " has a rule that permits configuration"};
+    return decide(role, action_of(parsed, configures));
+}
+
+decision rights::may_run(const tree_view &tree, const command &parsed, bool configures) const
+{
+    const handler *found = find_handler(tree.function(parsed.node));
+    if (found != nullptr && found->after != mode_change::none)
+        return {true, "", 0, "everybody may leave a mode"};
+    decision last{false, "", 0, "the user has no role"};
+    for (const std::string &name : names_) {
+        last = of_role(name, tree, parsed, configures);
+        if (last.permitted)
+            break;
+    }
+    return last;
+}
+
+} // namespace kiv_shell

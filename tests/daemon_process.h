@@ -1,0 +1,167 @@
+// The daemon as a process of its own, and processes that talk to it. Only in a switch root.
+#ifndef KIV_TESTS_DAEMON_PROCESS_H
+#define KIV_TESTS_DAEMON_PROCESS_H
+
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <kiv/platform/cmi.h>
+
+#include "support/unique_fd.h"
+
+namespace daemon_process {
+
+struct freed {
+    void operator()(void *block) const { std::free(block); }
+};
+
+struct answer {
+    int status; // -1: none, with errno
+    std::unique_ptr<void, freed> payload;
+    uint32_t size;
+};
+
+inline answer ask(uint32_t opcode, const void *payload = nullptr, uint32_t size = 0,
+                  uint32_t service = 37)
+{
+    void *reply = nullptr;
+    uint32_t length = size;
+    const int status = cmi_req_resp(opcode, size == 0 ? CMI_MODE_QUERY : CMI_MODE_CHANGE, payload,
+                                    &reply, &length, "", "", service, 0, 30);
+    return {status, std::unique_ptr<void, freed>(reply), length};
+}
+
+// Its log goes to a pipe, on which tests wait for what they expect.
+class running {
+public:
+    explicit running(std::vector<std::string> options = {}, rlim_t longest_file = RLIM_INFINITY)
+    {
+        int ends[2];
+        if (pipe2(ends, O_CLOEXEC) != 0)
+            abort();
+        log_ = kiv::support::unique_fd(ends[0]);
+        kiv::support::unique_fd other(ends[1]);
+        options.insert(options.begin(), {KIVD_PATH, "--foreground"});
+        std::vector<char *> argv;
+        for (std::string &option : options)
+            argv.push_back(option.data());
+        argv.push_back(nullptr);
+        pid_ = fork();
+        if (pid_ == 0) {
+            const rlimit limit{longest_file, longest_file};
+            if (longest_file != RLIM_INFINITY)
+                setrlimit(RLIMIT_FSIZE, &limit);
+            dup2(other.get(), STDERR_FILENO);
+            execv(KIVD_PATH, argv.data());
+            _exit(127);
+        }
+    }
+    ~running() { end(SIGKILL); }
+    running(const running &) = delete;
+    running &operator=(const running &) = delete;
+
+    pid_t pid() const { return pid_; }
+
+    // Reads on in the log until there is a line with this text, and returns it; empty, and a failed
+    // test, when the daemon has ended before.
+    std::string wait_for(const std::string &text)
+    {
+        for (;;) {
+            const size_t newline = unread_.find('\n');
+            if (newline != std::string::npos) {
+                const std::string line = unread_.substr(0, newline);
+                unread_.erase(0, newline + 1);
+                if (line.find(text) != std::string::npos)
+                    return line;
+                seen_ += line + "\n";
+                continue;
+            }
+            char piece[512];
+            const ssize_t count = read(log_.get(), piece, sizeof piece);
+            if (count <= 0) {
+                ADD_FAILURE() << "no line with \"" << text << "\" in the log:\n" << seen_;
+                return {};
+            }
+            unread_.append(piece, static_cast<size_t>(count));
+        }
+    }
+
+    void serves() { wait_for("serving"); }
+
+    // Returns the raw wait status; of a daemon that has ended, that of then.
+    int end(int signal)
+    {
+        if (pid_ <= 0)
+            return status_;
+        kill(pid_, signal);
+        while (waitpid(pid_, &status_, 0) < 0 && errno == EINTR) {
+        }
+        pid_ = -1;
+        return status_;
+    }
+
+private:
+    pid_t pid_ = -1;
+    int status_ = 0;
+    kiv::support::unique_fd log_;
+    std::string unread_;
+    std::string seen_;
+};
+
+// A process that does its work, says so, and lives until it is told otherwise.
+class living {
+public:
+    explicit living(const std::function<int()> &work)
+    {
+        int ends[2];
+        if (pipe2(ends, O_CLOEXEC) != 0)
+            abort();
+        const kiv::support::unique_fd from(ends[0]);
+        kiv::support::unique_fd to(ends[1]);
+        pid_ = fork();
+        if (pid_ == 0) {
+            const int result = work();
+            if (write(to.get(), &result, sizeof result) != sizeof result)
+                _exit(1);
+            for (;;)
+                pause();
+        }
+        to.close();
+        if (read(from.get(), &result_, sizeof result_) != sizeof result_)
+            ADD_FAILURE() << "the process has ended";
+    }
+    ~living() { end(); }
+    living(const living &) = delete;
+    living &operator=(const living &) = delete;
+
+    int result() const { return result_; }
+
+    void end()
+    {
+        if (pid_ <= 0)
+            return;
+        kill(pid_, SIGKILL);
+        waitpid(pid_, nullptr, 0);
+        pid_ = -1;
+    }
+
+private:
+    pid_t pid_ = -1;
+    int result_ = -1;
+};
+
+} // namespace daemon_process
+
+#endif

@@ -1,0 +1,485 @@
+// The daemon as its clients know it: what it keeps, whom it lets, and what it survives.
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <random>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <sys/inotify.h>
+#include <sys/stat.h>
+
+#include <gmock/gmock.h>
+
+#include <kiv/extras.h>
+#include <kiv/kiv_process_api.h>
+#include <kiv/kivd_lib.h>
+#include <kiv/platform/syserr.h>
+
+#include "daemon_process.h"
+#include "lab/kivd/status.h"
+#include "lab/roles/decision.h"
+#include "switch_root.h"
+#include "trees.h"
+
+namespace {
+
+using daemon_process::answer;
+using daemon_process::ask;
+using daemon_process::living;
+using daemon_process::running;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr const char *tree_directory = "/ubex/etc/par/";
+constexpr const char *state_directory = "/ubex/etc/kivd/";
+
+trees::tree tree_with_keyword(const std::string &token, const std::string &function)
+{
+    trees::tree nodes = trees::of_nodes(2);
+    trees::add_child(nodes, 0, 1);
+    token.copy(nodes[1].token, sizeof nodes[1].token - 1);
+    function.copy(nodes[1].func_id, sizeof nodes[1].func_id - 1);
+    nodes[1].action = KIV_ACTION_TERMINAL;
+    return nodes;
+}
+
+void write_tree(const std::string &name, const trees::tree &nodes)
+{
+    switch_root::write_file(
+        tree_directory + name + ".par",
+        std::string(reinterpret_cast<const char *>(nodes.data()), nodes.size() * sizeof nodes[0]));
+}
+
+std::vector<std::string> tree_names()
+{
+    std::vector<std::string> names;
+    kiv_tree_table *table = nullptr;
+    if (kivd_tree_table_get(0, &table) != 0)
+        return {"no answer"};
+    for (int32_t i = 0; i <= table->last_index; ++i)
+        names.emplace_back(table->entries[i].module_id);
+    free(table);
+    return names;
+}
+
+// The keywords of the root of the tree in force.
+std::set<std::string> keywords()
+{
+    char name[KIVD_PARFILE_NAME_SIZE];
+    if (kivd_kiv_dynamic_parfile_name_get(0, name) != 0)
+        return {"no tree"};
+    const std::string bytes = switch_root::read_file(std::string(tree_directory) + name);
+    if (kiv_tree_check(bytes.data(), bytes.size(), nullptr) != 0)
+        return {"no sound tree"};
+    const auto *nodes = reinterpret_cast<const kiv_array_tree_node *>(bytes.data());
+    std::set<std::string> found;
+    for (size_t i = 0; i < nodes[0].child_count; ++i)
+        found.insert(nodes[nodes[0].children[i]].token);
+    return found;
+}
+
+kivd::daemon_status status()
+{
+    kivd::daemon_status told{};
+    const answer given = ask(kivd::message_status);
+    EXPECT_EQ(given.size, sizeof told);
+    if (given.size == sizeof told)
+        std::memcpy(&told, given.payload.get(), sizeof told);
+    return told;
+}
+
+kivd_perm_group_conf_cli_wrapper change_of(const std::string &role)
+{
+    kivd_perm_group_conf_cli_wrapper change{};
+    kivd_perm_group_conf_cli_wrapper_init(&change);
+    robust_strncpy(change.role_name, role.c_str(), sizeof change.role_name);
+    return change;
+}
+
+uint32_t send(uint32_t opcode, const kivd_perm_group_conf_cli_wrapper &change)
+{
+    return static_cast<uint32_t>(ask(opcode, &change, sizeof change).status);
+}
+
+std::string switchname()
+{
+    kiv_cfg_info *info = nullptr;
+    if (kivd_kiv_configuration_get(0, &info) != 0)
+        return "no answer";
+    std::string name = info->switchname;
+    free(info);
+    return name;
+}
+
+class Kivd : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        switch_root::require();
+        std::signal(SIGPIPE, SIG_IGN);
+    }
+};
+
+// The messages of the interface, with the sizes of their payloads.
+struct known_message {
+    uint32_t opcode;
+    uint32_t size;
+    uint32_t service;
+};
+
+constexpr std::array known_messages{
+    known_message{900, 608, 37}, known_message{901, 8, 37},    known_message{905, 0, 37},
+    known_message{911, 880, 37}, known_message{912, 0, 37},    known_message{913, 880, 37},
+    known_message{914, 880, 37}, known_message{916, 0, 37},    known_message{917, 128, 0},
+    known_message{919, 880, 37}, known_message{935, 128, 37},  known_message{936, 128, 37},
+    known_message{937, 0, 37},   known_message{938, 0, 37},    known_message{940, 8, 37},
+    known_message{944, 0, 0},    known_message{946, 0, 37},    known_message{947, 12, 37},
+    known_message{948, 0, 37},   known_message{7655, 88, 37},  known_message{7656, 88, 37},
+    known_message{7658, 0, 37},  known_message{7661, 128, 37},
+};
+
+TEST_F(Kivd, KnowsEveryMessageAndAnswersThoseOfAnotherSizeWithAnError)
+{
+    running daemon;
+    daemon.serves();
+    const std::string zeros(1000, '\0');
+    for (const known_message &known : known_messages) {
+        const answer right = ask(known.opcode, zeros.data(), known.size, known.service);
+        EXPECT_NE(right.status, -1) << known.opcode;
+        if (known.size == 0) {
+            EXPECT_EQ(right.status, 0) << known.opcode;
+        }
+        for (uint32_t size = 0; size <= known.size + 1; ++size) {
+            if (size == known.size)
+                continue;
+            const answer given = ask(known.opcode, zeros.data(), size, known.service);
+            ASSERT_EQ(static_cast<uint32_t>(given.status), KIV_ERROR_BAD_MESSAGE)
+                << known.opcode << " with " << size;
+        }
+    }
+    for (const uint32_t unknown : {0U, 899U, 906U, 943U, 7657U, UINT32_MAX})
+        EXPECT_EQ(static_cast<uint32_t>(ask(unknown).status), KIV_ERROR_BAD_MESSAGE) << unknown;
+    EXPECT_GT(status().bad_messages, 4000U) << "counted, but not each one logged";
+}
+
+TEST_F(Kivd, KeepsWhatIsRegisteredUpToItsCapacityAndRefusesTheRest)
+{
+    running daemon;
+    daemon.serves();
+    for (int i = 0; i < KIV_TREE_TABLE_CAPACITY; ++i)
+        ASSERT_EQ(kiv_register_parse_tree(0, ("t" + std::to_string(i)).c_str()), 0) << i;
+    EXPECT_EQ(kiv_register_parse_tree(0, "one-more"), static_cast<int>(KIV_ERROR_TABLE_FULL));
+    EXPECT_EQ(kiv_register_parse_tree(0, "t7"), 0) << "its own once more";
+    for (const char *name : {"", "../up", "a/b", ".hidden", "a b"})
+        EXPECT_EQ(kiv_register_parse_tree(0, name), static_cast<int>(KIV_ERROR_BAD_MESSAGE))
+            << name;
+    living other([] { return kiv_register_parse_tree(0, "t7"); });
+    EXPECT_EQ(static_cast<uint32_t>(other.result()), KIV_ERROR_EXISTS);
+    EXPECT_EQ(kiv_deregister_parse_tree(0, "t0"), 0);
+    EXPECT_EQ(kiv_deregister_parse_tree(0, "t0"), static_cast<int>(KIV_ERROR_NOT_FOUND));
+    const std::vector<std::string> names = tree_names();
+    ASSERT_EQ(names.size(), 511U);
+    EXPECT_EQ(names.front(), "t1");
+
+    const int queue = ovra_open(OVRA_ADDRESS_NONE, 0);
+    ASSERT_GE(queue, 0);
+    intf_reg_info info{};
+    kiv_set_intf_reg_info(&info, "fc", 1, 2, "verify", "list", "lib", nullptr);
+    for (unsigned bit = 0; bit <= KIV_INTERFACE_TABLE_CAPACITY; ++bit)
+        ASSERT_EQ(kiv_register_interface(queue, uint64_t{1} << bit, &info), 0);
+    kiv_deregister_interface(queue, 1);
+    kiv_interface_table_entry *entries = nullptr;
+    ASSERT_EQ(kivd_interface_table_get(queue, &entries), KIV_INTERFACE_TABLE_CAPACITY - 1);
+    EXPECT_EQ(entries[0].intf_mask, 2U);
+    EXPECT_STREQ(entries[22].verify_func, "verify");
+    free(entries);
+    ovra_close(queue);
+}
+
+TEST_F(Kivd, MergesWhatIsRegisteredAndLeavesOutWhatCannotBeUsed)
+{
+    running daemon;
+    daemon.serves();
+    const std::set<std::string> own = keywords();
+    EXPECT_EQ(own.count("show"), 1U);
+    write_tree("alpha", tree_with_keyword("alpha", "run_alpha"));
+    write_tree("beta", tree_with_keyword("beta", "run_beta"));
+    write_tree("against", tree_with_keyword("alpha", "another"));
+    switch_root::write_file(std::string(tree_directory) + "damaged.par", std::string(999, 'x'));
+    ASSERT_EQ(symlink("alpha.par", (std::string(tree_directory) + "linked.par").c_str()), 0);
+    ASSERT_EQ(mkfifo((std::string(tree_directory) + "pipe.par").c_str(), 0600), 0);
+    for (const char *name : {"missing", "damaged", "linked", "pipe", "alpha", "against", "beta"})
+        ASSERT_EQ(kiv_register_parse_tree(0, name), 0);
+    EXPECT_EQ(keywords(), own) << "not merged yet";
+    EXPECT_EQ(static_cast<uint32_t>(kivd_generate_main_tree(0)), KIV_ERROR_TREE_UNUSABLE);
+    std::set<std::string> all = own;
+    all.insert({"alpha", "beta"});
+    EXPECT_EQ(keywords(), all);
+    const answer report = ask(kivd::message_merge_report);
+    const std::string text(static_cast<const char *>(report.payload.get()));
+    EXPECT_THAT(text, HasSubstr("missing: missing.par: No such file or directory\n"));
+    EXPECT_THAT(text, HasSubstr("damaged: damaged.par: "));
+    EXPECT_THAT(text, HasSubstr("linked: linked.par: is no regular file\n"));
+    EXPECT_THAT(text, HasSubstr("pipe: pipe.par: is no regular file\n"));
+    EXPECT_THAT(text, HasSubstr("against: node 1: "));
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 5);
+    EXPECT_EQ(status().tree_number, 3U);
+
+    // Of the numbered files, the one in force and the one before it are there.
+    for (int i = 0; i < 5; ++i)
+        kivd_generate_main_tree(0);
+    EXPECT_EQ(std::count_if(std::filesystem::directory_iterator(tree_directory), {},
+                            [](const auto &file) {
+                                const std::string name = file.path().filename();
+                                return name.starts_with("main_tree") && name.ends_with(".par") &&
+                                       name != "main_tree.par";
+                            }),
+              2);
+}
+
+TEST_F(Kivd, WithdrawsAtOnceWhatADeadProcessHadRegistered)
+{
+    running daemon;
+    daemon.serves();
+    const std::set<std::string> own = keywords();
+    write_tree("alpha", tree_with_keyword("alpha", "run_alpha"));
+    write_tree("beta", tree_with_keyword("beta", "run_beta"));
+    ASSERT_EQ(kiv_register_parse_tree(0, "beta"), 0);
+    living module([] {
+        const int queue = ovra_open(OVRA_ADDRESS_NONE, 0);
+        intf_reg_info info{};
+        kiv_set_intf_reg_info(&info, "fc", 1, 2, "verify", "list", "lib", nullptr);
+        kiv_register_interface(queue, 1, &info);
+        kivd_cli_lock(0, 5);
+        return kiv_register_parse_tree(0, "alpha") + kivd_generate_main_tree(0);
+    });
+    ASSERT_EQ(module.result(), 0);
+    EXPECT_EQ(keywords().count("alpha"), 1U);
+    EXPECT_EQ(static_cast<uint32_t>(kivd_cli_lock(0, 6)), KIV_ERROR_LOCKED);
+    module.end();
+    daemon.wait_for("lock released");
+    daemon.wait_for("withdrawn");
+    daemon.wait_for("nodes of 2 trees");
+    EXPECT_THAT(tree_names(), ElementsAre("beta"));
+    EXPECT_EQ(keywords().count("alpha"), 0U);
+    EXPECT_EQ(keywords().count("beta"), 1U);
+    const int queue = ovra_open(OVRA_ADDRESS_NONE, 0);
+    kiv_interface_table_entry *entries = nullptr;
+    EXPECT_EQ(kivd_interface_table_get(queue, &entries), 0);
+    free(entries);
+    ovra_close(queue);
+    EXPECT_EQ(kivd_cli_lock(0, 6), 0);
+}
+
+TEST_F(Kivd, IsAsItWasAfterItIsKilled)
+{
+    living alive([] { return 0; });
+    {
+        running daemon;
+        daemon.serves();
+        EXPECT_EQ(kivd_switchname_set(0, "edge-7"), 0);
+        EXPECT_EQ(kivd_session_timeout_set(0, 77, 0), 0);
+        EXPECT_EQ(send(919, change_of("operators")), 0U);
+        auto rule = change_of("operators");
+        rule.rule_num = 3;
+        kivd_perm_group_conf_entry_populate(&rule.rule, KIVD_RULE_PERMIT, KIVD_COMMAND_SHOW, "zone",
+                                            0);
+        EXPECT_EQ(send(911, rule), 0U);
+        write_tree("kept", tree_with_keyword("kept", "run_kept"));
+        write_tree("lost", tree_with_keyword("lost", "run_lost"));
+        EXPECT_EQ(kiv_register_parse_tree(0, "kept"), 0);
+        living module([] { return kiv_register_parse_tree(0, "lost"); });
+        daemon.end(SIGKILL);
+    }
+    running again;
+    again.serves();
+    EXPECT_EQ(switchname(), "edge-7");
+    EXPECT_THAT(tree_names(), ElementsAre("kept")) << "the other module has ended meanwhile";
+    EXPECT_EQ(keywords().count("kept"), 1U);
+    kivd_perm_group *roles = nullptr;
+    void *vsans = nullptr;
+    int32_t count = 0;
+    ASSERT_EQ(kivd_perm_group_table_get(0, 1, &roles, &vsans, &count), 0);
+    ASSERT_EQ(count, 1);
+    EXPECT_EQ(kivd_perm_group_next_rule_id_get(roles, 0), 3);
+    EXPECT_EQ(kiv_is_user_vsan_restricted(static_cast<const bmask4096 *>(vsans)), 0);
+    free(roles);
+    free(vsans);
+}
+
+TEST_F(Kivd, SetsADamagedStateAsideAndTakesTheOneBefore)
+{
+    const std::string state = std::string(state_directory) + "state";
+    {
+        running daemon;
+        daemon.serves();
+        EXPECT_EQ(kivd_switchname_set(0, "first"), 0);
+        EXPECT_EQ(kivd_switchname_set(0, "second"), 0);
+    }
+    std::string bytes = switch_root::read_file(state);
+    bytes[bytes.size() / 2] = static_cast<char>(bytes[bytes.size() / 2] ^ 1);
+    switch_root::write_file(state, bytes);
+    {
+        running daemon;
+        EXPECT_THAT(daemon.wait_for("set aside"), HasSubstr("wrong checksum"));
+        daemon.serves();
+        EXPECT_EQ(switchname(), "first");
+        EXPECT_TRUE(std::filesystem::exists(state + ".damaged"));
+    }
+    for (const char *suffix : {"", ".previous"})
+        switch_root::write_file(state + suffix, "kivdsta\nshort");
+    running daemon;
+    daemon.wait_for("starting with the settings of a new switch");
+    daemon.serves();
+    EXPECT_EQ(switchname(), "switch");
+}
+
+// Ends the daemon in the middle of writing: when so many steps have been seen in the folder.
+void kill_after_steps(int watch, int steps, pid_t daemon)
+{
+    alignas(inotify_event) char events[4096];
+    while (steps > 0) {
+        const ssize_t size = read(watch, events, sizeof events);
+        for (ssize_t at = 0; at < size; --steps) {
+            inotify_event event;
+            std::memcpy(&event, events + at, sizeof event);
+            at += static_cast<ssize_t>(sizeof event + event.len);
+        }
+    }
+    kill(daemon, SIGKILL);
+}
+
+TEST_F(Kivd, LosesNoChangeThatItHasConfirmedWheneverItIsKilled)
+{
+    std::mt19937 random(7);
+    int confirmed = 0;
+    for (int round = 0; round < 25; ++round) {
+        running daemon;
+        daemon.serves();
+        int next = confirmed;
+        if (const std::string name = switchname(); confirmed > 0 || name != "switch") {
+            next = std::stoi(name);
+            ASSERT_THAT(next, testing::AnyOf(confirmed, confirmed + 1));
+        }
+        const kiv::support::unique_fd watch(inotify_init1(IN_CLOEXEC));
+        ASSERT_GE(inotify_add_watch(watch.get(), state_directory, IN_ALL_EVENTS), 0);
+        std::thread killer(kill_after_steps, watch.get(), static_cast<int>(random() % 60) + 1,
+                           daemon.pid());
+        while (kivd_switchname_set(0, std::to_string(next + 1).c_str()) == 0)
+            ++next;
+        confirmed = next;
+        killer.join();
+    }
+    EXPECT_GT(confirmed, 25);
+}
+
+TEST_F(Kivd, RefusesAChangeThatItCannotStore)
+{
+    running daemon({}, 50000);
+    daemon.wait_for("cannot publish the tree: File too large");
+    daemon.serves();
+    EXPECT_EQ(kivd_switchname_set(0, "edge"), -1);
+    daemon.wait_for("cannot store the state: File too large");
+    EXPECT_EQ(switchname(), "switch");
+    EXPECT_EQ(keywords(), std::set<std::string>{"no tree"});
+}
+
+TEST_F(Kivd, LetsOnlyThoseWhoMayChangeAnything)
+{
+    const uid_t stranger = geteuid() == 0 ? 65534 : geteuid();
+    std::filesystem::create_directories(state_directory);
+    running daemon({"--administrator", std::to_string(stranger + 1)});
+    daemon.serves();
+    const auto as_stranger = [&](const std::function<uint32_t()> &work) {
+        living process([&] {
+            if (setresuid(stranger, stranger, stranger) != 0)
+                return 1;
+            return static_cast<int>(work());
+        });
+        return static_cast<uint32_t>(process.result());
+    };
+    const std::string zeros(1000, '\0');
+    constexpr std::array changes{900, 901, 911, 913, 917,  919,  935,
+                                 936, 937, 940, 947, 7655, 7656, 7661};
+    for (const known_message &known : known_messages) {
+        const bool is_change = std::ranges::find(changes, known.opcode) != changes.end();
+        const uint32_t given = as_stranger([&] {
+            return static_cast<uint32_t>(
+                ask(known.opcode, zeros.data(), known.size, known.service).status);
+        });
+        EXPECT_EQ(given == KIV_ERROR_DENIED, is_change) << known.opcode;
+    }
+    if (geteuid() != 0)
+        return;
+    EXPECT_EQ(send(919, change_of("naming")), 0U);
+    auto rule = change_of("naming");
+    rule.rule_num = 1;
+    kivd_perm_group_conf_entry_populate(&rule.rule, KIVD_RULE_PERMIT, KIVD_COMMAND_CONFIG,
+                                        "switchname", 0);
+    EXPECT_EQ(send(911, rule), 0U);
+    const std::string user = kiv::roles::user_name(stranger);
+    switch_root::write_file(kiv::roles::users_file, "# who may do what\n" + user + " naming\n");
+    EXPECT_EQ(as_stranger([] { return kivd_switchname_set(0, "theirs"); }), 0U);
+    EXPECT_EQ(switchname(), "theirs");
+    EXPECT_EQ(as_stranger([] { return kivd_session_timeout_set(0, 1, 1); }), UINT32_MAX);
+    daemon.wait_for("no rule of role naming matches (configuration of session)");
+}
+
+TEST_F(Kivd, KeepsRolesWithinTheirLimits)
+{
+    running daemon;
+    daemon.serves();
+    EXPECT_EQ(send(919, change_of("network-admin")), KIV_ERROR_ROLE_FIXED);
+    EXPECT_EQ(send(911, change_of("nobody")), KIV_ERROR_ROLE_UNKNOWN);
+    for (int i = 0; i < 64; ++i)
+        ASSERT_EQ(send(919, change_of("role" + std::to_string(i))), 0U);
+    EXPECT_EQ(send(919, change_of("one-more")), KIV_ERROR_TABLE_FULL);
+    EXPECT_EQ(send(919, change_of("role5")), KIV_ERROR_EXISTS);
+    auto rule = change_of("role63");
+    kivd_perm_group_conf_entry_populate(&rule.rule, KIVD_RULE_DENY, KIVD_COMMAND_EXEC, "", 1);
+    for (const auto &[number, expected] :
+         {std::pair{0, KIV_ERROR_BAD_MESSAGE}, {17, KIV_ERROR_BAD_MESSAGE}}) {
+        rule.rule_num = number;
+        EXPECT_EQ(send(911, rule), expected) << number;
+    }
+    for (const int32_t number : {1, 16}) {
+        rule.rule_num = number;
+        EXPECT_EQ(send(911, rule), 0U);
+    }
+    rule.no_flag = 1;
+    EXPECT_EQ(send(911, rule), 0U);
+    EXPECT_EQ(send(911, rule), KIV_ERROR_NOT_FOUND);
+    auto remove = change_of("role5");
+    remove.no_flag = 1;
+    EXPECT_EQ(send(919, remove), 0U);
+    EXPECT_EQ(kivd_perm_group_role_name_verify(0, "role5"), -1);
+    EXPECT_EQ(kivd_perm_group_role_name_verify(0, "role6"), 0);
+    kivd_perm_group *roles = nullptr;
+    void *vsans = nullptr;
+    int32_t count = 0;
+    ASSERT_EQ(kivd_perm_group_table_get(0, 1, &roles, &vsans, &count), 0);
+    EXPECT_EQ(count, 63);
+    EXPECT_EQ(roles[62].rule_count, 1);
+    free(roles);
+    free(vsans);
+}
+
+TEST_F(Kivd, IsThereOnce)
+{
+    running first;
+    first.serves();
+    running second;
+    second.wait_for("cannot open the daemon's address: Address already in use");
+    EXPECT_EQ(second.end(0), 1 << 8);
+    EXPECT_EQ(switchname(), "switch");
+    EXPECT_EQ(first.end(SIGTERM), 0);
+    running third;
+    third.serves();
+}
+
+} // namespace

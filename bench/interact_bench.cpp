@@ -1,11 +1,13 @@
 // What the session costs beside two bare pipes to the same child. Everything runs on one processor:
 // to wake an idle one takes longer than an exchange.
 
-#include <array>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -30,10 +32,10 @@ void expect(bool as_it_should_be)
         std::abort();
 }
 
-// The child at the ends of two pipes, and no more.
+// A program at the ends of two pipes, and no more.
 class bare_pipes {
 public:
-    bare_pipes()
+    explicit bare_pipes(std::vector<std::string> arguments)
     {
         int to[2];
         int from[2];
@@ -42,9 +44,12 @@ public:
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_adddup2(&actions, to[0], STDIN_FILENO);
         posix_spawn_file_actions_adddup2(&actions, from[1], STDOUT_FILENO);
-        std::string name = "child";
-        const std::array<char *, 2> arguments{name.data(), nullptr};
-        expect(posix_spawn(&child_, script, &actions, nullptr, arguments.data(), environ) == 0);
+        std::vector<char *> vector;
+        for (std::string &argument : arguments)
+            vector.push_back(argument.data());
+        vector.push_back(nullptr);
+        if (posix_spawnp(&child_, vector[0], &actions, nullptr, vector.data(), environ) != 0)
+            child_ = -1;
         posix_spawn_file_actions_destroy(&actions);
         close(to[0]);
         close(from[1]);
@@ -57,18 +62,28 @@ public:
     {
         close(to_);
         close(from_);
-        waitpid(child_, nullptr, 0);
+        if (child_ > 0)
+            waitpid(child_, nullptr, 0);
     }
 
     void exchange(const std::string &line, size_t expected) const
     {
+        expect(try_exchange(line, expected));
+    }
+
+    // False where the program is not there or has ended.
+    bool try_exchange(const std::string &line, size_t expected) const
+    {
         static char piece[KIV_INTERACT_BUFFER_SIZE];
-        expect(write(to_, line.data(), line.size()) == static_cast<ssize_t>(line.size()));
+        if (child_ < 0 || write(to_, line.data(), line.size()) != static_cast<ssize_t>(line.size()))
+            return false;
         for (size_t size = 0; size < expected;) {
             const ssize_t more = read(from_, piece, sizeof piece);
-            expect(more > 0);
+            if (more <= 0)
+                return false;
             size += static_cast<size_t>(more);
         }
+        return true;
     }
 
 private:
@@ -131,7 +146,7 @@ void by_marker(benchmark::State &state)
     if (!in_switch_root(state))
         return;
     const session open(KIV_INTERACT_END_MARKER);
-    const bare_pipes bare;
+    const bare_pipes bare({script});
     const auto size = static_cast<size_t>(state.range(0));
     const std::string command = std::to_string(size - marker_size);
     const std::string line = command + "\n";
@@ -164,6 +179,62 @@ void by_quiet(benchmark::State &state)
 BENCHMARK(by_quiet)
     ->Name("session/quiet")
     ->Iterations(50)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
+// The same exchanges with the tools that people drive shells with.
+void beside(benchmark::State &state, const std::string &tool, std::vector<std::string> start)
+{
+    if (!in_switch_root(state))
+        return;
+    std::signal(SIGPIPE, SIG_IGN);
+    const session open(KIV_INTERACT_END_MARKER);
+    const std::string command = std::to_string(40);
+    start.insert(start.end(), {script, command, KIV_INTERACT_SUCCESS_MARKER});
+    const bare_pipes driver(std::move(start));
+    const std::string done = "done\n";
+    if (!driver.try_exchange("1\n", done.size())) {
+        state.SkipWithError((tool + " is not installed").c_str());
+        return;
+    }
+    const int count = 500;
+    rounds::measure(
+        state, {{tool, [&] { driver.exchange(std::to_string(count) + '\n', done.size()); }},
+                {"library", [&] {
+                     repeat(count, [&] { session::exchange(command.c_str(), 40 + marker_size); });
+                 }}});
+}
+
+std::string beside_this_file(const char *name)
+{
+    return std::filesystem::path(__FILE__).replace_filename(name);
+}
+
+void by_expect(benchmark::State &state, const char *terminal)
+{
+    beside(state, "expect", {"expect", beside_this_file("session.expect"), terminal});
+}
+
+void by_pexpect(benchmark::State &state)
+{
+    beside(state, "pexpect", {"python3", beside_this_file("session_pexpect.py")});
+}
+
+BENCHMARK_CAPTURE(by_expect, default, "default")
+    ->Name("session/expect/default_terminal")
+    ->Iterations(20)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
+BENCHMARK_CAPTURE(by_expect, raw, "raw")
+    ->Name("session/expect/raw_terminal")
+    ->Iterations(20)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
+BENCHMARK(by_pexpect)
+    ->Name("session/pexpect")
+    ->Iterations(20)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 

@@ -4,10 +4,14 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <kiv/extras.h>
@@ -15,28 +19,37 @@
 
 namespace {
 
-// Bytes of the input that stand for more.
-constexpr uint8_t next_piece = 0xFE;
+// Bytes of the input that stand for more. From `first_gap` on, the next piece begins.
 constexpr const char *words[] = {KIV_INTERACT_SUCCESS_MARKER, KIV_INTERACT_ERROR_MARKER,
                                  KIV_INTERACT_PARSE_MARKER, "show it"};
 constexpr uint8_t first_word = 0xF0;
 constexpr uint8_t filling = 0xF8;
+constexpr uint8_t first_gap = 0xFC;
+constexpr int64_t gaps[] = {60, 10, 0, 20'000}; // milliseconds
+constexpr int64_t longest_reply_gap = 30;
 constexpr size_t piece_size = 4096;
 constexpr size_t most_pieces = 250;
 
-std::vector<std::string> pieces_of(const uint8_t *data, size_t size)
+struct piece {
+    int64_t gap = 0;
+    std::string text;
+};
+
+std::vector<piece> pieces_of(const uint8_t *data, size_t size)
 {
-    std::vector<std::string> pieces(1);
+    std::vector<piece> pieces(1);
     for (; size > 0 && pieces.size() < most_pieces; ++data, --size) {
-        std::string &piece = pieces.back();
-        if (*data == next_piece || piece.size() >= piece_size - 1000)
+        std::string &text = pieces.back().text;
+        if (*data >= first_gap)
+            pieces.push_back({gaps[*data - first_gap], {}});
+        else if (text.size() >= piece_size - 1000)
             pieces.emplace_back();
         else if (*data >= first_word && *data < first_word + std::size(words))
-            piece += words[*data - first_word];
+            text += words[*data - first_word];
         else if (*data == filling)
-            piece.append(900, 'x');
+            text.append(900, 'x');
         else
-            piece += static_cast<char>(*data);
+            text += static_cast<char>(*data);
     }
     return pieces;
 }
@@ -52,41 +65,106 @@ bool ends_with_marker(const std::string &text)
     return std::any_of(words, words + 3, [&](const char *word) { return text.ends_with(word); });
 }
 
-// The shell has said everything before it is asked, and gone: then nothing is waited for. A pipe of
-// packets keeps its pieces apart.
-class said_before {
+std::string all_of(const std::vector<piece> &pieces)
+{
+    std::string said;
+    for (const piece &next : pieces)
+        said += next.text;
+    std::erase(said, '\0');
+    return said;
+}
+
+// A shell that says its pieces, whatever it is asked, and is gone. A pipe of packets keeps them
+// apart. Time passes only while the library waits.
+class shell {
 public:
-    explicit said_before(const std::vector<std::string> &pieces)
+    explicit shell(const std::vector<piece> &pieces) : pieces_(pieces)
     {
         expect(pipe2(kiv_agent_to_kiv_pipe, O_CLOEXEC) == 0);
         expect(pipe2(kiv_to_kiv_agent_pipe, O_CLOEXEC | O_DIRECT) == 0);
         expect(fcntl(kiv_to_kiv_agent_pipe[1], F_SETPIPE_SZ, 1 << 20) > 0);
-        for (const std::string &piece : pieces)
-            expect(write(kiv_to_kiv_agent_pipe[1], piece.data(), piece.size()) ==
-                   static_cast<ssize_t>(piece.size()));
-        close(kiv_to_kiv_agent_pipe[1]);
+        present = this;
     }
-    said_before(const said_before &) = delete;
-    said_before &operator=(const said_before &) = delete;
-    ~said_before()
+    shell(const shell &) = delete;
+    shell &operator=(const shell &) = delete;
+    ~shell()
     {
-        close(kiv_agent_to_kiv_pipe[0]);
-        close(kiv_agent_to_kiv_pipe[1]);
-        close(kiv_to_kiv_agent_pipe[0]);
+        present = nullptr;
+        for (const int *ends : {kiv_agent_to_kiv_pipe, kiv_to_kiv_agent_pipe}) {
+            close(ends[0]);
+            close(ends[1]);
+        }
     }
+
+    int wait(pollfd *descriptors, nfds_t count, int64_t at_most)
+    {
+        for (const int64_t end = time_ + at_most;;) {
+            const int ready = poll(descriptors, count, 0);
+            if (ready != 0 || due() > end) {
+                time_ = ready != 0 ? time_ : end;
+                return ready;
+            }
+            time_ = due();
+            said_at_ = time_;
+            say();
+        }
+    }
+
+    int64_t nanoseconds() const { return time_; }
+
+    inline static shell *present;
+
+private:
+    int64_t due() const
+    {
+        constexpr int64_t nanoseconds_per_millisecond = 1'000'000;
+        if (kiv_to_kiv_agent_pipe[1] < 0)
+            return INT64_MAX;
+        const int64_t gap = next_ < pieces_.size() ? pieces_[next_].gap : 0;
+        return said_at_ + gap * nanoseconds_per_millisecond;
+    }
+
+    void say()
+    {
+        if (next_ == pieces_.size()) {
+            close(kiv_to_kiv_agent_pipe[1]);
+            kiv_to_kiv_agent_pipe[1] = -1;
+            return;
+        }
+        const std::string &text = pieces_[next_++].text;
+        expect(write(kiv_to_kiv_agent_pipe[1], text.data(), text.size()) ==
+               static_cast<ssize_t>(text.size()));
+    }
+
+    const std::vector<piece> &pieces_;
+    size_t next_ = 0;
+    int64_t time_ = 0;
+    int64_t said_at_ = 0;
 };
 
-void check_reply(const char *command, const std::string &said, bool by_marker)
+// Nothing is written for a piece without text.
+bool has_pause(const std::vector<piece> &pieces)
+{
+    int64_t silence = 0;
+    return std::ranges::any_of(pieces, [&](const piece &next) {
+        silence += next.gap;
+        return !next.text.empty() && std::exchange(silence, 0) > longest_reply_gap;
+    });
+}
+
+void check_reply(const char *command, const std::vector<piece> &pieces, bool by_marker)
 {
     char *text = kiv_interact_exec_single_cmd(command);
-    expect(text != nullptr);
+    if (text == nullptr)
+        return;
     const std::string reply = text;
+    const std::string said = all_of(pieces);
     kiv_interact_buff_free(text);
     expect(reply.size() <= said.size());
-    if (std::string(command).starts_with("show "))
+    if (!by_marker && std::string(command).starts_with("show "))
         return;
     expect(said.starts_with(reply));
-    expect(reply == said || (by_marker && ends_with_marker(reply)));
+    expect(reply == said || (by_marker ? ends_with_marker(reply) : has_pause(pieces)));
 }
 
 void check_record(kiv_interact_ret_info *record)
@@ -96,6 +174,31 @@ void check_record(kiv_interact_ret_info *record)
 }
 
 } // namespace
+
+// In the place of the C library's, also for the session.
+extern "C" __attribute__((visibility("default"))) int
+simulated_ppoll(pollfd *descriptors, nfds_t count, const timespec *limit,
+                const void *) __asm__("ppoll");
+extern "C" __attribute__((visibility("default"))) int
+simulated_clock(clockid_t id, timespec *time) __asm__("clock_gettime");
+
+constexpr int64_t nanoseconds_per_second = 1'000'000'000;
+
+int simulated_ppoll(pollfd *descriptors, nfds_t count, const timespec *limit, const void *)
+{
+    expect(shell::present != nullptr);
+    return shell::present->wait(descriptors, count,
+                                limit->tv_sec * nanoseconds_per_second + limit->tv_nsec);
+}
+
+int simulated_clock(clockid_t id, timespec *time)
+{
+    if (id != CLOCK_MONOTONIC || shell::present == nullptr)
+        return static_cast<int>(syscall(SYS_clock_gettime, id, time));
+    const int64_t now = shell::present->nanoseconds();
+    *time = {now / nanoseconds_per_second, now % nanoseconds_per_second};
+    return 0;
+}
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
 {
@@ -108,20 +211,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         return 0;
     const bool by_marker = (*data & 1) != 0;
     const int job = *data >> 1 & 3;
+    constexpr uint32_t deadline = 100;
+    const bool is_limited = (*data & 8) != 0;
     const auto pieces = pieces_of(data + 1, size - 1);
-    std::string said;
-    for (const std::string &piece : pieces)
-        said += piece;
-    std::erase(said, '\0');
-
-    kiv_interact_reply_end_set(by_marker ? KIV_INTERACT_END_MARKER : KIV_INTERACT_END_QUIET, 0);
-    const said_before shell(pieces);
+    kiv_interact_reply_end_set(by_marker ? KIV_INTERACT_END_MARKER : KIV_INTERACT_END_QUIET,
+                               is_limited ? deadline : 0);
+    const shell talking(pieces);
     switch (job) {
     case 0:
-        check_reply("it", said, by_marker);
+        check_reply("it", pieces, by_marker);
         break;
     case 1:
-        check_reply("show it", said, by_marker);
+        check_reply("show it", pieces, by_marker);
         break;
     case 2:
         check_record(kiv_interact_exec_scrpt_cmd("show it"));

@@ -47,6 +47,8 @@ protected:
     }
 };
 
+const std::string success = "KIV_CALLBACK_SUCCESS";
+
 const std::string wrong_word =
     "wrong\n^\n% unknown word \"wrong\"; expected: configure, end, exit, show\n";
 
@@ -185,23 +187,46 @@ TEST_F(SessionCommand, RefusesWhatCannotBeRun)
     EXPECT_EQ(read_file(running_file), "");
 }
 
-TEST_F(SessionCommand, ShowsOnATerminalHowLongABatchTakes)
+// The shell answers a command with what the test writes.
+TEST_F(SessionCommand, ShowsOnATerminalHowLongItTakesUntilThereIsMoreToSay)
 {
-    install_script(
-        "read start; read conf; printf KIV_CALLBACK_SUCCESS; read first; cat /ubex/wait\n"
-        "printf KIV_CALLBACK_SUCCESS; read second; printf KIV_CALLBACK_SUCCESS\n"
-        "while read line; do printf KIV_CALLBACK_SUCCESS; done\n");
-    ASSERT_EQ(mkfifo("/ubex/wait", 0600), 0);
-    const terminal::pseudo_terminal screen;
-    ASSERT_TRUE(screen);
-    outcome result;
-    std::thread user([&] { result = run("--conf --marker 2>" + screen.name(), "one\ntwo\n"); });
-    const std::string line = "\r\033[Kkivctl: batch of 2 lines, 1 s";
-    EXPECT_EQ(screen.seen(line.size()), line);
-    close(open("/ubex/wait", O_WRONLY | O_CLOEXEC));
-    user.join();
-    EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(screen.seen(4), EndsWith("\r\033[K")) << "taken away";
+    install_script("next() { line=; while [ -z \"$line\" ]; do read line || exit 0; done; }\n"
+                   "next; printf KIV_CALLBACK_SUCCESS; next; cat /ubex/answer\n"
+                   "while next; do printf KIV_CALLBACK_SUCCESS; done\n");
+    ASSERT_EQ(mkfifo("/ubex/answer", 0600), 0);
+    const std::string erase = "\r\033[K";
+    const std::string with_nul("one\ntwo\n\0\n", 10);
+    const struct {
+        const char *options;
+        std::string input;
+        std::string answer;
+        std::string shown;
+        std::string said;
+    } cases[] = {
+        {"--conf --marker", "one\ntwo\n", success, "kivctl: batch of 2 lines, 1 s", ""},
+        {"--marker", "one\ntwo\n", "KIV_CALLBACK_ERROR", "kivctl: 1 commands, 1 s",
+         "kivctl: standard input:2: the command failed\r\n"},
+        {"--marker", with_nul, success, "kivctl: 1 commands, 1 s",
+         "kivctl: standard input:3: holds a NUL byte\r\n"},
+        {"--marker >/dev/full", "one\ntwo\n", "x" + success, "kivctl: 1 commands, 1 s",
+         "kivctl: standard output: No space left on device\r\n"},
+    };
+    for (const auto &row : cases) {
+        const terminal::pseudo_terminal screen;
+        ASSERT_TRUE(screen);
+        outcome result;
+        std::thread user(
+            [&] { result = run(std::string(row.options) + " 2>" + screen.name(), row.input); });
+        EXPECT_THAT(screen.seen(erase.size() + row.shown.size()), StartsWith(erase + row.shown));
+        write_file("/ubex/answer", row.answer);
+        user.join();
+        EXPECT_EQ(result.status, row.said.empty() ? 0 : 1);
+        EXPECT_EQ(write(screen.slave(), "#", 1), 1);
+        std::string rest;
+        while (!rest.ends_with('#') && !HasFailure())
+            rest += screen.seen(1);
+        EXPECT_THAT(rest, EndsWith(erase + row.said + "#"));
+    }
 }
 
 } // namespace

@@ -36,29 +36,36 @@ std::string text_of(const char *text)
 
 class Reply : public testing::Test {
 protected:
-    void SetUp() override { present = &shell_; }
+    void SetUp() override { restart(); }
     void TearDown() override
     {
         kiv_interact_reply_end_set(KIV_INTERACT_END_QUIET, 0);
         kiv::interact::current.begin();
     }
 
+    void restart()
+    {
+        shell_.reset();
+        shell_ = std::make_unique<shell>();
+        present = shell_.get();
+    }
+
     std::string exchange(const std::string &command)
     {
-        shell_.start_watch();
+        shell_->start_watch();
         const std::unique_ptr<char, freed> text(kiv_interact_exec_single_cmd(command.c_str()));
         return text_of(text.get());
     }
 
     std::string exchange(const std::string &command, reply next)
     {
-        shell_.will_reply(std::move(next));
+        shell_->will_reply(std::move(next));
         return exchange(command);
     }
 
-    clock::duration elapsed() const { return shell_.elapsed(); }
+    clock::duration elapsed() const { return shell_->elapsed(); }
 
-    shell shell_;
+    std::unique_ptr<shell> shell_;
 };
 
 // Strings of this size are compared, not shown.
@@ -90,12 +97,13 @@ TEST_F(Reply, EndsWhenNothingComesFor30Milliseconds)
         {"a", {{0ms, "x"}, {10ms, "y"}, {30ms, "z"}}, "xyz", 70ms},
         {"a", {{0ms, success}, {10ms, "y"}}, "KIV_CALLBACK_SUCCESSy", 40ms},
         {"showy", {{0ms, "x"}}, "x", 30ms},
+        {"b\n\nc", {{0ms, "x"}}, "x", 30ms},
     };
     for (const auto &one : cases) {
         EXPECT_EQ(exchange(one.command, one.bursts), one.text);
         EXPECT_EQ(elapsed(), one.time) << one.text;
     }
-    EXPECT_EQ(shell_.heard(), "a\na\na\na\nshowy\n");
+    EXPECT_EQ(shell_->heard(), "a\na\na\na\nshowy\nb\n\nc\n");
     EXPECT_EQ(exchange("b", {{0ms, "first "}, {31ms, "late"}}), "first ");
     EXPECT_EQ(exchange("c", {{0ms, " new"}}), "late new") << "stays for the next command";
 }
@@ -140,6 +148,24 @@ TEST_F(Reply, OfAShowCommandMayPause)
          {{0ms, "x"}, {60ms, "sho"}, {60ms, "w is"}, {60ms, success}},
          "xshow is" + success,
          180ms},
+        {"letter before the marker",
+         {{0ms, "x"}, {60ms, "K"}, {60ms, success}},
+         "xK" + success,
+         120ms},
+        {"letter before a split marker",
+         {{0ms, "x"}, {60ms, "K"}, {60ms, "KIV_CALL"}, {60ms, "BACK_SUCCESS"}},
+         "xK" + success,
+         180ms},
+        {"letter, pause, marker", {{0ms, "K"}, {60ms, success}}, "K" + success, 60ms},
+        {"letter, marker, pause", {{0ms, "K"}, {9ms, success}}, "K" + success, 69ms},
+        {"word before the marker",
+         {{0ms, "x"}, {60ms, "sho"}, {60ms, success}},
+         "xsho" + success,
+         120ms},
+        {"letter before the echo",
+         {{0ms, "x"}, {60ms, "s"}, {60ms, "show it"}, {60ms, success}},
+         "xs" + success,
+         180ms},
         {"echo before the pause",
          {{0ms, "show it\n"}, {60ms, success}},
          "show it\n" + success,
@@ -153,24 +179,27 @@ TEST_F(Reply, OfAShowCommandMayPause)
 
 TEST_F(Reply, HoldsAnyNumberOfBytes)
 {
-    for (const size_t size : {49'999U, 50'000U, 50'001U, 100'000U, 1'000'000U}) {
-        const std::string text = filled(size);
-        expect_same(exchange("a", {{0ms, text}}), text);
-        EXPECT_EQ(elapsed(), 30ms);
-        EXPECT_EQ(text.compare((size - 1) / 50'000 * 50'000, 25, retBuf,
-                               std::min<size_t>(25, size - (size - 1) / 50'000 * 50'000)),
-                  0)
-            << size;
+    const std::string all = filled(5000) + success;
+    reply bytes;
+    for (const char byte : all)
+        bytes.push_back({1ms, std::string(1, byte)});
+    for (const auto &[end, quiet] : {std::pair(KIV_INTERACT_END_QUIET, clock::duration(30ms)),
+                                     std::pair(KIV_INTERACT_END_MARKER, clock::duration(0ms))}) {
+        kiv_interact_reply_end_set(end, 0);
+        for (const size_t size : {49'999U, 50'000U, 50'001U, 100'000U, 1'000'000U}) {
+            const std::string text = filled(size - success.size()) + success;
+            expect_same(exchange("a", {{0ms, text}}), text);
+            EXPECT_EQ(elapsed(), quiet);
+            EXPECT_EQ(text.compare((size - 1) / 50'000 * 50'000, 25, retBuf,
+                                   std::min<size_t>(25, size - (size - 1) / 50'000 * 50'000)),
+                      0)
+                << size;
+        }
+        expect_same(exchange("a", bytes), all);
+        EXPECT_EQ(elapsed(), all.size() * 1ms + quiet);
+        for (const char byte : buffer)
+            ASSERT_EQ(byte, '\0');
     }
-    std::string all;
-    reply pieces;
-    for (int i = 0; i < 5000; ++i) {
-        pieces.push_back({1ms, std::string(1, static_cast<char>('a' + i % 26))});
-        all += pieces.back().text;
-    }
-    expect_same(exchange("a", pieces), all);
-    for (const char byte : buffer)
-        ASSERT_EQ(byte, '\0');
 }
 
 // The capacity is that of the pieces before the pause and one more.
@@ -206,12 +235,12 @@ TEST_F(Reply, LeavesNulBytesOut)
 TEST_F(Reply, IsNotWaitedForWhereNoneIsDue)
 {
     EXPECT_EQ(exchange("\n"), "");
-    EXPECT_EQ(shell_.heard(), "");
+    EXPECT_EQ(shell_->heard(), "");
     EXPECT_EQ(elapsed(), 0ms);
     EXPECT_EQ(exchange(""), "");
     EXPECT_EQ(exchange("\n\n"), "");
     EXPECT_EQ(elapsed(), 30ms);
-    EXPECT_EQ(shell_.heard(), "\n\n\n\n");
+    EXPECT_EQ(shell_->heard(), "\n\n\n\n");
     kiv_interact_reply_end_set(KIV_INTERACT_END_MARKER, 0);
     EXPECT_EQ(exchange(""), "");
     EXPECT_EQ(elapsed(), 0ms);
@@ -250,11 +279,17 @@ TEST_F(Reply, EndsWithItsMarkerWhereMarkersEndReplies)
 TEST_F(Reply, OfSeveralLinesComesLineByLine)
 {
     kiv_interact_reply_end_set(KIV_INTERACT_END_MARKER, 0);
-    shell_.will_reply({{1s, "1" + success}});
-    shell_.will_reply({{1s, "2" + error}});
-    shell_.will_reply({{1s, "3" + success}});
+    shell_->will_reply({{1s, "1" + success}});
+    shell_->will_reply({{1s, "2" + error}});
+    shell_->will_reply({{1s, "3" + success}});
     EXPECT_EQ(exchange("\na\n\nb\nc\n"), "1" + success + "2" + error + "3" + success);
-    EXPECT_EQ(shell_.heard(), "\na\n\nb\nc\n\n") << "the same bytes as in one piece";
+    EXPECT_EQ(shell_->heard(), "\na\n\nb\nc\n\n") << "the same bytes as in one piece";
+    shell_->will_reply({{0ms, "x" + error}});
+    shell_->will_reply({{0ms, "y" + success}});
+    const owned_record record(kiv_interact_exec_scrpt_cmd("a\nb"));
+    ASSERT_NE(record, nullptr);
+    EXPECT_EQ(record->status, KIV_INTERACT_SUCCESS) << "the last one's";
+    EXPECT_EQ(text_of(record->output), "x" + error + "y");
 }
 
 TEST_F(Reply, IsNotMistakenForThatOfAnotherCommandAfterTheDeadline)
@@ -277,24 +312,105 @@ TEST_F(Reply, IsNotMistakenForThatOfAnotherCommandAfterTheDeadline)
     }
 }
 
+// Something is there whenever the library looks.
+TEST_F(Reply, IsBoundedByTheDeadlineHoweverMuchComes)
+{
+    for (const int32_t end : {KIV_INTERACT_END_QUIET, KIV_INTERACT_END_MARKER}) {
+        for (const bool while_sending : {false, true}) {
+            restart();
+            if (while_sending)
+                shell_->stop_listening();
+            shell_->make_looking_slow(1ms);
+            shell_->will_say(reply(5000, {1ms, "x"}));
+            kiv_interact_reply_end_set(end, 1500);
+            testing::internal::CaptureStdout();
+            EXPECT_EQ(exchange(std::string(2 << 20, 'c')), nothing);
+            EXPECT_EQ(elapsed(), 1500ms);
+            EXPECT_THAT(testing::internal::GetCapturedStdout(),
+                        testing::HasSubstr("deadline expired"));
+        }
+    }
+}
+
+// The answers may have been given before the questions.
+TEST_F(Reply, IsBoundedByTheDeadlineWhereNobodyTakesCommands)
+{
+    kiv_interact_reply_end_set(KIV_INTERACT_END_MARKER, 1500);
+    shell_->stop_listening();
+    const std::string command(4095, 'c');
+    std::string text = success;
+    testing::internal::CaptureStdout();
+    for (int i = 0; i < 1000 && text == success; ++i) {
+        shell_->will_say({{1ms, success}});
+        text = exchange(command);
+    }
+    EXPECT_THAT(testing::internal::GetCapturedStdout(), testing::HasSubstr("deadline expired"));
+    EXPECT_EQ(text, nothing);
+    EXPECT_EQ(elapsed(), 1500ms);
+}
+
+TEST_F(Reply, IsNotMistakenForThatOfACommandThatWasCutOff)
+{
+    shell_->stop_listening();
+    shell_->will_say({{10ms, "x"}, {10ms, ""}});
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(exchange(std::string(2 << 20, 'c')), nothing);
+    EXPECT_EQ(exchange("b"), nothing);
+    EXPECT_THAT(testing::internal::GetCapturedStdout(),
+                testing::ContainsRegex(": write failed\n.*: session unusable, out of step\n"));
+}
+
+TEST_F(Reply, HasNoGreetingInIt)
+{
+    struct {
+        reply greeting;
+        clock::duration time;
+        std::string text; // of the first reply
+    } const cases[] = {
+        {{}, 30ms, "x"},
+        {{{29ms, "welcome\n"}}, 29ms, "x"},
+        {{{31ms, "late "}}, 30ms, "late x"},
+        {{{1ms, filled(100'001)}}, 1ms, "x"},
+        {{{1ms, filled(50'000)}}, 31ms, "x"},
+        {reply(300, {1ms, filled(50'000)}), 100ms, nothing},
+    };
+    kiv_interact_reply_end_set(KIV_INTERACT_END_QUIET, 100);
+    for (const auto &one : cases) {
+        restart();
+        shell_->will_say(one.greeting);
+        EXPECT_EQ(kiv_interact_session_init_comm(), 0);
+        EXPECT_EQ(elapsed(), one.time);
+        EXPECT_EQ(shell_->heard(), "\n");
+        EXPECT_EQ(exchange("a", {{1ms, "x"}}), one.text);
+    }
+}
+
 TEST_F(Reply, TurnsToMarkersWithoutWhatCameBefore)
 {
     EXPECT_EQ(exchange("a", {{0ms, "x"}, {31ms, "late" + success}}), "x");
     present->wait({}, 1ms);
     kiv_interact_reply_end_set(KIV_INTERACT_END_MARKER, 0);
     EXPECT_EQ(exchange("b", {{0ms, "y" + success}}), "y" + success);
+
+    // One that says more and more.
+    const int endless = open("/dev/zero", O_RDONLY | O_CLOEXEC);
+    const int replies = std::exchange(kiv_to_kiv_agent_pipe[0], endless);
+    kiv_interact_reply_end_set(KIV_INTERACT_END_QUIET, 0);
+    kiv_interact_reply_end_set(KIV_INTERACT_END_MARKER, 0);
+    kiv_to_kiv_agent_pipe[0] = replies;
+    close(endless);
 }
 
 TEST_F(Reply, TimeOutCheckWaitsLongerAndLonger)
 {
     EXPECT_EQ(read_time_out_check(kiv_to_kiv_agent_pipe[0], 0), 0);
     EXPECT_EQ(elapsed(), 30ms);
-    shell_.start_watch();
+    shell_->start_watch();
     EXPECT_EQ(read_time_out_check(kiv_to_kiv_agent_pipe[0], 1), 0);
     EXPECT_EQ(elapsed(), 55030ms);
     EXPECT_EQ(read_time_out_check(-1, 1), -1);
     EXPECT_EQ(read_time_out_check(1 << 20, 0), -1);
-    close(std::exchange(kiv_to_kiv_agent_pipe[1], -1));
+    shell_->hang_up();
     EXPECT_EQ(read_time_out_check(kiv_to_kiv_agent_pipe[0], 0), 1)
         << "the end is something to read";
 }
@@ -324,7 +440,7 @@ TEST_F(Reply, MakesTheRecordOfACommand)
         for (const int32_t end : {KIV_INTERACT_END_QUIET, KIV_INTERACT_END_MARKER}) {
             const bool by_marker = end == KIV_INTERACT_END_MARKER;
             kiv_interact_reply_end_set(end, 0);
-            shell_.will_reply({{0ms, one.text}});
+            shell_->will_reply({{0ms, one.text}});
             const owned_record record(kiv_interact_exec_scrpt_cmd(one.command));
             ASSERT_NE(record, nullptr);
             EXPECT_EQ(record->status, by_marker ? one.status_by_marker : one.status) << one.text;
@@ -371,24 +487,24 @@ TEST_F(Reply, MakesTheRecordOfABatch)
     size_t heard = 0;
     for (const auto &one : cases) {
         for (const std::string &text : one.replies)
-            shell_.will_reply({{0ms, text}});
+            shell_->will_reply({{0ms, text}});
         const owned_record record(kiv_interact_exec_conf_cmds(one.lines));
         ASSERT_NE(record, nullptr);
         EXPECT_EQ(record->status, one.status) << one.output;
         EXPECT_EQ(text_of(record->output), one.output);
         EXPECT_EQ(text_of(record->failed_cmd), one.failed);
-        EXPECT_EQ(shell_.heard().substr(heard), one.sent);
-        heard = shell_.heard().size();
+        EXPECT_EQ(shell_->heard().substr(heard), one.sent);
+        heard = shell_->heard().size();
     }
 }
 
 TEST_F(Reply, TurnsXmlOnAndOff)
 {
-    shell_.will_reply({{0ms, success}});
-    shell_.will_reply({{0ms, parse_error}});
+    shell_->will_reply({{0ms, success}});
+    shell_->will_reply({{0ms, parse_error}});
     EXPECT_EQ(kiv_interact_xml_show_on(), 0);
     EXPECT_EQ(kiv_interact_xml_show_off(), 0) << "whatever the answer is";
-    EXPECT_EQ(shell_.heard(), "xml-show on\n\nxml-show off\n\n");
+    EXPECT_EQ(shell_->heard(), "xml-show on\n\nxml-show off\n\n");
 }
 
 TEST_F(Reply, NeedsACommandAndASession)
@@ -420,7 +536,7 @@ TEST_F(Reply, NeedsMemory)
         testing::internal::GetCapturedStdout(),
         testing::MatchesRegex(".*single_cmd:[0-9]+: malloc failed\n.*scrpt_cmd:[0-9]+: memory "
                               "alloc failure\n\n.*conf_cmds:[0-9]+: memory alloc\n"));
-    EXPECT_EQ(shell_.heard(), "");
+    EXPECT_EQ(shell_->heard(), "");
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 //   say TEXT     \n is a newline
 //   fill N       N bytes of output
 //   flood N      N bytes of standard error
+//   spill        output without an end
 //   close N      a descriptor
 //   raise N      a signal
 //   stay         do nothing more
@@ -70,6 +71,12 @@ void stay()
         pause();
 }
 
+void spill()
+{
+    for (const std::string piece(4096, 'x');;)
+        put(STDOUT_FILENO, piece);
+}
+
 void stay_silent()
 {
     for (;;)
@@ -88,6 +95,7 @@ const std::map<std::string, std::function<void(const std::string &)>> steps{
     {"say", [](auto &text) { put(STDOUT_FILENO, unescaped(text)); }},
     {"fill", [](auto &size) { put(STDOUT_FILENO, std::string(std::stoul(size), 'x')); }},
     {"flood", [](auto &size) { put(STDERR_FILENO, std::string(std::stoul(size), 'e')); }},
+    {"spill", [](auto &) { spill(); }},
     {"close", [](auto &descriptor) { close(std::stoi(descriptor)); }},
     {"raise", [](auto &signal) { raise(std::stoi(signal)); }},
     {"stay", [](auto &) { stay(); }},

@@ -25,7 +25,7 @@ namespace simulated {
 using namespace std::chrono_literals;
 using kiv::interact::clock;
 
-// What comes so long after what came before, or after the command.
+// What comes so long after what came before, or after the command. No text: the shell is gone.
 struct burst {
     clock::duration gap;
     std::string text;
@@ -42,18 +42,40 @@ public:
                 ADD_FAILURE() << "no pipe";
             fcntl(ends[1], F_SETPIPE_SZ, 1 << 20);
         }
+        hears_ = fcntl(kiv_agent_to_kiv_pipe[0], F_DUPFD_CLOEXEC, 0);
+        says_ = fcntl(kiv_to_kiv_agent_pipe[1], F_DUPFD_CLOEXEC, 0);
     }
     shell(const shell &) = delete;
     shell &operator=(const shell &) = delete;
     ~shell()
     {
-        for (int *ends : {kiv_agent_to_kiv_pipe, kiv_to_kiv_agent_pipe}) {
-            close(std::exchange(ends[0], -1));
-            close(std::exchange(ends[1], -1));
-        }
+        hang_up();
+        close(std::exchange(kiv_agent_to_kiv_pipe[1], -1));
+        close(std::exchange(kiv_to_kiv_agent_pipe[0], -1));
     }
 
     void will_reply(reply next) { replies_.push_back(std::move(next)); }
+
+    // Unasked.
+    void will_say(const reply &bursts)
+    {
+        clock::time_point at = time_;
+        for (const burst &next : bursts)
+            due_.emplace_back(at += next.gap, next.text);
+    }
+
+    // Lets its commands lie in their pipe.
+    void stop_listening() { listens_ = false; }
+
+    // The time that it takes to find that something has come.
+    void make_looking_slow(clock::duration time) { look_time_ = time; }
+
+    // Closes its ends of the pipes.
+    void hang_up()
+    {
+        for (int *end : {&hears_, &says_, &kiv_agent_to_kiv_pipe[0], &kiv_to_kiv_agent_pipe[1]})
+            close(std::exchange(*end, -1));
+    }
 
     // All that the library has sent.
     std::string heard()
@@ -68,7 +90,7 @@ public:
 
     int wait(std::span<pollfd> descriptors, clock::duration at_most)
     {
-        const clock::time_point end = time_ + at_most;
+        const clock::time_point end = time_ + std::max(at_most, clock::duration::zero());
         for (;;) {
             listen();
             const int ready = poll(descriptors.data(), descriptors.size(), 0);
@@ -81,21 +103,20 @@ public:
 private:
     int pass(clock::time_point end, int ready)
     {
-        if (ready == 0)
-            time_ = std::max(time_, end);
+        time_ = ready == 0 ? std::max(time_, end) : time_ + look_time_;
         // Nobody waits for a silent shell for hours.
         if (elapsed() > 2h)
-            close(std::exchange(kiv_to_kiv_agent_pipe[1], -1));
+            hang_up();
         return ready;
     }
 
     void listen()
     {
         int size = 0;
-        while (ioctl(kiv_agent_to_kiv_pipe[0], FIONREAD, &size) == 0 && size > 0) {
+        while (listens_ && ioctl(hears_, FIONREAD, &size) == 0 && size > 0) {
             std::string more(static_cast<size_t>(size), '\0');
-            more.resize(static_cast<size_t>(
-                std::max<ssize_t>(read(kiv_agent_to_kiv_pipe[0], more.data(), more.size()), 0)));
+            more.resize(
+                static_cast<size_t>(std::max<ssize_t>(read(hears_, more.data(), more.size()), 0)));
             heard_ += more;
         }
         for (size_t end = 0; (end = heard_.find('\n', taken_)) != std::string::npos;) {
@@ -110,11 +131,7 @@ private:
     {
         if (replies_.empty())
             return;
-        clock::time_point at = time_;
-        for (burst &next : replies_.front()) {
-            at += next.gap;
-            due_.emplace_back(at, std::move(next.text));
-        }
+        will_say(replies_.front());
         replies_.pop_front();
     }
 
@@ -123,8 +140,9 @@ private:
         auto [at, text] = std::move(due_.front());
         due_.pop_front();
         time_ = std::max(time_, at);
-        EXPECT_EQ(write(kiv_to_kiv_agent_pipe[1], text.data(), text.size()),
-                  static_cast<ssize_t>(text.size()));
+        if (text.empty())
+            return hang_up();
+        EXPECT_EQ(write(says_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
     }
 
     clock::time_point time_;
@@ -133,6 +151,10 @@ private:
     std::deque<std::pair<clock::time_point, std::string>> due_;
     std::string heard_;
     size_t taken_ = 0; // of what has been heard, the lines that have been answered
+    bool listens_ = true;
+    clock::duration look_time_{};
+    int hears_ = -1;
+    int says_ = -1;
 };
 
 inline shell *present;

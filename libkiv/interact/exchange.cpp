@@ -42,18 +42,19 @@ fault run(const char *command, reply_text &reply)
 fault exchange::send(const sent_text &sent)
 {
     broken_pipe_guard guard;
+    bool has_room = false;
     for (size_t written = 0; written < sent.size();) {
-        ssize_t size = guard.write_at_once(sent, written);
-        if (size < 0 && errno == EAGAIN) {
-            if (const fault failed = wait_to_write(); failed != fault::none)
-                return written == 0 ? failed : fall_out_of_step(failed);
-            size = guard.write(sent, written);
-        }
-        if (size < 0 && errno == EAGAIN)
+        const ssize_t size =
+            has_room ? guard.write(sent, written) : guard.write_at_once(sent, written);
+        has_room = size <= 0;
+        if (size > 0) {
+            written += static_cast<size_t>(size);
             continue;
-        if (size <= 0)
-            return written == 0 ? fault::cannot_write : fall_out_of_step(fault::cannot_write);
-        written += static_cast<size_t>(size);
+        }
+        const bool is_full = size < 0 && errno == EAGAIN;
+        if (const fault failed = is_full ? wait_to_write() : fault::cannot_write;
+            failed != fault::none)
+            return written == 0 ? failed : fall_out_of_step(failed);
     }
     return fault::none;
 }

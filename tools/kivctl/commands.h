@@ -10,11 +10,21 @@ namespace kivctl {
 enum exit_code { done = 0, failed = 1, wrong_usage = 2 };
 
 int config_command(int argc, char **argv);
+int daemon_command(int argc, char **argv);
+int deregister_command(int argc, char **argv);
 int errors_command(int argc, char **argv);
+int interfaces_command(int argc, char **argv);
+int lock_command(int argc, char **argv);
+int merge_command(int argc, char **argv);
+int register_command(int argc, char **argv);
+int roles_command(int argc, char **argv);
 int run_command(int argc, char **argv);
 int script_command(int argc, char **argv);
 int session_command(int argc, char **argv);
+int settings_command(int argc, char **argv);
 int tree_command(int argc, char **argv);
+int trees_command(int argc, char **argv);
+int unlock_command(int argc, char **argv);
 
 // Runs `job` from the word in argv[1] on. Its argv[0] is that word behind the ones before, since
 // getopt begins its messages so.

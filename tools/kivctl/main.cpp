@@ -17,11 +17,24 @@ constexpr const char *usage =
     "  config show|apply|diff\n"
     "                       the running configuration: show it, apply a file to it, compare files\n"
     "  errors               the library's error codes and their texts\n"
+    "  interfaces [check]   registered types of interfaces; what a user may do on interfaces and\n"
+    "                       virtual SANs\n"
+    "  roles JOB            roles and their rules: predefined, show, add, rule, vsans,\n"
+    "                       description, remove, explain\n"
     "  run COMMAND...       run one command in the shell\n"
     "  script FILE          run a file of commands in the shell\n"
     "  session [FILE]       run many commands in one shell\n"
     "  tree JOB FILE        parse-tree files: compile, check, dump, show, graph, stats, publish,\n"
     "                       zip, unzip\n"
+    "\n"
+    "  daemon status        what the daemon does\n"
+    "  trees                registered command trees\n"
+    "  register, deregister TREE...\n"
+    "                       register command trees and interface types, while a command runs\n"
+    "  merge                have the daemon merge the registered trees\n"
+    "  settings [set NAME VALUE]\n"
+    "                       the shell's settings\n"
+    "  lock, unlock         the configuration lock, while a command runs\n"
     "\n"
     "kivctl COMMAND --help tells more. Exit status: 0 done, 1 the operation failed, 2 wrong "
     "usage.\n";
@@ -32,9 +45,22 @@ struct command {
 };
 
 constexpr std::array commands{
-    command{"config", kivctl::config_command},   command{"errors", kivctl::errors_command},
-    command{"run", kivctl::run_command},         command{"script", kivctl::script_command},
-    command{"session", kivctl::session_command}, command{"tree", kivctl::tree_command},
+    command{"config", kivctl::config_command},
+    command{"daemon", kivctl::daemon_command},
+    command{"deregister", kivctl::deregister_command},
+    command{"errors", kivctl::errors_command},
+    command{"interfaces", kivctl::interfaces_command},
+    command{"lock", kivctl::lock_command},
+    command{"merge", kivctl::merge_command},
+    command{"register", kivctl::register_command},
+    command{"roles", kivctl::roles_command},
+    command{"run", kivctl::run_command},
+    command{"script", kivctl::script_command},
+    command{"session", kivctl::session_command},
+    command{"settings", kivctl::settings_command},
+    command{"tree", kivctl::tree_command},
+    command{"trees", kivctl::trees_command},
+    command{"unlock", kivctl::unlock_command},
 };
 
 } // namespace

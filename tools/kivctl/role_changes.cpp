@@ -1,7 +1,6 @@
 // The daemon's roles: shown, and changed one thing at a time.
 
 #include <array>
-#include <charconv>
 #include <cstring>
 #include <optional>
 #include <span>
@@ -17,6 +16,7 @@
 #include "options.h"
 #include "report.h"
 #include "role_jobs.h"
+#include "vsan_list.h"
 
 namespace kivctl {
 
@@ -157,41 +157,6 @@ int set_description(const char *role, const char *text)
     return send(KIVD_ROLE_MESSAGE_DESCRIPTION, made);
 }
 
-// Takes a number from the beginning of `text`.
-bool take_number(std::string_view &text, uint32_t &number)
-{
-    const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    text.remove_prefix(static_cast<size_t>(rest - text.data()));
-    return error == std::errc();
-}
-
-// Takes "N" or "N-M" from the beginning.
-bool take_range(std::string_view &text, uint32_t &first, uint32_t &last)
-{
-    if (!take_number(text, first))
-        return false;
-    last = first;
-    if (!text.starts_with('-'))
-        return true;
-    text.remove_prefix(1);
-    return take_number(text, last);
-}
-
-bool read_list(std::string_view text, bmask4096 &vsans)
-{
-    for (bool more = true; more;) {
-        uint32_t first = 0;
-        uint32_t last = 0;
-        if (!take_range(text, first, last) || last < first || last >= KIV_VSAN_BITS)
-            return false;
-        for (uint32_t vsan = first; vsan <= last; ++vsan)
-            bmask4096_set_bit(&vsans, vsan);
-        more = text.starts_with(',');
-        text.remove_prefix(more ? 1 : 0);
-    }
-    return text.empty();
-}
-
 } // namespace
 
 int show_roles(int argc, char **argv)
@@ -270,7 +235,7 @@ int change_role_vsans(int argc, char **argv)
     made.no_flag = list == "all" ? 1 : 0;
     if (list != "all" && list != "none") {
         made.kind = KIVD_ROLE_CHANGE_VSAN_LIST;
-        if (!read_list(list, made.vsans))
+        if (!read_vsans(list, made.vsans))
             return refuse(argv[0], std::string("not a list of virtual SANs: ") + argv[2]);
     }
     return send(KIVD_ROLE_MESSAGE_RULE, made);

@@ -70,8 +70,8 @@ int explain(const char *user, const char *line, bool json)
     if (!command)
         return fail(line, problem);
     const std::vector<std::string> names = kiv_shell::roles_of_user(user);
-    const kiv_shell::rights limits(names, std::move(configured));
-    const kiv::roles::decision decided = limits.may_run(tree, command->parsed, command->configures);
+    const kiv_shell::rights limits(names, std::move(configured), tree);
+    const kiv::roles::decision decided = limits.may_run(command->parsed, command->configures);
     summary all;
     all.add("user", user);
     all.add("roles", joined(names));

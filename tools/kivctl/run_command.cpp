@@ -5,12 +5,11 @@
 #include <string>
 #include <string_view>
 
-#include <getopt.h>
-
 #include <kiv/common.h>
 #include <kiv/kiv_exec_lib.h>
 
 #include "commands.h"
+#include "options.h"
 #include "report.h"
 #include "support/characters.h"
 
@@ -45,7 +44,7 @@ constexpr const char *usage =
     "/._-+,:@%=. LINE is the interpreter's to read.\n";
 
 enum option_code : int {
-    out_file = 256,
+    out_file = first_own_code,
     err_file,
     shell,
     peer,
@@ -53,8 +52,7 @@ enum option_code : int {
     background,
     boot,
     debug,
-    json,
-    help
+    json
 };
 
 constexpr std::array options{
@@ -67,8 +65,8 @@ constexpr std::array options{
     option{"boot", no_argument, nullptr, boot},
     option{"debug", no_argument, nullptr, debug},
     option{"json", no_argument, nullptr, json},
-    option{"help", no_argument, nullptr, help},
-    option{nullptr, 0, nullptr, 0},
+    help_option,
+    no_more_options,
 };
 
 struct request {
@@ -266,14 +264,10 @@ int run_request(const char *program, request &wanted)
 int run_command(int argc, char **argv)
 {
     request wanted;
-    for (int code; (code = getopt_long(argc, argv, "+e:q:o:", options.data(), nullptr)) != -1;) {
-        if (code == help)
-            return show_usage(usage);
-        if (code == '?')
-            return refuse_usage(usage);
-        if (const complaint found = take_option(wanted, code); !found.empty())
-            return refuse_usage(usage, argv[0], found);
-    }
+    const auto ended = read_options(argc, argv, {"+e:q:o:", options, usage},
+                                    [&](int code) { return take_option(wanted, code); });
+    if (ended)
+        return *ended;
     if (optind == argc)
         return refuse_usage(usage, argv[0], "no COMMAND");
     for (int i = optind; i < argc; ++i)

@@ -8,13 +8,13 @@
 #include <string>
 #include <string_view>
 
-#include <getopt.h>
 #include <sys/types.h>
 
 #include <kiv/extras.h>
 #include <kiv/kiv_interact_exec.h>
 
 #include "commands.h"
+#include "options.h"
 #include "progress_line.h"
 #include "report.h"
 #include "shell_session.h"
@@ -47,7 +47,7 @@ constexpr const char *usage =
     "\n"
     "Exit status: 0 all commands succeeded, 1 one failed or the session did, 2 wrong usage.\n";
 
-enum option_code : int { marker = 256, deadline, xml, json, conf, help };
+enum option_code : int { marker = first_own_code, deadline, xml, json, conf };
 
 constexpr std::array options{
     option{"marker", no_argument, nullptr, marker},
@@ -55,8 +55,8 @@ constexpr std::array options{
     option{"xml", no_argument, nullptr, xml},
     option{"json", no_argument, nullptr, json},
     option{"conf", no_argument, nullptr, conf},
-    option{"help", no_argument, nullptr, help},
-    option{nullptr, 0, nullptr, 0},
+    help_option,
+    no_more_options,
 };
 
 constexpr int32_t longest_deadline = 1'000'000;
@@ -81,7 +81,7 @@ struct stream_closer {
 // The lines that are to be run, without the empty ones and without their ends.
 class command_lines {
 public:
-    // Each function returns the exit status, after a message where it failed.
+    // Returns the exit status, after a message where it failed.
     int open(const char *path)
     {
         const bool is_standard_input = std::string_view(path) == "-";
@@ -90,22 +90,30 @@ public:
         return stream_ ? done : fail(name_, std::strerror(errno));
     }
 
-    // Nothing is left when `more` is false.
-    int next(std::string &line, bool &more)
+    // False at the end, and where there is no line that can be run.
+    bool next(std::string &line)
     {
         do {
             errno = 0;
             const ssize_t length = getline(&room_.text, &room_.size, stream_.get());
-            more = length >= 0;
-            if (!more)
-                return std::ferror(stream_.get()) != 0 || errno == ENOMEM
-                           ? fail(name_, std::strerror(errno))
-                           : done;
+            if (length < 0) {
+                error_ = std::ferror(stream_.get()) != 0 || errno == ENOMEM ? errno : 0;
+                return false;
+            }
             ++number_;
             line.assign(room_.text, static_cast<size_t>(length));
             line.erase(line.find_last_not_of("\r\n") + 1);
         } while (line.empty());
-        return line.find('\0') == std::string::npos ? done : fail(place(), "holds a NUL byte");
+        holds_nul_ = line.find('\0') != std::string::npos;
+        return !holds_nul_;
+    }
+
+    // Behind the last line: the exit status, after a message where it was not the end.
+    int finish() const
+    {
+        if (holds_nul_)
+            return fail(place(), "holds a NUL byte");
+        return error_ == 0 ? done : fail(name_, std::strerror(error_));
     }
 
     const std::string &name() const { return name_; }
@@ -127,6 +135,8 @@ private:
     std::unique_ptr<FILE, stream_closer> stream_;
     line_room room_;
     size_t number_ = 0;
+    int error_ = 0;
+    bool holds_nul_ = false;
 };
 
 struct free_reply {
@@ -173,13 +183,12 @@ public:
     // Goes on until the lines end, the session fails or nothing can be printed.
     int run()
     {
-        std::string line;
-        for (bool more = true, stop = false; !stop;) {
-            if (const int status = lines_.next(line, more); status != done || !more)
-                return status == done ? result_ : status;
-            stop = !run_line(line);
+        for (std::string line; lines_.next(line);) {
+            if (!run_line(line))
+                return failed;
         }
-        return failed;
+        const auto progress_aside = progress_.aside();
+        return lines_.finish() == done ? result_ : failed;
     }
 
 private:
@@ -188,11 +197,12 @@ private:
         const reply_text text(kiv_interact_exec_single_cmd(line.c_str()));
         const reply answer = reply_of(text.get());
         ++count_;
-        if (out_.write(wanted_.json ? json_line(line, answer) : answer.output) != done)
-            return false;
-        if (answer.end.status == KIV_INTERACT_SUCCESS)
+        const int error = out_.write(wanted_.json ? json_line(line, answer) : answer.output);
+        if (error == 0 && answer.end.status == KIV_INTERACT_SUCCESS)
             return true;
         const auto progress_aside = progress_.aside();
+        if (user_output::report(error) != done)
+            return false;
         result_ = fail(lines_.place(), answer.end.message);
         if (answer.end.status == 0)
             report_lost_shell(wanted_);
@@ -217,12 +227,9 @@ private:
 
 int read_batch(command_lines &lines, std::string &batch, size_t &count)
 {
-    std::string line;
-    for (bool more = true;; ++count) {
-        if (const int status = lines.next(line, more); status != done || !more)
-            return status;
+    for (std::string line; lines.next(line); ++count)
         batch.append(line).append("\n");
-    }
+    return lines.finish();
 }
 
 int report_batch(const request &wanted, const command_lines &lines,
@@ -234,7 +241,8 @@ int report_batch(const request &wanted, const command_lines &lines,
     kiv::tree::json_object object;
     object.add_text("status", end.name).add_text("output", output);
     object.add_if_set("failed_command", command);
-    const int written = out.write(wanted.json ? object.text() + '\n' : as_lines(output));
+    const int error = out.write(wanted.json ? object.text() + '\n' : as_lines(output));
+    const int written = user_output::report(error);
     if (record.status == KIV_INTERACT_SUCCESS)
         return written;
     pass_on_complaints();
@@ -321,14 +329,10 @@ std::string take_option(request &wanted, int code)
 int session_command(int argc, char **argv)
 {
     request wanted;
-    for (int code; (code = getopt_long(argc, argv, "+", options.data(), nullptr)) != -1;) {
-        if (code == help)
-            return show_usage(usage);
-        if (code == '?')
-            return refuse_usage(usage);
-        if (const std::string problem = take_option(wanted, code); !problem.empty())
-            return refuse_usage(usage, argv[0], problem);
-    }
+    const auto ended = read_options(argc, argv, {"+", options, usage},
+                                    [&](int code) { return take_option(wanted, code); });
+    if (ended)
+        return *ended;
     if (argc - optind > 1)
         return refuse_usage(usage, argv[0], "only one FILE");
     if (optind < argc)

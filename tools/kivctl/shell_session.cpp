@@ -77,7 +77,11 @@ bool user_output::is_terminal() const
 
 int user_output::write(std::string_view text) const
 {
-    const int error = kiv::support::write_all(own_.get(), text);
+    return kiv::support::write_all(own_.get(), text);
+}
+
+int user_output::report(int error)
+{
     return error == 0 ? done : fail("standard output", std::strerror(error));
 }
 

@@ -41,8 +41,11 @@ public:
 
     bool is_terminal() const;
 
-    // Returns the exit status, after a message where it failed.
+    // Returns 0 or an errno.
     int write(std::string_view text) const;
+
+    // Returns the exit status for what writing returned, after a message where it failed.
+    static int report(int error);
 
 private:
     kiv::support::unique_fd own_;

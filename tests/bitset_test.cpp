@@ -113,6 +113,36 @@ TEST(Bitset, ListsItsMembersAsRanges)
     EXPECT_EQ(text_of(set), "1-5,7,10-4095");
 }
 
+// Sets whose storage ends within a word of the machine, with numbers at each place of it.
+TEST(Bitset, FindsWhatAskingForEachNumberFinds)
+{
+    for (const uint32_t size : {4U, 8U, 12U, 20U, 512U}) {
+        for (uint32_t first = 0; first<size * 8; first += size> 20 ? 61 : 1) {
+            vsan_set members;
+            members.size = size;
+            std::memset(members.bytes + size, 0xA5, sizeof members.bytes - size);
+            vsan_set others = members;
+            for (uint32_t bit = 0; bit < size * 8; ++bit)
+                bitset_set_bit((bit < first || bit % 3 == 2 ? others : members).get(), bit);
+            const auto lowest = static_cast<int32_t>(first + (first % 3 == 2 ? 1 : 0));
+            const bool has_member = lowest < static_cast<int32_t>(size * 8);
+            ASSERT_EQ(bitset_first_bit(members.get()), has_member ? lowest : -1) << size;
+            ASSERT_EQ(bitset_first_free_bit(others.get()), has_member ? lowest : -1) << size;
+            std::string expected;
+            for (uint32_t bit = first; bit < size * 8; ++bit) {
+                if (bitset_is_bit_set(members.get(), bit) == 0)
+                    continue;
+                const bool continues =
+                    bit > first && bitset_is_bit_set(members.get(), bit - 1) == 1;
+                if (!continues && !expected.empty())
+                    expected += ',';
+                expected += (continues ? "-" : "") + std::to_string(bit);
+            }
+            ASSERT_EQ(text_of(members), expected) << size;
+        }
+    }
+}
+
 TEST(Bitset, CutsAListThatDoesNotFitAndTellsItsWholeLength)
 {
     vsan_set set = set_of({1, 2, 3, 500, 4000, 4001});

@@ -70,7 +70,7 @@ std::string daemon_link::tree_path() const
     return std::string(tree_directory) + name.data();
 }
 
-std::optional<rights> daemon_link::user_rights() const
+std::optional<rights> daemon_link::user_rights(const tree_view &tree) const
 {
     const uid_t user = geteuid();
     if (!is_there_ || user == 0 || user == administrator_)
@@ -79,7 +79,7 @@ std::optional<rights> daemon_link::user_rights() const
     std::vector<kivd_perm_group> configured;
     if (const failure failed = fetch_roles(configured))
         complain(*failed);
-    return rights(roles_of_user(kiv::roles::user_name(user)), std::move(configured));
+    return rights(roles_of_user(kiv::roles::user_name(user)), std::move(configured), tree);
 }
 
 failure daemon_link::lock()

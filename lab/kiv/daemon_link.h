@@ -28,7 +28,7 @@ public:
     std::string tree_path() const;
 
     // What this shell's user may run; none where that is everything.
-    std::optional<rights> user_rights() const;
+    std::optional<rights> user_rights(const tree_view &tree) const;
 
     // Takes the configuration lock, unless this shell has it, and gives it back.
     failure lock();

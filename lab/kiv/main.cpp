@@ -84,7 +84,7 @@ int start(int argc, char **argv)
     }
     const tree_view view = tree.view();
     const configuration_store store(store_directory);
-    const std::optional<rights> limits = daemon.user_rights();
+    const std::optional<rights> limits = daemon.user_rights(view);
     const rights *limit = limits ? &*limits : nullptr;
     if (chosen.input == input_kind::session)
         return run_command_session(chosen, view, store, daemon, limit);

@@ -26,18 +26,10 @@ std::string_view word_at(const command &parsed, size_t position)
                                           : std::string_view();
 }
 
-decision of_predefined(const std::string &name, int32_t number, const tree_view &tree,
-                       const command &parsed)
+bool is_granted(const kiv_array_tree_node &node, int32_t role)
 {
-    const auto bit = static_cast<size_t>(number);
-    for (const matched_word &word : parsed.words) {
-        const uint8_t *mask = tree.node(word.node).permissions_mask;
-        if ((mask[bit / 8] >> bit % 8 & 1) == 0)
-            return {false, name, 0,
-                    "the tree does not grant \"" + printable(word.canonical) + "\" to role " +
-                        name};
-    }
-    return {true, name, 0, "the tree grants the command to role " + name};
+    const auto bit = static_cast<size_t>(role);
+    return (node.permissions_mask[bit / 8] >> bit % 8 & 1) != 0;
 }
 
 // Configuration mode is for whoever may configure anything.
@@ -63,31 +55,53 @@ action action_of(const command &parsed, bool configures)
     return {KIVD_COMMAND_EXEC, word_at(parsed, 0)};
 }
 
-decision rights::of_role(const std::string &name, const tree_view &tree, const command &parsed,
-                         bool configures) const
+rights::rights(std::vector<std::string> names, std::vector<kivd_perm_group> configured,
+               const tree_view &tree)
+    : names_(std::move(names)), configured_(std::move(configured)), tree_(tree)
+{
+    if (const auto mode = tree.mode_of_function(configure_function))
+        way_to_configuration_ = tree.way_to(*mode);
+}
+
+decision rights::of_predefined(const std::string &name, int32_t number, const command &parsed,
+                               bool configures) const
+{
+    std::vector<node_index> way = configures ? way_to_configuration_ : std::vector<node_index>();
+    for (const matched_word &word : parsed.words)
+        way.push_back(word.node);
+    for (const node_index node : way) {
+        if (!is_granted(tree_.node(node), number))
+            return {false, name, 0,
+                    "the tree does not grant \"" + printable(tree_.token(node)) + "\" to role " +
+                        name};
+    }
+    return {true, name, 0, "the tree grants the command to role " + name};
+}
+
+decision rights::of_role(const std::string &name, const command &parsed, bool configures) const
 {
     const int32_t number = kivd_static_perm_group_locate_entry_by_name(
         kivd_static_perm_group_table, kivd_static_perm_group_table_size, name.c_str());
     if (number >= 0)
-        return of_predefined(name, number, tree, parsed);
+        return of_predefined(name, number, parsed, configures);
     const int32_t index = kivd_perm_group_locate_entry_by_name(
         configured_.data(), static_cast<int32_t>(configured_.size()), name.c_str());
     if (index < 0)
         return {false, name, 0, "there is no role " + name};
     const kivd_perm_group &role = configured_[static_cast<size_t>(index)];
-    if (tree.function(parsed.node) == configure_function && may_configure(role))
+    if (tree_.function(parsed.node) == configure_function && may_configure(role))
         return {true, name, 0, "role " + name + " has a rule that permits configuration"};
     return decide(role, action_of(parsed, configures));
 }
 
-decision rights::may_run(const tree_view &tree, const command &parsed, bool configures) const
+decision rights::may_run(const command &parsed, bool configures) const
 {
-    const handler *found = find_handler(tree.function(parsed.node));
+    const handler *found = find_handler(tree_.function(parsed.node));
     if (found != nullptr && found->after != mode_change::none)
         return {true, "", 0, "everybody may leave a mode"};
     decision last{false, "", 0, "the user has no role"};
     for (const std::string &name : names_) {
-        last = of_role(name, tree, parsed, configures);
+        last = of_role(name, parsed, configures);
         if (last.permitted)
             break;
     }

@@ -19,21 +19,22 @@ kiv::roles::action action_of(const command &parsed, bool configures);
 // role in its mask; a configured one when its rules say so. Leaving a mode is open to everybody.
 class rights {
 public:
-    rights(std::vector<std::string> names, std::vector<kivd_perm_group> configured)
-        : names_(std::move(names)), configured_(std::move(configured))
-    {
-    }
+    rights(std::vector<std::string> names, std::vector<kivd_perm_group> configured,
+           const tree_view &tree);
 
     // `configures`: the command is one of configuration mode.
-    kiv::roles::decision may_run(const tree_view &tree, const command &parsed,
-                                 bool configures) const;
+    kiv::roles::decision may_run(const command &parsed, bool configures) const;
 
 private:
-    kiv::roles::decision of_role(const std::string &name, const tree_view &tree,
-                                 const command &parsed, bool configures) const;
+    kiv::roles::decision of_role(const std::string &name, const command &parsed,
+                                 bool configures) const;
+    kiv::roles::decision of_predefined(const std::string &name, int32_t number,
+                                       const command &parsed, bool configures) const;
 
     std::vector<std::string> names_;
     std::vector<kivd_perm_group> configured_;
+    tree_view tree_;
+    std::vector<node_index> way_to_configuration_;
 };
 
 } // namespace kiv_shell

@@ -87,7 +87,7 @@ failure session::find(const command &parsed, bool configures, const handler *&fo
         return "the command has no function";
     if (limits_ == nullptr)
         return {};
-    const kiv::roles::decision allowed = limits_->may_run(tree_, parsed, configures);
+    const kiv::roles::decision allowed = limits_->may_run(parsed, configures);
     return allowed.permitted ? failure() : "permission denied: " + allowed.why;
 }
 

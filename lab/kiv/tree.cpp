@@ -25,6 +25,23 @@ failure check(const std::string &name, std::string_view content)
 
 } // namespace
 
+std::vector<node_index> tree_view::way_to(node_index wanted) const
+{
+    std::vector<node_index> owners(count_, root_node);
+    for (node_index index = 0; index < count_; ++index) {
+        for (size_t i = 0; i < child_count(index); ++i) {
+            if (!is_link(index, i))
+                owners[child(index, i)] = index;
+        }
+    }
+    // Bytes that somebody changes meanwhile may lead around in a circle.
+    std::vector<node_index> way;
+    for (node_index at = wanted; at != root_node && way.size() < KIV_TREE_MAX_DEPTH;
+         at = owners[at])
+        way.insert(way.begin(), at);
+    return way;
+}
+
 std::optional<node_index> tree_view::mode_of_function(std::string_view function) const
 {
     for (node_index index = 0; index < count_; ++index) {

@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <kiv/common.h>
 
@@ -64,10 +65,18 @@ public:
     std::string_view token(node_index index) const { return field_text(nodes_[index].token); }
     std::string_view function(node_index index) const { return field_text(nodes_[index].func_id); }
 
+    // The nodes on the way from the root, without it, to a node that one of them owns; empty where
+    // there is no such way.
+    std::vector<node_index> way_to(node_index wanted) const;
+
     // The mode that a command with this function enters.
     std::optional<node_index> mode_of_function(std::string_view function) const;
 
 private:
+    bool is_link(node_index index, size_t position) const
+    {
+        return (nodes_[index].childlist_mask[position / 8] >> position % 8 & 1) != 0;
+    }
     bool has_action(node_index index, uint32_t flag) const
     {
         return (nodes_[index].action & flag) != 0;

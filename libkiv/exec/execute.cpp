@@ -33,6 +33,13 @@ constexpr uint32_t result_of(int32_t raw_status)
 using line_builder = uint32_t(kiv_system_info *, char *, size_t);
 using line_runner = int32_t(const char *);
 
+uint32_t report(int32_t status, const kiv_system_info &info)
+{
+    if (info.debug != 0)
+        std::printf("kiv exit status = %d\n", status);
+    return result_of(status);
+}
+
 uint32_t execute(kiv_system_info *info, line_builder build, line_runner run, size_t room)
 {
     kiv::flush_streams();
@@ -41,10 +48,7 @@ uint32_t execute(kiv_system_info *info, line_builder build, line_runner run, siz
         return result;
     if (std::strlen(line.data()) >= room)
         return KIV_ERROR_COMMAND_TOO_LONG;
-    const int32_t status = run(line.data());
-    if (info->debug != 0)
-        std::printf("kiv exit status = %d\n", status);
-    return result_of(status);
+    return report(run(line.data()), *info);
 }
 
 bool command_file_exists(const kiv_system_info &info)
@@ -52,6 +56,14 @@ bool command_file_exists(const kiv_system_info &info)
     kiv::fixed_text<sizeof info.file_name + 1> path;
     path.append(kiv::field_text(info.file_name));
     return kiv::file_exists(path.c_str());
+}
+
+uint32_t execute_file(kiv_system_info &info, kiv_exec_mode mode, uint32_t run(kiv_system_info *))
+{
+    if (!command_file_exists(info))
+        return KIV_ERROR_FILE_MISSING;
+    info.type = mode;
+    return run(&info);
 }
 
 bool block_terminal_signals()
@@ -111,8 +123,30 @@ uint32_t kiv_talvek_system2(kiv_system_info *info_p) noexcept
 uint32_t kiv_execute_script_file2(kiv_system_info *info_p) noexcept
 {
     KIV_ASSERT("kiv_exec_lib", info_p);
+    return execute_file(*info_p, KIV_EXEC_FILE, kiv_system_execute);
+}
+
+uint32_t kiv_execute_cfg_file2(kiv_system_info *info_p) noexcept
+{
+    KIV_ASSERT("kiv_exec_lib", info_p);
+    return execute_file(*info_p, KIV_EXEC_CONFIG, kiv_system_execute);
+}
+
+uint32_t kiv_talvek_execute_cfg_file2(kiv_system_info *info_p) noexcept
+{
+    KIV_ASSERT("kiv_exec_lib", info_p);
+    return execute_file(*info_p, KIV_EXEC_CONFIG, kiv_talvek_system_execute);
+}
+
+uint32_t kiv_execute_cmd_file2(kiv_system_info *info_p, const char *command) noexcept
+{
+    KIV_ASSERT("kiv_exec_lib", info_p);
     if (!command_file_exists(*info_p))
         return KIV_ERROR_FILE_MISSING;
-    info_p->type = KIV_EXEC_FILE;
-    return kiv_system_execute(info_p);
+    if (command == nullptr)
+        return KIV_ERROR_COMMAND_STATUS_1;
+    if (info_p->debug != 0)
+        std::printf("Executing kiv command string:%s\n", command);
+    kiv::flush_streams();
+    return report(kiv::run_line(command), *info_p);
 }

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdio>
 
+#include <kiv/common.h>
 #include <kiv/kiv_exec_lib.h>
 
 #include "child.h"
@@ -15,6 +16,33 @@ static_assert(offsetof(kiv_running_cfg_info, o_value) == 128);
 static_assert(offsetof(kiv_running_cfg_info, debug) == 132);
 
 namespace {
+
+// Stores the text in the field of a request that is zeros; false where there is no room for it.
+template <size_t Size>
+bool store(char (&field)[Size], const char *text)
+{
+    if (robust_strlen(text) >= Size)
+        return false;
+    robust_strcpy(field, text);
+    return true;
+}
+
+uint32_t request_peer_command(const char *command, const char *out_file, const char *version)
+{
+    kiv_system_info info{};
+    robust_strcpy(info.cmd_str, command);
+    if (!store(info.out_file, out_file) || !store(info.version, version))
+        return KIV_ERROR_COMMAND_TOO_LONG;
+    return kiv_talvek_system2(&info);
+}
+
+uint32_t run_peer_command(const char *command, const char *out_file, const char *version)
+{
+    const uint32_t result = request_peer_command(command, out_file, version);
+    if (result != 0)
+        std::puts(syserr2str(result));
+    return result;
+}
 
 int run_file(const char *file, kiv_exec_mode mode)
 {
@@ -61,4 +89,24 @@ int kiv_execute_script_file(const char *file) noexcept
         return -1;
     }
     return run_file(file, KIV_EXEC_FILE);
+}
+
+uint32_t talvek_kiv_generate_running_cfg(const char *out_file, const char *version) noexcept
+{
+    return run_peer_command("show running-config", out_file, version);
+}
+
+uint32_t talvek_kiv_generate_running_cfg_peer_version(const char *out_file,
+                                                      const char *version) noexcept
+{
+    return run_peer_command("show running-config peer", out_file, version);
+}
+
+uint32_t talvek_kiv_generate_running_cfg_peer_version_bg(const char *out_file,
+                                                         const char *version) noexcept
+{
+    background_running_flag = 1;
+    const uint32_t result = talvek_kiv_generate_running_cfg_peer_version(out_file, version);
+    background_running_flag = 0;
+    return result;
 }

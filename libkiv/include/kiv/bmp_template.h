@@ -72,6 +72,24 @@
         return bitset_first_free_bit((const bitset *)b);                     \
     }
 
+/* Makes `dst` equal to `src`. */
+#define KIV_BMP_COPY(type, bits)                                                  \
+    static inline void type##_copy(type *dst, const type *src) KIV_NOEXCEPT       \
+    {                                                                             \
+        KIV_ASSERT_EXPANDED("bmp_template", (dst->size == KIV_BMP_SIZE(bits)) &&  \
+                                            (src->size == KIV_BMP_SIZE(bits)));   \
+        bitset_copy((bitset *)dst, (const bitset *)src);                          \
+    }
+
+/* Takes out of `dst` whatever is not in `b` too. */
+#define KIV_BMP_INTERSECTION(type, bits)                                          \
+    static inline void type##_intersection(type *dst, const type *b) KIV_NOEXCEPT \
+    {                                                                             \
+        KIV_BMP_ASSERT_SIZE(bits);                                                \
+        KIV_ASSERT_EXPANDED("bmp_template", dst->size == KIV_BMP_SIZE(bits));     \
+        bitset_intersection((bitset *)dst, (const bitset *)b);                    \
+    }
+
 /* Writes the members as bitset_sprintf does. */
 #define KIV_BMP_SPRINTF(type, bits)                                                     \
     static inline int type##_sprintf(char *text, size_t n, const type *b) KIV_NOEXCEPT  \
@@ -103,5 +121,13 @@ KIV_BMP_IS_BIT_SET(bmask4096, 4096)
 KIV_BMP_FIRST_BIT(bmask4096, 4096)
 KIV_BMP_FIRST_FREE_BIT(bmask4096, 4096)
 KIV_BMP_SPRINTF(bmask4096, 4096)
+
+/* The same sets, as the daemon and its clients name them. */
+typedef bmask4096 vsan_bitset;
+KIV_BMP_COPY(vsan_bitset, 4096)
+KIV_BMP_INTERSECTION(vsan_bitset, 4096)
+KIV_BMP_FIRST_BIT(vsan_bitset, 4096)
+KIV_BMP_IS_BIT_SET(vsan_bitset, 4096)
+KIV_BMP_SPRINTF(vsan_bitset, 4096)
 
 #endif

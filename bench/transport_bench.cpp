@@ -1,0 +1,317 @@
+// What an exchange costs over the transport, beside a bare connection and another message bus: a
+// request of 88 bytes, a reply of 14,600. Both processes are on one processor: to wake an idle one
+// takes longer than an exchange.
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <sched.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <kiv/platform/cmi.h>
+#include <kiv/platform/ovra.h>
+
+#ifdef KIV_BENCH_SD_BUS
+#include <systemd/sd-bus.h>
+#endif
+
+#include "rounds.h"
+
+namespace {
+
+constexpr uint32_t service = 37;
+constexpr uint32_t opcode = 905;
+constexpr size_t request_size = 88;
+constexpr size_t reply_size = 14'600;
+
+const std::array<char, request_size> request{'q'};
+const std::array<char, reply_size> reply{'a'};
+
+void expect(bool as_it_should_be)
+{
+    if (!as_it_should_be)
+        std::abort();
+}
+
+// This process and its children on one processor, for as long as this lives.
+class one_processor {
+public:
+    one_processor()
+    {
+        sched_getaffinity(0, sizeof before_, &before_);
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        CPU_SET(static_cast<size_t>(sched_getcpu()), &one);
+        sched_setaffinity(0, sizeof one, &one);
+    }
+    one_processor(const one_processor &) = delete;
+    one_processor &operator=(const one_processor &) = delete;
+    ~one_processor() { sched_setaffinity(0, sizeof before_, &before_); }
+
+private:
+    cpu_set_t before_{};
+};
+
+// A process that says when it is ready, and is killed at the end.
+class server {
+public:
+    explicit server(const std::function<void(int ready)> &serve)
+    {
+        std::array<int, 2> ready{};
+        expect(pipe(ready.data()) == 0);
+        process_ = fork();
+        if (process_ == 0) {
+            close(ready[0]);
+            serve(ready[1]);
+            _exit(1);
+        }
+        close(ready[1]);
+        char byte = 0;
+        expect(read(ready[0], &byte, 1) == 1);
+        close(ready[0]);
+    }
+    server(const server &) = delete;
+    server &operator=(const server &) = delete;
+    ~server()
+    {
+        kill(process_, SIGKILL);
+        waitpid(process_, nullptr, 0);
+    }
+
+private:
+    pid_t process_ = -1;
+};
+
+void say_ready(int ready)
+{
+    expect(write(ready, "", 1) == 1);
+}
+
+class contender {
+public:
+    contender() = default;
+    contender(const contender &) = delete;
+    contender &operator=(const contender &) = delete;
+    virtual ~contender() = default;
+
+    virtual void exchange() = 0;
+
+    // So many exchanges; each one's time is kept.
+    void run(int count)
+    {
+        for (int i = 0; i < count; ++i)
+            times_.push_back(rounds::seconds_of([this] { exchange(); }));
+    }
+    double time_at(double share)
+    {
+        const auto place = static_cast<std::ptrdiff_t>(share * static_cast<double>(times_.size()));
+        std::ranges::nth_element(times_, times_.begin() + place);
+        return times_[static_cast<size_t>(place)];
+    }
+
+private:
+    std::vector<double> times_;
+};
+
+class pair_of_sockets {
+public:
+    explicit pair_of_sockets(int type)
+    {
+        expect(socketpair(AF_UNIX, type | SOCK_CLOEXEC, 0, ends_.data()) == 0);
+    }
+    pair_of_sockets(const pair_of_sockets &) = delete;
+    pair_of_sockets &operator=(const pair_of_sockets &) = delete;
+    ~pair_of_sockets()
+    {
+        close(ends_[0]);
+        close(ends_[1]);
+    }
+    int operator[](size_t end) const { return ends_[end]; }
+
+private:
+    std::array<int, 2> ends_{};
+};
+
+class bare : public contender {
+public:
+    void exchange() override
+    {
+        static std::array<char, reply_size> received;
+        expect(send(ends_[0], request.data(), request_size, MSG_NOSIGNAL) == request_size &&
+               recv(ends_[0], received.data(), reply_size, 0) == reply_size);
+    }
+
+private:
+    pair_of_sockets ends_{SOCK_SEQPACKET};
+    server server_{[this](int ready) {
+        say_ready(ready);
+        std::array<char, request_size> received{};
+        while (recv(ends_[1], received.data(), request_size, 0) == request_size)
+            expect(send(ends_[1], reply.data(), reply_size, MSG_NOSIGNAL) == reply_size);
+    }};
+};
+
+void answer_all(int ready)
+{
+    const int queue = ovra_open(OVRA_ADDRESS(OVRA_NODE_LOCAL, service), 0600);
+    expect(queue >= 0);
+    say_ready(ready);
+    ovra_message message;
+    while (ovra_recv(queue, &message, nullptr, nullptr) == 0) {
+        expect(ovra_answer(queue, &message, opcode, 0, reply.data(), reply_size) == 0);
+        ovra_drop(&message);
+    }
+}
+
+class with_cmi : public contender {
+public:
+    void exchange() override
+    {
+        void *received = nullptr;
+        uint32_t length = request_size;
+        expect(cmi_req_resp(opcode, CMI_MODE_CHANGE, request.data(), &received, &length, "", "",
+                            service, 1, 10) == 0 &&
+               length == reply_size);
+        std::free(received);
+    }
+};
+
+class with_ovra : public contender {
+public:
+    ~with_ovra() override { ovra_close(queue_); }
+
+    void exchange() override
+    {
+        ovra_message sent;
+        ovra_message answer;
+        expect(ovra_send(queue_, OVRA_ADDRESS(OVRA_NODE_LOCAL, service), opcode, request.data(),
+                         request_size, &sent, 0, nullptr) == 0);
+        const ovra_recv_options options{OVRA_OPTIONS_VERSION, 0, 10, ovra_rr_token_get(&sent), {}};
+        ovra_drop(&sent);
+        expect(ovra_recv(queue_, &answer, nullptr, &options) == 0 &&
+               ovra_payload_size(&answer) == reply_size);
+        ovra_drop(&answer);
+    }
+
+private:
+    int queue_ = ovra_open(OVRA_ADDRESS_NONE, 0);
+};
+
+#ifdef KIV_BENCH_SD_BUS
+constexpr const char *bus_path = "/service";
+constexpr const char *bus_interface = "switch.Service";
+
+int answer_call(sd_bus_message *call, void *, sd_bus_error *)
+{
+    const void *received = nullptr;
+    size_t size = 0;
+    sd_bus_message *answer = nullptr;
+    expect(sd_bus_message_read_array(call, 'y', &received, &size) > 0 && size == request_size &&
+           sd_bus_message_new_method_return(call, &answer) >= 0 &&
+           sd_bus_message_append_array(answer, 'y', reply.data(), reply_size) >= 0 &&
+           sd_bus_send(nullptr, answer, nullptr) >= 0);
+    sd_bus_message_unref(answer);
+    return 1;
+}
+
+sd_bus *open_bus(int socket, bool is_server)
+{
+    sd_bus *bus = nullptr;
+    const sd_id128_t id{};
+    expect(sd_bus_new(&bus) >= 0 && sd_bus_set_fd(bus, socket, socket) >= 0 &&
+           (!is_server || sd_bus_set_server(bus, 1, id) >= 0) &&
+           sd_bus_set_anonymous(bus, 1) >= 0 && sd_bus_set_trusted(bus, 1) >= 0 &&
+           sd_bus_start(bus) >= 0);
+    return bus;
+}
+
+class with_sd_bus : public contender {
+public:
+    with_sd_bus() : bus_(open_bus(dup(ends_[0]), false)) {}
+    ~with_sd_bus() override { sd_bus_close_unref(bus_); }
+
+    void exchange() override
+    {
+        sd_bus_message *call = nullptr;
+        sd_bus_message *answer = nullptr;
+        const void *received = nullptr;
+        size_t size = 0;
+        expect(sd_bus_message_new_method_call(bus_, &call, nullptr, bus_path, bus_interface,
+                                              "Ask") >= 0 &&
+               sd_bus_message_append_array(call, 'y', request.data(), request_size) >= 0 &&
+               sd_bus_call(bus_, call, 10'000'000, nullptr, &answer) >= 0 &&
+               sd_bus_message_read_array(answer, 'y', &received, &size) > 0 && size == reply_size);
+        sd_bus_message_unref(call);
+        sd_bus_message_unref(answer);
+    }
+
+private:
+    static void serve(int socket)
+    {
+        sd_bus *bus = open_bus(socket, true);
+        expect(sd_bus_add_object(bus, nullptr, bus_path, answer_call, nullptr) >= 0);
+        for (;;) {
+            const int done = sd_bus_process(bus, nullptr);
+            expect(done >= 0 && (done > 0 || sd_bus_wait(bus, UINT64_MAX) >= 0));
+        }
+    }
+
+    pair_of_sockets ends_{SOCK_STREAM};
+    server server_{[this](int ready) {
+        say_ready(ready);
+        serve(ends_[1]);
+    }};
+    sd_bus *bus_;
+};
+#endif
+
+void count_ratio(benchmark::State &state, const std::string &name, contender &one, contender &other,
+                 double share)
+{
+    state.counters[name] = one.time_at(share) / other.time_at(share);
+}
+
+template <class Measured>
+void exchange(benchmark::State &state)
+{
+    constexpr int count = 100;
+    if (std::getenv("KIV_SWITCH_ROOT") == nullptr) {
+        state.SkipWithError("run it with script/switch-root");
+        return;
+    }
+    const one_processor here;
+    const server answering(answer_all);
+    Measured measured;
+    bare baseline;
+    std::vector<rounds::contender> contenders{{"library", [&] { measured.run(count); }},
+                                              {"bare", [&] { baseline.run(count); }}};
+#ifdef KIV_BENCH_SD_BUS
+    with_sd_bus bus;
+    contenders.push_back({"sd_bus", [&] { bus.run(count); }});
+#endif
+    rounds::measure(state, contenders);
+    count_ratio(state, "library/bare p99", measured, baseline, 0.99);
+#ifdef KIV_BENCH_SD_BUS
+    count_ratio(state, "library/sd_bus", measured, bus, 0.5);
+#endif
+}
+
+BENCHMARK(exchange<with_cmi>)
+    ->Name("transport/cmi")
+    ->Iterations(300)
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(exchange<with_ovra>)
+    ->Name("transport/ovra")
+    ->Iterations(300)
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond);
+
+} // namespace

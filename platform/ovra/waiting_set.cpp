@@ -1,0 +1,107 @@
+#include "ovra/waiting_set.h"
+
+#include <cerrno>
+#include <climits>
+
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <sys/timerfd.h>
+
+namespace kiv::transport {
+
+namespace {
+
+constexpr time_t alarm_seconds = 1;
+constexpr int64_t millisecond = 1'000'000;
+
+int milliseconds(deadline &until)
+{
+    if (!until.waits())
+        return 0;
+    if (!until.is_limited())
+        return -1;
+    const int64_t left = (until.nanoseconds_left() + millisecond - 1) / millisecond;
+    return static_cast<int>(std::min<int64_t>(left, INT_MAX));
+}
+
+} // namespace
+
+int waiting_set::open()
+{
+    epoll_ = descriptor::open([] { return epoll_create1(EPOLL_CLOEXEC); });
+    if (!epoll_)
+        return errno;
+    bell_ = descriptor::open([] { return eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK); });
+    return bell_ ? add(bell_.number(), bell) : errno;
+}
+
+int waiting_set::open_alarm()
+{
+    alarm_ = descriptor::open(
+        [] { return timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK); });
+    return alarm_ ? add(alarm_.number(), alarm) : errno;
+}
+
+int waiting_set::add(int descriptor, uint64_t source)
+{
+    epoll_event event{};
+    event.events = EPOLLIN;
+    event.data.u64 = source;
+    return epoll_ctl(number(), EPOLL_CTL_ADD, descriptor, &event) == 0 ? 0 : errno;
+}
+
+void waiting_set::remove(int descriptor)
+{
+    epoll_ctl(number(), EPOLL_CTL_DEL, descriptor, nullptr);
+}
+
+void waiting_set::listen(int descriptor, uint64_t source, bool is_on)
+{
+    epoll_event event{};
+    event.events = is_on ? EPOLLIN : 0U;
+    event.data.u64 = source;
+    epoll_ctl(number(), EPOLL_CTL_MOD, descriptor, &event);
+}
+
+void waiting_set::ring(bool is_on)
+{
+    if (is_on == is_ringing_)
+        return;
+    eventfd_t value = 1;
+    if (is_on)
+        eventfd_write(bell_.number(), value);
+    else
+        eventfd_read(bell_.number(), &value);
+    is_ringing_ = is_on;
+}
+
+void waiting_set::set_alarm()
+{
+    itimerspec time{};
+    time.it_value.tv_sec = alarm_seconds;
+    timerfd_settime(alarm_.number(), 0, &time, nullptr);
+}
+
+void waiting_set::stop_alarm()
+{
+    constexpr itimerspec never{};
+    timerfd_settime(alarm_.number(), 0, &never, nullptr);
+}
+
+int waiting_set::wait(uint64_t &source, deadline &until)
+{
+    for (;;) {
+        epoll_event event{};
+        const int count = epoll_wait(number(), &event, 1, milliseconds(until));
+        if (count == 1) {
+            source = event.data.u64;
+            return 0;
+        }
+        if (count < 0 && errno != EINTR)
+            return errno;
+        if (until.is_over())
+            return until.error();
+    }
+}
+
+} // namespace kiv::transport

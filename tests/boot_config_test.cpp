@@ -1,0 +1,217 @@
+// Configuration files that the shell runs, at the start of the switch and later, and the running
+// configuration by way of the peer's shell.
+
+#include <cerrno>
+#include <cstring>
+#include <functional>
+#include <string>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <kiv/kiv_exec_lib.h>
+
+#include "fake_seam.h"
+#include "switch_root.h"
+
+namespace {
+
+using switch_root::read_file;
+using switch_root::write_file;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::IsSupersetOf;
+
+constexpr uint32_t box_online = 3225;
+constexpr uint32_t failed = 0x40540001;
+constexpr uint32_t missing = 0x40540002;
+constexpr uint32_t too_long = 0x4054001E;
+
+std::string printed(const std::function<void()> &print)
+{
+    testing::internal::CaptureStdout();
+    print();
+    return testing::internal::GetCapturedStdout();
+}
+
+class BootConfiguration : public switch_root::recorded {
+protected:
+    void SetUp() override
+    {
+        recorded::SetUp();
+        write_file("/ubex/startup", "");
+        std::strcpy(info.file_name, "/ubex/startup");
+        info.e_value = 0x11;
+        info.q_value = 1;
+        info.debug = 1;
+    }
+
+    // What the passes print; the result and the request are looked at here.
+    std::string run(std::deque<fake_seam::answer> answers, uint32_t expected)
+    {
+        fake_seam::plan(std::move(answers));
+        const kiv_system_info before = info;
+        std::string output =
+            printed([&] { EXPECT_EQ(kiv_multi_stage_execute_cfg_file(5, &info), expected); });
+        EXPECT_EQ(std::memcmp(&before, &info, sizeof info), 0) << "the request changed";
+        EXPECT_EQ(fake_seam::messages_held, 0);
+        return output;
+    }
+
+    static std::vector<std::string> calls()
+    {
+        std::vector<std::string> texts;
+        for (const fake_seam::call &call : fake_seam::calls)
+            texts.push_back(call.text);
+        return texts;
+    }
+
+    static std::string pass(const char *e_value, const char *name, int result)
+    {
+        // The line of the trace is still in the stream when the shell prints.
+        return "recorder output\nCommand str:/usr/sbin/kiv.bin  -r /ubex/startup  -e " +
+               std::string(e_value) +
+               " -q 1 -o 0 \nkiv exit status = " + (result == 0 ? "0" : "768") + "\n" + name +
+               " execution status = " + std::to_string(result) + "\n";
+    }
+
+    kiv_system_info info{};
+};
+
+TEST_F(BootConfiguration, IsRunAgainWhenTheBoxIsOnline)
+{
+    fake_seam::before_receive = [] { plan("exit 3"); };
+    const std::string output = run({{0x20004}, {}, {}, {0, 0, "", box_online}}, failed);
+    EXPECT_EQ(output, pass("32785", "Bootstrap file", 0) + "Received platform box online" +
+                          pass("17", "File", static_cast<int>(failed)));
+    EXPECT_THAT(calls(),
+                ElementsAre("ovra_options_get(5, 3225)", "ovra_options_set(5, 3225, 20)",
+                            "ovra_send(5, 0xfe00000000000000, 944, null, 0, null, 0, null)",
+                            "ovra_recv(5, {0 1 0 0 0 0 0 0}, null)"));
+}
+
+TEST_F(BootConfiguration, IsRunOnceWhenTheAnswerIsAnother)
+{
+    plan("exit 3");
+    EXPECT_EQ(run({{}, {}, {}, {0, 0, "text", 943}}, failed),
+              pass("32785", "Bootstrap file", static_cast<int>(failed)) +
+                  "Received Unknown OVRA opcode");
+    info.debug = 0;
+    plan("exit 0");
+    EXPECT_EQ(run({{}, {}, {}, {0, 0, "", 944}}, 0), "recorder output\n");
+}
+
+TEST_F(BootConfiguration, FailsWhenNoAnswerCanCome)
+{
+    info.debug = 0;
+    const std::string no_process =
+        "recorder output\nCommunication could not be established with the process\n";
+    EXPECT_EQ(run({{}, {}, {}, {-1, EPIPE}}, failed), no_process);
+    EXPECT_EQ(calls().size(), 4U);
+    EXPECT_EQ(run({{-1, EBADF}, {-1, EBADF}, {-1, EPIPE}}, failed), no_process);
+    EXPECT_EQ(calls().size(), 3U) << "waits for an answer to nothing";
+    EXPECT_EQ(calls()[1], "ovra_options_set(5, 3225, 16)");
+    EXPECT_EQ(run({{}, {}, {}, {-1, ETIME}}, failed),
+              "recorder output\n"
+              "Process did not respond within the expected timeframe\n"
+              "Please check if the command was successful using appropriate show commands\n");
+}
+
+TEST_F(BootConfiguration, AsksThePlatformWithoutAFileToo)
+{
+    unlink("/ubex/startup");
+    info.debug = 0;
+    EXPECT_EQ(run({{}, {}, {}, {0, 0, "", box_online}}, missing), "");
+    EXPECT_EQ(calls().size(), 4U);
+    EXPECT_THAT(recording(), IsEmpty());
+    EXPECT_DEATH(kiv_multi_stage_execute_cfg_file(5, nullptr),
+                 "kiv_exec_lib:[0-9]+: .*kiv_multi_stage_execute_cfg_file.*`info' failed");
+}
+
+TEST_F(BootConfiguration, IsAlsoRunAlone)
+{
+    info.debug = 0;
+    EXPECT_EQ(kiv_execute_cfg_file2(&info), 0U);
+    EXPECT_EQ(info.type, KIV_EXEC_CONFIG);
+    EXPECT_EQ(recording(), arguments({"/usr/sbin/kiv.bin", "-r", "/ubex/startup", "-e", "17", "-q",
+                                      "1", "-o", "0"}));
+    info.type = 0;
+    EXPECT_EQ(kiv_talvek_execute_cfg_file2(&info), 0U);
+    EXPECT_EQ(info.type, KIV_EXEC_CONFIG);
+    EXPECT_EQ(recording(), arguments({"/usr/sbin/kiv.bin", "-r", "/ubex/startup", "-L", "-e", "17",
+                                      "-q", "1", "-o", "0"}));
+    plan("exit 1");
+    EXPECT_EQ(kiv_execute_cfg_file2(&info), failed);
+    recording();
+    unlink("/ubex/startup");
+    info.type = 9;
+    EXPECT_EQ(kiv_execute_cfg_file2(&info), missing);
+    EXPECT_EQ(kiv_talvek_execute_cfg_file2(&info), missing);
+    EXPECT_EQ(info.type, 9);
+    EXPECT_THAT(recording(), IsEmpty());
+}
+
+TEST_F(BootConfiguration, IsRunByACommandOfTheCaller)
+{
+    const auto run_command = [&](const char *command, uint32_t expected) {
+        return printed([&] { EXPECT_EQ(kiv_execute_cmd_file2(&info, command), expected); });
+    };
+    EXPECT_EQ(run_command("echo $((1 + 1))", 0),
+              "Executing kiv command string:echo $((1 + 1))\n2\nkiv exit status = 0\n");
+    info.debug = 0;
+    EXPECT_EQ(run_command("exit 1", failed), "");
+    EXPECT_EQ(run_command("kill -HUP $$", 0x40540003), "");
+    EXPECT_EQ(run_command(nullptr, 0x40540003), "");
+    unlink("/ubex/startup");
+    EXPECT_EQ(run_command("echo ran", missing), "");
+}
+
+using RunningConfiguration = switch_root::recorded;
+
+TEST_F(RunningConfiguration, ComesByWayOfThePeersShell)
+{
+    EXPECT_EQ(talvek_kiv_generate_running_cfg("/ubex/running", "6.2 (1)"), 0U);
+    EXPECT_EQ(recording(),
+              arguments({"/usr/sbin/kiv.bin", "-V", "6.2 (1)", "-c", "show running-config", "-L",
+                         "-e", "0", "-q", "0", "-o", "0"}));
+    EXPECT_EQ(read_file("/ubex/running"), "recorder output\n");
+    EXPECT_EQ(talvek_kiv_generate_running_cfg_peer_version("/ubex/peer", nullptr), 0U);
+    EXPECT_EQ(recording(), arguments({"/usr/sbin/kiv.bin", "-c", "show running-config peer", "-L",
+                                      "-e", "0", "-q", "0", "-o", "0"}));
+    plan("exit 2");
+    EXPECT_EQ(
+        printed([] { EXPECT_EQ(talvek_kiv_generate_running_cfg("/ubex/running", ""), failed); }),
+        "Command failed\n");
+}
+
+TEST_F(RunningConfiguration, IsNotWrittenWhereAnArgumentIsTooLong)
+{
+    const std::string name = "/ubex/" + std::string(122, 'n');
+    const auto refused = [](const char *file, const char *version) {
+        return printed([&] {
+            EXPECT_EQ(talvek_kiv_generate_running_cfg_peer_version(file, version), too_long);
+        });
+    };
+    EXPECT_EQ(refused(name.c_str(), ""), "Command line is too long\n");
+    EXPECT_EQ(refused("/ubex/x", std::string(256, 'v').c_str()), "Command line is too long\n");
+    EXPECT_THAT(recording(), IsEmpty());
+    EXPECT_EQ(talvek_kiv_generate_running_cfg(name.substr(0, 127).c_str(), ""), 0U);
+}
+
+TEST_F(RunningConfiguration, IsWrittenInTheBackground)
+{
+    ASSERT_EQ(mkfifo("/ubex/release", 0600), 0) << std::strerror(errno);
+    plan("wait /ubex/release");
+    EXPECT_EQ(talvek_kiv_generate_running_cfg_peer_version_bg("/ubex/peer", "1"), 0U);
+    EXPECT_EQ(background_running_flag, 0);
+    // Opens once the shell waits at the other end.
+    const int release = open("/ubex/release", O_WRONLY | O_CLOEXEC);
+    EXPECT_GE(release, 0);
+    EXPECT_THAT(recording(), IsSupersetOf(arguments(
+                                 {"/usr/sbin/kiv.bin", "-V", "1", "show running-config peer"})));
+    close(release);
+}
+
+} // namespace

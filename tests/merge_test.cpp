@@ -1,0 +1,680 @@
+// Contributed trees made into one: random trees against a simple model of what the result has to
+// hold, and each reason to leave a tree out.
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <optional>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include <kiv/extras.h>
+
+#include "lab/merge/merge.h"
+#include "trees.h"
+
+using kiv::merge::conflict;
+using kiv::merge::contribution;
+using kiv::merge::result;
+using testing::HasSubstr;
+using testing::StartsWith;
+using trees::tree;
+
+namespace {
+
+template <size_t Size>
+void put(char (&field)[Size], std::string_view text)
+{
+    std::memset(field, 0, Size);
+    text.copy(field, Size - 1);
+}
+
+uint16_t add(tree &nodes, size_t owner, std::string_view token, std::string_view function = {})
+{
+    const auto added = static_cast<uint16_t>(nodes.size());
+    nodes.emplace_back();
+    put(nodes.back().token, token);
+    put(nodes.back().func_id, function);
+    put(nodes.back().module_id, "lab");
+    nodes.back().action = function.empty() ? 0U : KIV_ACTION_TERMINAL;
+    trees::add_child(nodes, owner, added);
+    return added;
+}
+
+uint16_t add_argument(tree &nodes, size_t owner, uint32_t maximum, std::string_view function)
+{
+    const uint16_t added = add(nodes, owner, {}, function);
+    nodes[added].parameter_count = 1;
+    nodes[added].parameters[0].type = static_cast<uint32_t>(TYPE_INT);
+    nodes[added].parameters[0].maximum = maximum;
+    return added;
+}
+
+// A tree of one command.
+tree path(std::initializer_list<std::string_view> words, std::string_view function)
+{
+    tree nodes = trees::of_nodes(1);
+    for (const std::string_view word : words)
+        add(nodes, nodes.size() - 1, word);
+    put(nodes.back().func_id, function);
+    return nodes;
+}
+
+result merged(const std::vector<tree> &trees)
+{
+    std::vector<std::string> names;
+    for (size_t i = 0; i < trees.size(); ++i)
+        names.push_back("t" + std::to_string(i));
+    std::vector<contribution> views;
+    for (size_t i = 0; i < trees.size(); ++i)
+        views.push_back({names[i], trees[i]});
+    return kiv::merge::merge(views);
+}
+
+std::string bytes_of(const tree &nodes)
+{
+    return {reinterpret_cast<const char *>(nodes.data()), nodes.size() * sizeof nodes[0]};
+}
+
+bool is_sound(const tree &nodes)
+{
+    return kiv_tree_check(nodes.data(), nodes.size() * sizeof nodes[0], nullptr) == 0;
+}
+
+bool is_link(const kiv_array_tree_node &node, size_t position)
+{
+    return (node.childlist_mask[position / 8] >> position % 8 & 1) != 0;
+}
+
+// What a tree says, as text: by the way to each node what it does, where its links lead, which
+// arguments it takes.
+struct model {
+    std::map<std::string, std::string> handlers; // "" for a way
+    std::map<std::string, std::string> links;
+    std::map<std::string, std::set<std::string>> arguments;
+    std::map<std::string, std::set<size_t>> roles;
+
+    friend bool operator==(const model &, const model &) = default;
+};
+
+std::string key_of(const kiv_array_tree_node &node)
+{
+    std::string key = node.token;
+    for (size_t i = 0; i < node.parameter_count; ++i)
+        key += "<" + std::to_string(uint32_t{node.parameters[i].maximum}) + ">";
+    return key;
+}
+
+std::string handler_of(const kiv_array_tree_node &node)
+{
+    if (node.func_id[0] == '\0' && (node.action & 0xCU) == 0)
+        return {};
+    return std::string(node.func_id) + '|' + node.module_id + '|' + node.submode_prompt + '|' +
+           std::to_string(node.action & 0xCU) + '|' + std::to_string(uint32_t{node.command_id});
+}
+
+class modeller {
+public:
+    explicit modeller(const tree &nodes) : nodes_(nodes)
+    {
+        find_ways(0, "/");
+        describe(0, "/", made_);
+    }
+
+    model made() && { return std::move(made_); }
+    bool has_one_place_for_each() const { return sound_; }
+
+private:
+    void find_ways(size_t node, const std::string &way)
+    {
+        ways_[node] = way;
+        for_each_child(node, [&](size_t child, bool link) {
+            if (!link)
+                find_ways(child, way + key_of(nodes_[child]) + "/");
+        });
+    }
+
+    void describe(size_t node, const std::string &way, model &into)
+    {
+        into.handlers[way] = handler_of(nodes_[node]);
+        for (size_t bit = 0; bit < 128; ++bit) {
+            if ((nodes_[node].permissions_mask[bit / 8] >> bit % 8 & 1) != 0)
+                into.roles[way].insert(bit);
+        }
+        for_each_child(node, [&](size_t child, bool link) {
+            const std::string there = way + key_of(nodes_[child]) + "/";
+            if (nodes_[child].parameter_count != 0)
+                into.arguments[way].insert(there);
+            const std::string target = link ? target_text(child) : "own";
+            sound_ = sound_ && into.links.emplace(there, target).second;
+            if (!link)
+                describe(child, there, into);
+        });
+    }
+
+    // A node that has no way is told by what is in it.
+    std::string target_text(size_t node)
+    {
+        if (ways_.contains(node))
+            return ways_[node];
+        const auto known = ways_;
+        find_ways(node, "apart/");
+        model content;
+        describe(node, "", content);
+        ways_ = known;
+        std::string text = "apart " + key_of(nodes_[node]);
+        for (const auto &[way, handler] : content.handlers)
+            text += " [" + way + handler + "]";
+        for (const auto &[way, target] : content.links)
+            text += " {" + way + target + "}";
+        return text;
+    }
+
+    template <class Visit>
+    void for_each_child(size_t node, Visit visit) const
+    {
+        for (size_t i = 0; i < nodes_[node].child_count; ++i)
+            visit(size_t{nodes_[node].children[i]}, is_link(nodes_[node], i));
+    }
+
+    const tree &nodes_;
+    std::map<size_t, std::string> ways_;
+    model made_;
+    bool sound_ = true;
+};
+
+// Adds a model to another, unless they contradict each other.
+bool add_model(model &to, const model &added)
+{
+    model sum = to;
+    for (const auto &[way, handler] : added.handlers) {
+        std::string &known = sum.handlers[way];
+        if (!known.empty() && !handler.empty() && known != handler)
+            return false;
+        known = known.empty() ? handler : known;
+    }
+    for (const auto &[way, target] : added.links) {
+        if (sum.links.emplace(way, target).first->second != target)
+            return false;
+    }
+    for (const auto &[way, keys] : added.arguments) {
+        if (sum.arguments.emplace(way, keys).first->second != keys)
+            return false;
+    }
+    for (const auto &[way, bits] : added.roles)
+        sum.roles[way].insert(bits.begin(), bits.end());
+    to = sum;
+    return true;
+}
+
+using random_source = std::mt19937;
+
+size_t below(random_source &random, size_t limit)
+{
+    return random() % limit;
+}
+
+// Few words, so that trees meet. What a way does follows from its words, but for mistakes, of which
+// one in so many nodes has one.
+class tree_maker {
+public:
+    tree_maker(random_source &random, size_t nodes_of_mistake)
+        : random_(random), nodes_of_mistake_(nodes_of_mistake)
+    {
+    }
+
+    tree make()
+    {
+        nodes_ = trees::of_nodes(1);
+        ways_ = {"/"};
+        grow(0, 0);
+        add_apart();
+        for (size_t i = 0, links = below(random_, 3); i < links; ++i)
+            add_random_link();
+        return shuffled();
+    }
+
+private:
+    bool mistake() { return nodes_of_mistake_ != 0 && below(random_, nodes_of_mistake_) == 0; }
+
+    void grow(size_t node, size_t depth)
+    {
+        static constexpr std::string_view words[] = {"a", "A", "bc", "b", "show", "x\xFFy"};
+        if (depth == 4)
+            return;
+        const bool arguments = ways_[node].size() % 3 == 0 && below(random_, 2) != 0;
+        for (const std::string_view word : words) {
+            if (below(random_, 3) == 0)
+                finish(add(nodes_, node, word), node, depth);
+            if (mistake() && nodes_[node].child_count > 0)
+                finish(add(nodes_, node, word), node, depth);
+        }
+        for (uint32_t i = 1; arguments && i <= 2; ++i) {
+            if (!mistake())
+                finish(add_argument(nodes_, node, i, {}), node, depth);
+        }
+    }
+
+    void finish(uint16_t node, size_t owner, size_t depth)
+    {
+        ways_.resize(nodes_.size());
+        ways_[node] = ways_[owner] + key_of(nodes_[node]) + "/";
+        decorate(node, std::hash<std::string>{}(ways_[node]) + mistake());
+        grow(node, depth + 1);
+    }
+
+    void decorate(uint16_t node, size_t kind)
+    {
+        kiv_array_tree_node &record = nodes_[node];
+        put(record.help, std::string(1, static_cast<char>('a' + below(random_, 4))));
+        std::memset(record.help + 2, static_cast<int>(below(random_, 2)), 4);
+        record.permissions_mask[below(random_, 16)] = static_cast<uint8_t>(1U << below(random_, 8));
+        record.optional = static_cast<uint16_t>(below(random_, 3));
+        record.interface_mask = below(random_, 16);
+        record.asciigen_priority = static_cast<uint16_t>(below(random_, 3));
+        record.reserved[3] = static_cast<uint8_t>(below(random_, 3));
+        put(record.module_id, std::to_string(kind % 3 + below(random_, 2)));
+        if (kind % 2 == 0 || below(random_, 2) == 0)
+            return;
+        put(record.func_id, "run_" + std::to_string(kind % 7));
+        put(record.module_id, "module_" + std::to_string(kind % 5));
+        record.action = KIV_ACTION_TERMINAL | (kind % 3 == 0 ? KIV_ACTION_SUBMODE : 0);
+        record.command_id = static_cast<uint32_t>(kind % 4);
+    }
+
+    // A link to nodes that only links lead to, the same in every tree.
+    void add_apart()
+    {
+        if (below(random_, 3) == 0)
+            return;
+        const auto top = static_cast<uint16_t>(nodes_.size());
+        tree apart = path({"apart", "inner"}, mistake() ? "other" : "leave");
+        for (size_t i = 1; i < apart.size(); ++i)
+            nodes_.push_back(apart[i]);
+        nodes_[top].children[0] = static_cast<uint16_t>(top + 1);
+        trees::add_link(nodes_, top, top);
+        trees::add_link(nodes_, 0, top);
+    }
+
+    // Within one word a link always leads to the same, but for mistakes.
+    void add_random_link()
+    {
+        const size_t from = below(random_, ways_.size());
+        const size_t to = below(random_, ways_.size());
+        const std::string there = ways_[from] + key_of(nodes_[to]) + "/";
+        const bool taken =
+            std::ranges::find(ways_, there) != ways_.end() || linked_.contains(there);
+        const bool right = ways_[to].size() == 3 && from % 2 == 0;
+        if ((right && !taken && nodes_[to].parameter_count == 0) || mistake())
+            trees::add_link(nodes_, from, static_cast<uint16_t>(to));
+        linked_.insert(there);
+    }
+
+    // Nodes and children in any order, the root first.
+    tree shuffled()
+    {
+        std::vector<size_t> places(nodes_.size());
+        for (size_t i = 0; i < places.size(); ++i)
+            places[i] = i;
+        std::shuffle(places.begin() + 1, places.end(), random_);
+        return trees::reordered(nodes_, [&](size_t node) { return places[node]; });
+    }
+
+    random_source &random_;
+    size_t nodes_of_mistake_;
+    tree nodes_;
+    std::vector<std::string> ways_;
+    std::set<std::string> linked_;
+};
+
+std::vector<tree> random_trees(random_source &random, size_t nodes_of_mistake)
+{
+    std::vector<tree> made(2 + below(random, 5));
+    for (tree &each : made)
+        each = tree_maker(random, nodes_of_mistake).make();
+    return made;
+}
+
+std::set<size_t> left_out(const result &of)
+{
+    std::set<size_t> trees;
+    for (const conflict &each : of.conflicts)
+        trees.insert(each.tree);
+    return trees;
+}
+
+TEST(Merge, HoldsWhatTheAcceptedTreesSayAndNothingElse)
+{
+    random_source random(1);
+    size_t accepted = 0;
+    size_t refused = 0;
+    for (int round = 0; round < 1500; ++round) {
+        const std::vector<tree> trees = random_trees(random, 60);
+        const result result = merged(trees);
+        model expected;
+        expected.handlers["/"] = "";
+        const std::set<size_t> out = left_out(result);
+        for (size_t i = 0; i < trees.size(); ++i) {
+            ASSERT_TRUE(is_sound(trees[i]));
+            modeller said(trees[i]);
+            const bool fits =
+                said.has_one_place_for_each() && add_model(expected, std::move(said).made());
+            ASSERT_EQ(fits, !out.contains(i)) << "round " << round << ", tree " << i;
+            ++(fits ? accepted : refused);
+        }
+        ASSERT_TRUE(is_sound(result.nodes));
+        modeller said(result.nodes);
+        ASSERT_TRUE(said.has_one_place_for_each());
+        ASSERT_EQ(std::move(said).made(), expected) << "round " << round;
+    }
+    EXPECT_GT(accepted, 1000U);
+    EXPECT_GT(refused, 1000U);
+}
+
+TEST(Merge, IsTheSameInAnyOrderAndHoweverOften)
+{
+    random_source random(2);
+    size_t without_conflicts = 0;
+    for (int round = 0; round < 1500; ++round) {
+        std::vector<tree> trees = random_trees(random, 0);
+        const result first = merged(trees);
+        ASSERT_EQ(bytes_of(merged({first.nodes}).nodes), bytes_of(first.nodes));
+        if (!first.conflicts.empty())
+            continue;
+        ++without_conflicts;
+        for (const tree &each : trees)
+            ASSERT_EQ(bytes_of(merged({first.nodes, each}).nodes), bytes_of(first.nodes));
+        ASSERT_EQ(bytes_of(merged({trees[0], trees[0]}).nodes), bytes_of(merged({trees[0]}).nodes));
+        std::ranges::shuffle(trees, random);
+        const result again = merged(trees);
+        ASSERT_TRUE(again.conflicts.empty()) << again.conflicts[0].text;
+        ASSERT_EQ(bytes_of(again.nodes), bytes_of(first.nodes)) << "round " << round;
+    }
+    EXPECT_GT(without_conflicts, 500U);
+}
+
+TEST(Merge, SortsAndNumbersInOneWay)
+{
+    tree nodes = trees::of_nodes(1);
+    add_argument(nodes, 0, 5, "f");
+    add_argument(nodes, 0, 3, "f");
+    for (const std::string_view word : {"b", "B", "A", "a", "\xFF", "aa"})
+        add(nodes, 0, word, "f");
+    const uint16_t lone = add(nodes, 3, "lone", "f");
+    nodes[3].child_count = 0;
+    trees::add_link(nodes, 4, lone);
+    add(nodes, 5, "z", "f");
+    std::vector<std::string> keys;
+    for (const kiv_array_tree_node &each : merged({nodes}).nodes)
+        keys.push_back(key_of(each));
+    EXPECT_THAT(keys, testing::ElementsAre("", "A", "z", "a", "aa", "B", "b", "\xFF", "<3>", "<5>",
+                                           "lone"));
+    EXPECT_EQ(bytes_of(merged({}).nodes), bytes_of(trees::of_nodes(1)));
+}
+
+TEST(Merge, JoinsWhatASharedNodeIs)
+{
+    tree way = path({"show"}, {});
+    tree command = path({"show"}, "run");
+    put(way[1].module_id, "a");
+    put(way[1].help, "way");
+    put(way[1].subtree_config_generator, "generate");
+    way[1].asciigen_priority = 9;
+    way[1].command_id = 5;
+    way[1].permissions_mask[0] = 1;
+    way[1].interface_mask = 4;
+    way[1].action = 0x10U;
+    put(command[1].module_id, "owner");
+    put(command[1].help, "command");
+    command[1].asciigen_priority = 2;
+    command[1].permissions_mask[15] = 0x80;
+    command[1].interface_mask = 1;
+    command[1].action = KIV_ACTION_TERMINAL;
+    for (const auto &trees : {std::vector{way, command}, std::vector{command, way}}) {
+        const kiv_array_tree_node shared = merged(trees).nodes.at(1);
+        EXPECT_EQ(handler_of(shared), "run|owner||4|0") << "all of it from the command";
+        EXPECT_STREQ(shared.help, "command");
+        EXPECT_STREQ(shared.subtree_config_generator, "generate");
+        EXPECT_EQ(shared.asciigen_priority, 9);
+        EXPECT_EQ(shared.permissions_mask[0] | shared.permissions_mask[15], 0x81);
+        EXPECT_EQ(shared.interface_mask, 5U);
+        EXPECT_EQ(shared.action, 0x14U);
+    }
+}
+
+// "configure" with a command of its own and a link to "end".
+tree with_link(std::string_view target)
+{
+    tree nodes = trees::of_nodes(1);
+    const uint16_t configure = add(nodes, 0, "configure");
+    const uint16_t mode = add(nodes, 0, target);
+    trees::add_link(nodes, configure, add(nodes, mode, "end", "end"));
+    return nodes;
+}
+
+tree with_arguments(std::initializer_list<uint32_t> maxima)
+{
+    tree nodes = path({"show", "vsan"}, {});
+    for (const uint32_t maximum : maxima)
+        add_argument(nodes, 2, maximum, "f");
+    return nodes;
+}
+
+tree with_generator(std::string_view name)
+{
+    tree nodes = path({"vsan"}, "f");
+    put(nodes[1].subtree_config_generator, name);
+    return nodes;
+}
+
+tree with_two_owners()
+{
+    tree nodes = path({"a", "b"}, "f");
+    trees::add_child(nodes, 0, 2);
+    return nodes;
+}
+
+tree with_twins()
+{
+    tree nodes = path({"a", "b"}, "f");
+    add(nodes, 1, "b", "f");
+    return nodes;
+}
+
+// Two nodes that only links lead to, each to the other.
+tree with_circle()
+{
+    tree nodes = path({"a"}, "f");
+    nodes.resize(4);
+    put(nodes[2].token, "there");
+    put(nodes[3].token, "back");
+    trees::add_link(nodes, 1, 2);
+    trees::add_link(nodes, 2, 3);
+    trees::add_link(nodes, 3, 2);
+    return nodes;
+}
+
+tree with_owned_root()
+{
+    tree nodes = path({"a"}, "f");
+    nodes.resize(3);
+    trees::add_link(nodes, 1, 2);
+    trees::add_child(nodes, 2, 0);
+    return nodes;
+}
+
+tree with_root(std::string_view token)
+{
+    tree nodes = path({"a"}, "f");
+    put(nodes[0].token, token);
+    return nodes;
+}
+
+tree of_module(tree nodes, std::string_view module)
+{
+    put(nodes.back().module_id, module);
+    return nodes;
+}
+
+tree with_command_id(tree nodes, uint32_t id)
+{
+    nodes.back().command_id = id;
+    return nodes;
+}
+
+TEST(Merge, LeavesOutExactlyTheTreeThatContradicts)
+{
+    struct contradiction {
+        tree earlier;
+        tree later;
+        uint32_t node;
+        std::string text;
+    };
+    const contradiction cases[] = {
+        {of_module(path({"show", "vsan"}, "show_vsan"), "fabric"),
+         of_module(path({"show", "vsan"}, "show_vsan"), "vsan"), 2,
+         "\"show vsan\": handler show_vsan of module vsan, but show_vsan of module fabric in tree "
+         "\"t1\""},
+        {path({"a\n"}, "f"), with_command_id(path({"a\n"}, "f"), 3), 1,
+         "\"a\\x0a\": handler f of module lab, but with another command id in tree \"t1\""},
+        {with_generator("g"), with_generator("h"), 1,
+         "\"vsan\": configuration generator h with priority 0, but g with priority 0 in tree "
+         "\"t1\""},
+        {with_arguments({1, 2}), with_arguments({1}), 2,
+         "\"show vsan\": other arguments than in tree \"t1\""},
+        {with_arguments({1}), with_arguments({2}), 2,
+         "\"show vsan\": other arguments than in tree \"t1\""},
+        {with_link("x"), with_link("y"), 3,
+         "\"y end\": a link leads here, but one to another node in tree \"t1\""},
+        {path({"configure", "end"}, "end"), with_link("x"), 3,
+         "\"x end\": a link leads here, but a node of its own is there in tree \"t1\""},
+        {with_link("x"), path({"configure", "end"}, "end"), 2,
+         "\"configure end\": a node of its own, but a link in tree \"t1\""},
+        {trees::of_nodes(1), with_two_owners(), 2, "\"b\": a node with several owners"},
+        {trees::of_nodes(1), with_twins(), 3, "\"a b\": two different children of one node"},
+        {trees::of_nodes(1), with_circle(), 2,
+         "\"there\": nodes without an owner that link to each other in a circle"},
+        {trees::of_nodes(1), with_owned_root(), 0, "the root: a node owns it"},
+        {with_root("exec"), with_root("ubex"), 0, "the root: another token"},
+    };
+    for (const contradiction &row : cases) {
+        tree other = path({"other"}, "g");
+        other[0] = row.earlier[0];
+        other[0].child_count = 1;
+        other[0].children[0] = 1;
+        const result without = merged({other, row.earlier});
+        const result with = merged({other, row.earlier, row.later});
+        ASSERT_EQ(without.conflicts.size(), 0U) << row.text;
+        ASSERT_EQ(with.conflicts.size(), 1U) << row.text;
+        EXPECT_EQ(with.conflicts[0].tree, 2U);
+        EXPECT_EQ(with.conflicts[0].node, row.node) << row.text;
+        EXPECT_THAT(with.conflicts[0].text, HasSubstr(row.text));
+        EXPECT_EQ(bytes_of(with.nodes), bytes_of(without.nodes)) << row.text;
+    }
+}
+
+TEST(Merge, LetsLinksLeadToWhereTheirNodesWent)
+{
+    tree both = with_link("x");
+    trees::add_link(both, 2, 3);
+    const tree nodes =
+        merged({path({"a"}, "f"), with_link("x"), both, path({"x", "b"}, "f")}).nodes;
+    ASSERT_EQ(nodes.size(), 6U) << "root, a, configure, x, x b, x end";
+    EXPECT_TRUE(is_link(nodes[2], 0));
+    EXPECT_EQ(nodes[2].children[0], 5);
+    EXPECT_EQ(nodes[3].child_count, 2) << "the link beside the node itself adds nothing";
+    EXPECT_FALSE(is_link(nodes[3], 1));
+}
+
+TEST(Merge, KeepsOnceWhatOnlyLinksLeadTo)
+{
+    // Two nodes link to the inner one of two; one that nothing leads to owns the outer one.
+    tree apart = path({"a", "b"}, "f");
+    add(apart, 2, "inner", "leave");
+    apart[2].child_count = 0;
+    apart.emplace_back();
+    put(apart.back().token, "outer");
+    trees::add_child(apart, 4, 3);
+    trees::add_link(apart, 1, 3);
+    trees::add_link(apart, 2, 4);
+    apart.emplace_back();
+    trees::add_child(apart, 5, 4);
+    const result merged_twice = merged({apart, path({"a", "c"}, "f"), apart});
+    ASSERT_TRUE(merged_twice.conflicts.empty()) << merged_twice.conflicts[0].text;
+    std::vector<std::string> keys;
+    for (const kiv_array_tree_node &each : merged_twice.nodes)
+        keys.push_back(key_of(each));
+    EXPECT_THAT(keys, testing::ElementsAre("", "a", "b", "c", "outer", "inner"));
+    EXPECT_EQ(merged_twice.nodes[1].children[2], 5);
+    EXPECT_EQ(merged_twice.nodes[2].children[0], 4);
+
+    tree other = apart;
+    put(other[3].func_id, "stay");
+    EXPECT_EQ(left_out(merged({apart, other})), std::set<size_t>{1});
+}
+
+// Children of one place, as many in each of two trees.
+std::vector<tree> two_wide(size_t first, size_t second)
+{
+    std::vector<tree> made(2, trees::of_nodes(1));
+    for (size_t i = 0; i < first + second; ++i)
+        add(made[i < first ? 0 : 1], 0, "k" + std::to_string(i), "f");
+    return made;
+}
+
+// A node on each of three levels below the name, and as many leaves as asked for.
+tree with_leaves(std::string_view name, size_t leaves)
+{
+    tree nodes = path({name}, {});
+    for (size_t group = 0; leaves > 0; ++group) {
+        const uint16_t middle = add(nodes, 1, "g" + std::to_string(group));
+        for (; leaves > 0 && nodes[middle].child_count < KIV_NODE_MAX_CHILDREN; --leaves)
+            add(nodes, middle, "k" + std::to_string(leaves), "f");
+    }
+    return nodes;
+}
+
+TEST(Merge, ReachesTheLimitsAndStopsThere)
+{
+    EXPECT_TRUE(merged(two_wide(100, 92)).conflicts.empty());
+    const result wide = merged(two_wide(100, 93));
+    ASSERT_EQ(wide.conflicts.size(), 1U);
+    EXPECT_THAT(wide.conflicts[0].text, StartsWith("the root: 193 children"));
+    EXPECT_EQ(wide.nodes.size(), 101U);
+
+    std::vector<tree> large{with_leaves("a", 32000)};
+    const size_t left = KIV_TREE_MAX_NODES - large[0].size();
+    large.push_back(with_leaves("b", left - 1 - (left - 1 + 192) / 193));
+    ASSERT_EQ(large[0].size() + large[1].size() - 1, size_t{KIV_TREE_MAX_NODES});
+    const result full = merged(large);
+    EXPECT_TRUE(full.conflicts.empty());
+    EXPECT_EQ(full.nodes.size(), size_t{KIV_TREE_MAX_NODES});
+    EXPECT_TRUE(is_sound(full.nodes));
+    large.push_back(path({"b", "one-more"}, "f"));
+    const result over = merged(large);
+    ASSERT_EQ(over.conflicts.size(), 1U);
+    EXPECT_THAT(over.conflicts[0].text, StartsWith("the root: 65537 nodes"));
+    EXPECT_EQ(bytes_of(over.nodes), bytes_of(full.nodes));
+
+    tree deep = trees::chain(KIV_TREE_MAX_DEPTH);
+    for (size_t i = 1; i < deep.size(); ++i)
+        put(deep[i].token, "k");
+    EXPECT_TRUE(is_sound(merged({deep, path({"k", "b"}, "f")}).nodes));
+}
+
+TEST(Merge, ReportsAFewConflictsOfEachTree)
+{
+    std::vector<tree> made(3, two_wide(50, 0)[0]);
+    for (size_t i = 1; i <= 50; ++i)
+        put(made[2][i].func_id, "other");
+    const result many = merged(made);
+    EXPECT_EQ(many.conflicts.size(), kiv::merge::most_conflicts);
+    EXPECT_EQ(left_out(many), std::set<size_t>{2});
+}
+
+} // namespace

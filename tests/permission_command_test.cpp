@@ -1,0 +1,143 @@
+// kivctl interfaces and kivctl roles as a user runs them.
+
+#include <string>
+
+#include <gmock/gmock.h>
+
+#include "switch_root.h"
+
+namespace {
+
+using switch_root::outcome;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+outcome run(const std::string &arguments)
+{
+    switch_root::require();
+    return switch_root::run("'" KIVCTL_PATH "' " + arguments);
+}
+
+TEST(KivctlInterfaces, TellsWhatAUserMayDoAndWhy)
+{
+    struct checked {
+        const char *arguments;
+        int status;
+        const char *output;
+    };
+    const checked rows[] = {
+        {"--user-vsans 1-10,20 --type 8 --vsan 20", 0,
+         "type       allowed  types 1 and 8 are open to every user\n"
+         "vsans      allowed  virtual SAN 20 is the user's\n"},
+        {"--user-vsans 1-10,20 --type 264 --vsan 19", 1,
+         "type       allowed  types 1 and 8 are open to every user\n"
+         "vsans      denied   virtual SAN 19 is not the user's\n"},
+        {"--user-vsans none --type 2", 1,
+         "type       denied   only types 1 and 8 are open to a restricted user\n"},
+        {"--user-vsans none --type 2 --operation show", 0,
+         "type       allowed  every type may be shown\n"},
+        {"--user-vsans 5 --vsan 5 --kind 4", 1,
+         "vsans      denied   of the kinds 4 and 8, a restricted user may only show\n"},
+        {"--user-vsans 5 --vsan 5 --kind 4 --operation 3", 0,
+         "vsans      allowed  virtual SAN 5 is the user's\n"},
+        {"--user-vsans 5 --vsan-set 1-5 --kind 1 --kind 8 --operation show", 0,
+         "vsans      allowed  a virtual SAN of the set is the user's\n"},
+        {"--user-vsans 5 --vsan-set 6-4095,1 --kind 8 --operation show", 1,
+         "vsans      denied   no virtual SAN of the set is the user's\n"},
+        {"--user-vsans 0-4095 --type 2 --ifindex 16 --vsan 9999", 0,
+         "type       allowed  the user may act on every virtual SAN\n"
+         "interface  allowed  the user may act on every virtual SAN\n"
+         "vsans      allowed  the user may act on every virtual SAN\n"},
+        {"--user-vsans all --vsan 1 --json", 0,
+         "[{\"check\": \"vsans\", \"allowed\": true, \"why\": \"the user may act on every virtual "
+         "SAN\"}]\n"},
+        {"--user-vsans 1 --json --type 1 --vsan 2", 1,
+         "[{\"check\": \"type\", \"allowed\": true, \"why\": \"types 1 and 8 are open to every "
+         "user\"},\n {\"check\": \"vsans\", \"allowed\": false, \"why\": \"virtual SAN 2 is not "
+         "the "
+         "user's\"}]\n"},
+    };
+    for (const checked &row : rows) {
+        const outcome told = run(std::string("interfaces check ") + row.arguments);
+        EXPECT_EQ(told.status, row.status) << row.arguments;
+        EXPECT_EQ(told.output, row.output) << row.arguments;
+        EXPECT_EQ(told.error, "") << row.arguments;
+    }
+}
+
+TEST(KivctlInterfaces, KeepsWhatTheLibrarySaysOutOfItsOutput)
+{
+    const std::string denied =
+        "interface  denied   the library denies every interface to a restricted user\n";
+    const outcome configured = run("interfaces check --user-vsans 1 --ifindex 16");
+    EXPECT_EQ(configured.status, 1);
+    EXPECT_EQ(configured.output, denied);
+    EXPECT_EQ(configured.error, "kiv_is_interface_config_allowed: modified/stubbed!\n");
+    const outcome shown = run("interfaces check --user-vsans 1 --ifindex 16 --operation show");
+    EXPECT_EQ(shown.output, denied);
+    EXPECT_EQ(shown.error, "kiv_is_interface_display_allowed: modified/stubbed!\n");
+}
+
+TEST(KivctlInterfaces, RefusesWrongUsage)
+{
+    struct refused_case {
+        const char *arguments;
+        const char *error;
+    };
+    const refused_case cases[] = {
+        {"interfaces", "usage: kivctl interfaces check"},
+        {"interfaces check", "kivctl interfaces check: no --user-vsans\n"},
+        {"interfaces check --user-vsans 1", "kivctl interfaces check: nothing to check: "},
+        {"interfaces check --user-vsans 1-", "kivctl interfaces check: --user-vsans needs virtual"},
+        {"interfaces check --user-vsans 5-1 --vsan 1",
+         "kivctl interfaces check: --user-vsans needs"},
+        {"interfaces check --user-vsans 4096 --vsan 1",
+         "kivctl interfaces check: --user-vsans need"},
+        {"interfaces check --user-vsans 1, --vsan 1",
+         "kivctl interfaces check: --user-vsans needs"},
+        {"interfaces check --user-vsans 1 --vsan -1", "kivctl interfaces check: --vsan cannot be"},
+        {"interfaces check --user-vsans 1 --type x",
+         "kivctl interfaces check: --type needs a numb"},
+        {"interfaces check --user-vsans 1 --type 1 --kind 4",
+         "kivctl interfaces check: --kind needs"},
+        {"interfaces check --user-vsans 1 --vsan 1 --kind 8",
+         "kivctl interfaces check: --kind 8 nee"},
+        {"interfaces check --user-vsans 1 --vsan-set 1",
+         "kivctl interfaces check: without --kind 8"},
+        {"interfaces check --user-vsans 1 --vsan 1 --kind 1 --kind 2 --kind 3",
+         "kivctl interfaces check: --kind can be given twice only\n"},
+        {"roles", "usage: kivctl roles"},
+        {"roles predefined network-admin", "usage: kivctl roles predefined"},
+        {"roles predefined --xml", "kivctl roles predefined: "},
+    };
+    for (const refused_case &each : cases) {
+        const outcome refused = run(each.arguments);
+        EXPECT_EQ(refused.status, 2) << each.arguments;
+        EXPECT_THAT(refused.error, StartsWith(each.error)) << each.arguments;
+        EXPECT_THAT(refused.error, HasSubstr("usage: kivctl")) << each.arguments;
+        EXPECT_EQ(refused.output, "") << each.arguments;
+    }
+    for (const char *arguments : {"interfaces --help", "interfaces check --help",
+                                  "roles predefined --help", "roles --help"}) {
+        const outcome helped = run(arguments);
+        EXPECT_EQ(helped.status, 0) << arguments;
+        EXPECT_THAT(helped.output, StartsWith("usage: kivctl")) << arguments;
+    }
+}
+
+TEST(KivctlRoles, ShowsThePredefinedOnes)
+{
+    const outcome shown = run("roles predefined");
+    EXPECT_EQ(shown.status, 0);
+    EXPECT_THAT(shown.output,
+                HasSubstr("\nRole: svc-admin\n"
+                          "Description: Predefined SVC Admin group. This role cannot be modified\n"
+                          "Access to all SAN Volume Controller commands\n"));
+    const std::string json = run("roles predefined --json").output;
+    EXPECT_THAT(json, StartsWith("[{\"name\": \"network-admin\", \"description\": \"Predefined "));
+    EXPECT_THAT(json, HasSubstr("\"detail\": \"Access to all the switch commands\"},\n {\"name\""));
+    EXPECT_EQ(run("roles predefined >/dev/full").status, 1);
+    EXPECT_EQ(run("interfaces check --user-vsans 1 --type 1 >/dev/full").status, 1);
+}
+
+} // namespace

@@ -1,0 +1,517 @@
+// What a contributing process says to the daemon, the table of interface types, and permissions.
+
+#include <cerrno>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <kiv/common.h>
+#include <kiv/kiv_process_api.h>
+
+#include "fake_seam.h"
+#include "golden.h"
+
+namespace {
+
+using fake_seam::answer;
+using fake_seam::calls;
+using fake_seam::plan;
+
+constexpr uint64_t fc_mask = 0x8000000000000005;
+
+std::string printed(const std::function<void()> &print)
+{
+    testing::internal::CaptureStdout();
+    print();
+    return testing::internal::GetCapturedStdout();
+}
+
+template <typename Record>
+std::string bytes_of(const Record &record)
+{
+    return {reinterpret_cast<const char *>(&record), sizeof record};
+}
+
+kiv_intf_help_info slot_and_port()
+{
+    kiv_intf_help_info help;
+    kiv_intf_help_info_reset(&help, "slot/port");
+    kiv_intf_help_info_add(&help, "slot", 1, 9);
+    return help;
+}
+
+const kiv_intf_help_info fc_help = slot_and_port();
+const intf_reg_info fc_info{"fc", 2, 7, "fc_verify", "fc_list", "libfc.so", &fc_help, 300};
+
+// The record as it travels, by its offsets.
+kiv_interface_table_entry expected_entry(const kiv_intf_help_info &help, uint16_t priority)
+{
+    kiv_interface_table_entry entry{};
+    auto *bytes = reinterpret_cast<char *>(&entry);
+    const int32_t numbers[] = {2, 7};
+    std::memcpy(bytes, &fc_mask, sizeof fc_mask);
+    std::strcpy(bytes + 8, "fc");
+    std::memcpy(bytes + 44, numbers, sizeof numbers);
+    std::strcpy(bytes + 52, "fc_verify");
+    std::strcpy(bytes + 100, "fc_list");
+    std::strcpy(bytes + 148, "libfc.so");
+    std::memcpy(bytes + 172, &help, sizeof help);
+    std::memcpy(bytes + 600, &priority, sizeof priority);
+    return entry;
+}
+
+kiv_tree_table_entry tree_of(const char *name)
+{
+    kiv_tree_table_entry entry{};
+    std::strcpy(entry.module_id, name);
+    return entry;
+}
+
+pinfo handler_with(uint32_t flags)
+{
+    pinfo info{};
+    info.ovra_queue = 6;
+    info.info_flags = flags;
+    return info;
+}
+
+int register_with_separate_arguments()
+{
+    return kiv_register_interface2(5, fc_mask, "fc", 2, 7, "fc_verify", "fc_list", "unused",
+                                   "libfc.so");
+}
+
+struct announcement {
+    const char *call;
+    std::string payload;
+    int failure; // for errno 110
+    const char *message;
+    std::function<int()> run;
+};
+
+constexpr int timed_out = static_cast<int>(0x8054006E);
+constexpr const char *not_registered = "Not able to send interface registration to kivd\n";
+constexpr const char *not_deregistered = "Not able to send interface deregistration to kivd\n";
+
+const announcement announcements[] = {
+    {"cmi_req_resp(7655, 3, request, null, 88, \"\", \"\", 37, 4000000000, 20)",
+     bytes_of(tree_of("zones.par")), timed_out, "",
+     [] { return kiv_register_parse_tree(4000000000, "zones.par"); }},
+    {"cmi_req_resp(7656, 3, request, null, 88, \"\", \"\", 37, 9, 20)",
+     bytes_of(tree_of("12345678901234567890123")), timed_out, "",
+     [] { return kiv_deregister_parse_tree(9, "123456789012345678901234"); }},
+    {"ovra_send(5, 0xfe00000000000025, 900, payload, 608, null, 0, {1 0 0 0 0 0 0 0})",
+     bytes_of(expected_entry(fc_help, 300)), -1, not_registered,
+     [] { return kiv_register_interface(5, fc_mask, &fc_info); }},
+    {"ovra_send(5, 0xfe00000000000025, 900, payload, 608, null, 0, {1 0 0 0 0 0 0 0})",
+     bytes_of(expected_entry({}, 0)), -1, not_registered, register_with_separate_arguments},
+    {"ovra_send(5, 0xfe00000000000025, 901, payload, 8, null, 0, {1 0 0 0 0 0 0 0})",
+     bytes_of(fc_mask), -1, not_deregistered, [] { return kiv_deregister_interface(5, fc_mask); }},
+    {"ovra_send(5, 0xfe00000000000000, 943, null, 0, null, 0, null)", "", timed_out, "",
+     [] { return kiv_config_change_notify(5); }},
+    {"ovra_send(6, 0xfe00000000000000, 943, null, 0, null, 0, null)", "", 0, "",
+     [] {
+         const pinfo info = handler_with(2);
+         return kiv_api_notify_cfg_change(&info);
+     }},
+};
+
+TEST(Announcement, IsExactlyOneMessage)
+{
+    for (const announcement &row : announcements) {
+        plan({});
+        EXPECT_EQ(row.run(), 0) << row.call;
+        ASSERT_EQ(calls.size(), 1U) << row.call;
+        EXPECT_EQ(calls[0].text, row.call);
+        EXPECT_EQ(calls[0].payload, row.payload) << row.call;
+    }
+}
+
+TEST(Announcement, TellsThatItFailed)
+{
+    for (const announcement &row : announcements) {
+        plan({{-1, 110}});
+        const std::string message = printed([&] { EXPECT_EQ(row.run(), row.failure) << row.call; });
+        EXPECT_EQ(message, row.message) << row.call;
+        EXPECT_EQ(calls.size(), 1U) << row.call << " again";
+    }
+}
+
+TEST(Announcement, HasTheResultOfTheOtherSide)
+{
+    plan({{0x40540027}, {-5}, {3}, {-2, 0x12345}});
+    EXPECT_EQ(kiv_register_parse_tree(1, "x"), 0x40540027);
+    EXPECT_EQ(kiv_register_parse_tree(1, nullptr), -5) << "no failure of the transport";
+    EXPECT_EQ(kiv_register_interface(5, 1, &fc_info), 3);
+    EXPECT_EQ(kiv_config_change_notify(5), static_cast<int>(0x80540345));
+}
+
+TEST(Announcement, IsNotMadeByAHandlerThatGeneratesForOneVsan)
+{
+    plan({});
+    for (const uint32_t flags : {1U, 3U}) {
+        const pinfo info = handler_with(flags);
+        EXPECT_EQ(kiv_api_notify_cfg_change(&info), 0);
+    }
+    EXPECT_TRUE(calls.empty());
+}
+
+TEST(RegistrationInfo, IsStoredButForItsPriority)
+{
+    EXPECT_EQ(kiv_set_intf_reg_info(nullptr, "fc", 2, 7, "v", "l", "so", nullptr), -1);
+    intf_reg_info info{};
+    info.ascii_gen_priority = 300;
+    EXPECT_EQ(kiv_set_intf_reg_info(&info, fc_info.name, 2, 7, fc_info.verify_func,
+                                    fc_info.listing_func, fc_info.library_name, &fc_help),
+              0);
+    EXPECT_EQ(bytes_of(info).substr(0, offsetof(intf_reg_info, ascii_gen_priority)),
+              bytes_of(fc_info).substr(0, offsetof(intf_reg_info, ascii_gen_priority)));
+    EXPECT_EQ(info.ascii_gen_priority, 300);
+}
+
+TEST(SendOptions, KeepTheirFirstWordAndTheWordOfThePriority)
+{
+    ovra_send_options options;
+    std::memset(&options, 'x', sizeof options);
+    populate_ovra_send_options(&options);
+    const std::string zeros(16, '\0');
+    EXPECT_EQ(bytes_of(options), "xxxx" + zeros + "xxxx" + zeros.substr(8));
+}
+
+kiv_interface_table_entry entry_of(uint64_t mask)
+{
+    kiv_interface_table_entry entry{};
+    set_interface_table_entry(&entry, mask, "name", 0, 0, nullptr, nullptr, nullptr, nullptr, 0);
+    return entry;
+}
+
+class InterfaceTable : public testing::Test {
+protected:
+    InterfaceTable() { table->last_index = -1; }
+
+    void insert(std::initializer_list<uint64_t> masks)
+    {
+        for (const uint64_t mask : masks) {
+            const kiv_interface_table_entry entry = entry_of(mask);
+            EXPECT_EQ(insert_entry_in_interface_table(table.get(), &entry), 0);
+        }
+    }
+
+    int32_t index_of(uint64_t mask) const
+    {
+        return search_entry_in_interface_table(table.get(), mask);
+    }
+
+    void remove(int32_t position, int32_t last_index)
+    {
+        EXPECT_EQ(delete_entry_from_interface_table(table.get(), position), 0);
+        EXPECT_EQ(table->last_index, last_index) << "after deleting " << position;
+    }
+
+    const std::unique_ptr<kiv_interface_table> table = std::make_unique<kiv_interface_table>();
+};
+
+TEST_F(InterfaceTable, FindsTheFirstOfExactlyThisMask)
+{
+    EXPECT_EQ(index_of(2), -1);
+    insert({1, fc_mask, fc_mask});
+    EXPECT_EQ(index_of(fc_mask), 1);
+    EXPECT_EQ(index_of(5), -1);
+    int32_t position = 99;
+    EXPECT_EQ(kivd_interface_table_search(table.get(), 2, fc_mask, &position), 0);
+    EXPECT_EQ(position, 1);
+    for (const int32_t last : {-1, 0}) {
+        EXPECT_EQ(kivd_interface_table_search(table.get(), last, fc_mask, &position), 0x40540027);
+        EXPECT_EQ(position, 1);
+    }
+}
+
+TEST_F(InterfaceTable, MovesTheEntriesBehindADeletedOne)
+{
+    insert({1, 2, 3});
+    remove(0, 1);
+    EXPECT_EQ(index_of(2), 0);
+    EXPECT_EQ(index_of(3), 1);
+    remove(-1, 1);
+    remove(5, 0);
+    EXPECT_EQ(index_of(2), 0);
+    remove(0, -1);
+    remove(0, -2);
+    EXPECT_EQ(index_of(2), -1);
+}
+
+TEST_F(InterfaceTable, StaysInsideItselfWhateverItsLastIndexSays)
+{
+    for (const int32_t last : {24, INT32_MAX}) {
+        table->last_index = last;
+        int32_t position;
+        EXPECT_EQ(index_of(99), -1);
+        EXPECT_EQ(kivd_interface_table_search(table.get(), last, 99, &position), 0x40540027);
+        remove(0, last - 1);
+    }
+    table->last_index = INT32_MIN;
+    remove(0, INT32_MIN);
+}
+
+TEST_F(InterfaceTable, HasRoomForTwentyFour)
+{
+    for (uint64_t mask = 1; mask <= 24; ++mask)
+        insert({mask});
+    EXPECT_EQ(table->last_index, 23);
+    EXPECT_EQ(index_of(24), 23);
+}
+
+TEST(InterfaceEntry, CutsStringsToItsFields)
+{
+    const std::string text(100, 't');
+    kiv_interface_table_entry entry;
+    std::memset(&entry, 'x', sizeof entry);
+    set_interface_table_entry(&entry, 1, text.c_str(), 2, 3, text.c_str(), text.c_str(),
+                              text.c_str(), nullptr, 4);
+    EXPECT_EQ(entry.name, text.substr(0, 35));
+    EXPECT_EQ(entry.verify_func, text.substr(0, 47));
+    EXPECT_EQ(entry.listing_func, text.substr(0, 47));
+    EXPECT_EQ(entry.library_name, text.substr(0, 23));
+    EXPECT_EQ(bytes_of(entry).substr(602), std::string(6, '\0'));
+    EXPECT_EQ(entry.help_info.field_count, 0);
+    // From a source whose strings have no end.
+    kiv_interface_table_entry open;
+    std::memset(&open, 'y', sizeof open);
+    kiv_interface_table_entry copy;
+    copy_interface_table_entry(&open, &copy);
+    EXPECT_EQ(copy.library_name, std::string(23, 'y'));
+    copy_interface_table_entry(&copy, &copy);
+    EXPECT_EQ(copy.name, std::string(35, 'y'));
+}
+
+TEST(InterfaceEntry, IsShownWithoutWhatIsEmpty)
+{
+    const kiv_interface_table_entry entries[] = {expected_entry(fc_help, 300), entry_of(6), {}};
+    kiv_interface_table_entry open{};
+    std::memset(open.name, 'n', sizeof open.name);
+    golden::expect(TEST_DATA_DIR "/daemon/interface_table.txt", printed([&] {
+                       show_interface_table_entry(nullptr);
+                       show_interface_table(nullptr, 0);
+                       show_interface_table(entries, 3);
+                       show_interface_table_entry(&open);
+                   }));
+}
+
+class FetchedTable : public InterfaceTable {
+protected:
+    // The first bytes of what the daemon sends, or one more.
+    static std::string payload(const kiv_interface_table &table, size_t length = 14596)
+    {
+        return (bytes_of(table) + "!").substr(0, length);
+    }
+
+    static int fetch(std::deque<answer> planned)
+    {
+        plan(std::move(planned));
+        kiv_interface_table_entry *entries = nullptr;
+        const int count = kivd_interface_table_get(5, &entries);
+        EXPECT_EQ(fake_seam::messages_held, 0);
+        EXPECT_EQ(entries != nullptr, count >= 0);
+        for (int i = 0; i < count; ++i)
+            EXPECT_EQ(entries[i].intf_mask, static_cast<uint64_t>(i + 1));
+        std::free(entries);
+        return count;
+    }
+};
+
+TEST_F(FetchedTable, IsAskedForAndDropped)
+{
+    insert({1, 2, 3});
+    EXPECT_EQ(fetch({{}, {0, 0, payload(*table)}}), 3);
+    ASSERT_EQ(calls.size(), 2U);
+    EXPECT_EQ(calls[0].text,
+              "ovra_send(5, 0xfe00000000000025, 905, null, 0, &sent, 0, {1 0 0 0 0 0 0 0})");
+    EXPECT_EQ(calls[1].text, "ovra_recv(5, null, {1 0 10 77 0 0 0 0})");
+    table->last_index = -1;
+    EXPECT_EQ(fetch({{}, {0, 0, payload(*table)}}), 0);
+    table->last_index = 1;
+    for (uint64_t mask = 3; mask <= 24; ++mask)
+        insert({mask});
+    EXPECT_EQ(fetch({{}, {0, 0, payload(*table)}}), 24);
+}
+
+TEST_F(FetchedTable, IsNotTakenFromAReplyThatCannotBe)
+{
+    insert({1, 2});
+    for (size_t length = 0; length <= 14597; ++length) {
+        ASSERT_EQ(fetch({{}, {0, 0, payload(*table, length)}}), length < 14596 ? -1 : 2) << length;
+    }
+    for (const int32_t last : {-2, 24, INT32_MIN, INT32_MAX}) {
+        table->last_index = last;
+        EXPECT_EQ(fetch({{}, {0, 0, payload(*table)}}), -1) << last;
+        EXPECT_EQ(errno, EPROTO);
+    }
+}
+
+TEST_F(FetchedTable, TellsThatNoAnswerCame)
+{
+    EXPECT_EQ(printed([] {
+                  EXPECT_EQ(fetch({{}, {-1, ETIME}}), -1);
+              }),
+              "Could not communicate with kivd\n");
+    EXPECT_EQ(printed([] { EXPECT_EQ(fetch({{-1, EPIPE}}), -1); }), "");
+    EXPECT_EQ(calls.size(), 1U);
+}
+
+constexpr uint32_t some_vsans[] = {0, 3, 64, 4095};
+constexpr unsigned all_subsets = 1U << std::size(some_vsans);
+
+bool has(unsigned subset, size_t place)
+{
+    return (subset >> place & 1) != 0;
+}
+
+bmask4096 mask_of(unsigned subset)
+{
+    bmask4096 mask = KIV_BMP_INIT(4096);
+    for (size_t place = 0; place < std::size(some_vsans); ++place) {
+        if (has(subset, place))
+            bmask4096_set_bit(&mask, some_vsans[place]);
+    }
+    return mask;
+}
+
+bmask4096 every_vsan()
+{
+    bmask4096 mask = KIV_BMP_INIT(4096);
+    std::memset(mask.bytes, 0xFF, sizeof mask.bytes);
+    return mask;
+}
+
+// What a restricted user gets, said the other way round: from what is asked.
+bool model_allows(unsigned user, unsigned wanted, size_t vsan, int32_t first, int32_t second,
+                  int32_t operation)
+{
+    const bool shows = operation == 3;
+    if (first == 8 || second == 8)
+        return shows && (user & wanted) != 0;
+    if (first == 4 || second == 4)
+        return shows && has(user, vsan);
+    return has(user, vsan);
+}
+
+void expect_as_the_model(int32_t first, int32_t second, int32_t operation)
+{
+    const bmask4096 everything = every_vsan();
+    for (unsigned user = 0; user < all_subsets; ++user) {
+        const bmask4096 user_mask = mask_of(user);
+        for (unsigned wanted = 0; wanted < all_subsets; ++wanted) {
+            const bmask4096 wanted_mask = mask_of(wanted);
+            for (size_t vsan = 0; vsan < std::size(some_vsans); ++vsan) {
+                fc_intf_perm_req request{&user_mask,   0,        first, second, some_vsans[vsan],
+                                         &wanted_mask, operation};
+                const bool allowed = model_allows(user, wanted, vsan, first, second, operation);
+                ASSERT_EQ(kiv_fc_intf_perm_check(&request), allowed ? 1 : 0)
+                    << "kinds " << first << ' ' << second << " operation " << operation << " user "
+                    << user << " set " << wanted << " vsan " << some_vsans[vsan];
+                request.user_vsan_mask = &everything;
+                ASSERT_EQ(kiv_fc_intf_perm_check(&request), 1);
+            }
+        }
+    }
+}
+
+TEST(Permission, OnVirtualSansFollowsKindsAndOperation)
+{
+    for (int32_t first = -1; first <= 9; ++first) {
+        for (int32_t second = -1; second <= 9; ++second) {
+            for (int32_t operation = -1; operation <= 4; ++operation)
+                expect_as_the_model(first, second, operation);
+        }
+    }
+    const bmask4096 user = mask_of(1);
+    const fc_intf_perm_req without_set{&user, 0, 0, 0, 4096, nullptr, 0};
+    EXPECT_EQ(kiv_fc_intf_perm_check(&without_set), 0) << "no virtual SAN has this number";
+}
+
+TEST(Permission, OnTypesFollowsTheLowEightBits)
+{
+    const bmask4096 everything = every_vsan();
+    const bmask4096 user = mask_of(3);
+    for (uint32_t type = 0; type < 1024; ++type) {
+        for (int32_t operation = -1; operation <= 4; ++operation) {
+            const bool allowed = operation == 3 || type % 256 == 1 || type % 256 == 8;
+            EXPECT_EQ(kiv_intf_type_perm_check(&user, type, operation), allowed ? 1 : 0) << type;
+            EXPECT_EQ(kiv_intf_type_perm_check(&everything, type, operation), 1) << type;
+        }
+    }
+}
+
+TEST(Permission, OnAnInterfaceIsNeverARestrictedUsers)
+{
+    const bmask4096 everything = every_vsan();
+    const bmask4096 user = mask_of(3);
+    struct check {
+        int (*run)(const void *, const bmask4096 *, uint32_t) noexcept;
+        const char *trace;
+        const char *stub;
+    };
+    const check checks[] = {
+        {kiv_is_interface_config_allowed,
+         "Checking if interface config allowed for Ifindex = 10a0000\n",
+         "kiv_is_interface_config_allowed: modified/stubbed!\n"},
+        {kiv_is_interface_display_allowed,
+         "Checking if interface display allowed for Ifindex = 10a0000\n",
+         "kiv_is_interface_display_allowed: modified/stubbed!\n"},
+    };
+    for (const check &row : checks) {
+        const auto ask = [&](const bmask4096 &mask, int expected) {
+            EXPECT_EQ(row.run(nullptr, &mask, 0x10A0000), expected);
+        };
+        kiv_lib_debug_filter_set(0x1);
+        EXPECT_EQ(printed([&] { ask(user, 0); }), std::string(row.trace) + row.stub);
+        EXPECT_EQ(printed([&] { ask(everything, 1); }), "");
+        kiv_lib_debug_filter_set(0x7FFFFFFE);
+        EXPECT_EQ(printed([&] { ask(user, 0); }), row.stub);
+    }
+}
+
+TEST(Assertion, NamesWhatIsMissing)
+{
+    kiv_interface_table table{};
+    int32_t position;
+    const std::string from = "kiv_process_api:[0-9]+: .*kivd_interface_table_search.*";
+    EXPECT_DEATH(kivd_interface_table_search(nullptr, 0, 1, &position),
+                 from + "`interface_table_p' failed");
+    EXPECT_DEATH(kivd_interface_table_search(&table, 0, 1, nullptr), from + "`position_p' failed");
+}
+
+TEST(Assertion, NamesTheSetOfTheWrongSize)
+{
+    const std::string size = R"(\(\(\(\(4096\)\+31\)>>3\)&~0x3\))";
+    const std::string one = "Assertion `b->size == " + size + "' failed";
+    const std::string both =
+        "Assertion `\\(dst->size == " + size + "\\) && \\(src->size == " + size + "\\)' failed";
+    vsan_bitset sound = KIV_BMP_INIT(4096);
+    vsan_bitset wrong{};
+    wrong.size = 508;
+    struct operation {
+        const char *name;
+        std::string message;
+        std::function<void()> run;
+    };
+    char text[16];
+    const operation operations[] = {
+        {"vsan_bitset_copy", both, [&] { vsan_bitset_copy(&wrong, &sound); }},
+        {"vsan_bitset_copy", both, [&] { vsan_bitset_copy(&sound, &wrong); }},
+        {"vsan_bitset_intersection", one, [&] { vsan_bitset_intersection(&sound, &wrong); }},
+        {"vsan_bitset_first_bit", one, [&] { vsan_bitset_first_bit(&wrong); }},
+        {"vsan_bitset_is_bit_set", one, [&] { vsan_bitset_is_bit_set(&wrong, 1); }},
+        {"vsan_bitset_sprintf", one, [&] { vsan_bitset_sprintf(text, sizeof text, &wrong); }},
+    };
+    for (const operation &row : operations)
+        EXPECT_DEATH(row.run(),
+                     std::string("bmp_template:[0-9]+: .*") + row.name + ".*" + row.message);
+    const fc_intf_perm_req request{&sound, 0, 8, 0, 1, &wrong, 3};
+    EXPECT_DEATH(kiv_fc_intf_perm_check(&request), "vsan_bitset_intersection");
+}
+
+} // namespace

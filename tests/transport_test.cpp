@@ -1,0 +1,481 @@
+// Messages between processes: what arrives, in what order, from whom, and when nothing does.
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <kiv/platform/cmi.h>
+#include <kiv/platform/ovra.h>
+
+#include "memory_shortage.h"
+#include "switch_root.h"
+#include "transport_peer.h"
+
+using namespace transport_peer;
+using testing::ElementsAre;
+
+namespace {
+
+class Transport : public testing::Test {
+protected:
+    void SetUp() override { switch_root::require(); }
+};
+
+class Queue : public Transport {
+protected:
+    void SetUp() override
+    {
+        Transport::SetUp();
+        queue_ = ovra_open(OVRA_ADDRESS_NONE, 0);
+        ASSERT_GE(queue_, 0);
+    }
+    void TearDown() override { EXPECT_EQ(ovra_close(queue_), 0); }
+
+    int queue_ = -1;
+};
+
+class Server : public Transport {
+protected:
+    void SetUp() override
+    {
+        Transport::SetUp();
+        queue_ = ovra_open(service_address, 0666);
+        ASSERT_GE(queue_, 0);
+    }
+    void TearDown() override { EXPECT_EQ(ovra_close(queue_), 0); }
+
+    int queue_ = -1;
+};
+
+struct reply {
+    int status;
+    int error;
+    std::string payload;
+};
+
+reply ask(const std::string &payload, const char *text1 = "", const char *text2 = nullptr,
+          int32_t timeout = 10, uint32_t opcode = 7)
+{
+    void *response = nullptr;
+    auto length = static_cast<uint32_t>(payload.size());
+    errno = 0;
+    const int status = cmi_req_resp(opcode, 40, payload.data(), &response, &length, text1, text2,
+                                    service, 37, timeout);
+    reply received{status, status == -1 ? errno : 0, {}};
+    if (response != nullptr)
+        received.payload.assign(static_cast<const char *>(response), length);
+    else
+        EXPECT_EQ(length, 0U);
+    std::free(response);
+    return received;
+}
+
+constexpr std::array<size_t, 8> sizes{0, 1, 88, 2048, 14'600, 3, OVRA_MAX_PAYLOAD, 100};
+
+std::string pattern(size_t size)
+{
+    std::string text(size, '\0');
+    for (size_t i = 0; i < size; ++i)
+        text[i] = static_cast<char>(i * 7 + i / 256);
+    return text;
+}
+
+} // namespace
+
+TEST_F(Queue, CarriesMessagesOfEverySizeBetweenProcesses)
+{
+    process server(serve_echoes);
+    ASSERT_TRUE(server.await());
+    for (const size_t size : sizes) {
+        uint32_t token = 0;
+        ASSERT_EQ(send(queue_, service_address, 7, pattern(size), &token), 0) << size;
+        const result answer = receive(queue_, token);
+        EXPECT_EQ(answer.error, 0) << size;
+        EXPECT_EQ(answer.token, token);
+        EXPECT_EQ(answer.opcode, 7U);
+        EXPECT_TRUE(answer.payload == pattern(size)) << size;
+
+        const reply same = ask(pattern(size));
+        EXPECT_EQ(same.status, 41) << size;
+        EXPECT_TRUE(same.payload == pattern(size)) << size;
+    }
+    EXPECT_EQ(send(queue_, service_address, end_of_service, ""), 0);
+    EXPECT_EQ(server.end(), 0);
+}
+
+TEST_F(Server, GetsTextsModeClientAndAnAlignedPayload)
+{
+    const std::string longest(65'535, 't');
+    struct {
+        const char *first;
+        const char *second;
+    } const texts[] = {{"", ""}, {"a", ""}, {"", "of two"}, {"one", "two"}, {longest.c_str(), "x"}};
+    process client([&](process &) {
+        for (const auto &[first, second] : texts) {
+            if (ask("payload", first, second).payload != "answer")
+                return 1;
+        }
+        return 0;
+    });
+    for (const auto &[first, second] : texts) {
+        ovra_message message;
+        ovra_peer peer{};
+        peer.version = OVRA_OPTIONS_VERSION;
+        ASSERT_EQ(ovra_recv(queue_, &message, &peer, nullptr), 0);
+        EXPECT_STREQ(ovra_text_get(&message, 0), first);
+        EXPECT_STREQ(ovra_text_get(&message, 1), second);
+        EXPECT_STREQ(ovra_text_get(&message, 2), "");
+        EXPECT_EQ(ovra_mode_get(&message), 40);
+        EXPECT_EQ(ovra_status_get(&message), 0);
+        EXPECT_EQ(peer.client, 37U);
+        EXPECT_EQ(peer.pid, static_cast<uint32_t>(client.id()));
+        const void *payload = ovra_payload_get(&message);
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(payload) % alignof(max_align_t), 0U);
+        EXPECT_EQ(std::string_view(static_cast<const char *>(payload), 7), "payload");
+        EXPECT_EQ(ovra_answer(queue_, &message, 7, 0, "answer", 6), 0);
+        ovra_drop(&message);
+        EXPECT_STREQ(ovra_text_get(&message, 0), "");
+        EXPECT_EQ(ovra_payload_get(&message), nullptr);
+    }
+    EXPECT_EQ(client.end(), 0);
+}
+
+TEST_F(Queue, SendsTheFrameThatIsLaidDown)
+{
+    const socket_end listener = listen();
+    uint32_t token = 0;
+    ASSERT_EQ(send(queue_, service_address, 0x01020304, "load", &token), 0);
+    const socket_end end = accept(listener);
+    EXPECT_EQ(receive(end), request(0x01020304, "load", token));
+    ASSERT_EQ(send(queue_, service_address, 5, ""), 0);
+    EXPECT_EQ(receive(end), request(5));
+
+    process client([](process &) { return ask("ab", "t1", "text2").status; });
+    const socket_end asked = accept(listener);
+    const std::string record = receive(asked);
+    const frame header = header_of(record);
+    EXPECT_EQ(record.substr(32), std::string("t1\0text2\0ab", 11));
+    EXPECT_EQ(header.mode, 40);
+    EXPECT_EQ(header.client, 37U);
+    EXPECT_EQ(header.length, 2U);
+    EXPECT_NE(header.token, 0U);
+    EXPECT_THAT(header.text_length, ElementsAre(2, 5));
+    EXPECT_TRUE(
+        send(asked, transport_peer::record({.mode = 3, .token = header.token, .is_answer = 1})));
+    EXPECT_EQ(client.end(), 3);
+}
+
+TEST_F(Queue, RefusesWhatIsTooLarge)
+{
+    process server(serve_echoes);
+    ASSERT_TRUE(server.await());
+    const std::string too_large(OVRA_MAX_PAYLOAD + 1, 'x');
+    const std::string largest(OVRA_MAX_PAYLOAD, 'x');
+    const std::string text(65'536, 't');
+    uint32_t token = 0;
+    EXPECT_EQ(send(queue_, service_address, 7, too_large, &token), EMSGSIZE);
+    EXPECT_EQ(ask(too_large).error, EMSGSIZE);
+    EXPECT_EQ(ask(largest, "t").error, EMSGSIZE);
+    EXPECT_EQ(ask("", text.c_str()).error, EMSGSIZE);
+    EXPECT_EQ(ask(largest.substr(2), "t", "t").payload.size(), OVRA_MAX_PAYLOAD - 2);
+
+    ASSERT_EQ(send(queue_, service_address, 7, "next", &token), 0);
+    EXPECT_EQ(receive(queue_, token).payload, "next");
+}
+
+TEST_F(Server, AnswersOneWayMessagesAsMessages)
+{
+    const int client = ovra_open(OVRA_ADDRESS_NONE, 0);
+    ASSERT_EQ(send(client, service_address, 944, ""), 0);
+    ovra_message message;
+    ASSERT_EQ(ovra_recv(queue_, &message, nullptr, nullptr), 0);
+    EXPECT_EQ(ovra_rr_token_get(&message), 0U);
+    EXPECT_EQ(ovra_answer(queue_, &message, 3225, 0, "online", 6), 0);
+    const std::string too_large(OVRA_MAX_PAYLOAD + 1, 'x');
+    EXPECT_EQ(ovra_answer(queue_, &message, 1, 0, too_large.data(), OVRA_MAX_PAYLOAD + 1), -1);
+    EXPECT_EQ(errno, EMSGSIZE);
+    ovra_drop(&message);
+    const result received = receive(client);
+    EXPECT_EQ(received.opcode, 3225U);
+    EXPECT_EQ(received.payload, "online");
+    EXPECT_EQ(ovra_close(client), 0);
+}
+
+TEST_F(Server, KeepsTheOrderOfEachSenderAndServesAllInTurn)
+{
+    constexpr int count = 40;
+    std::array<socket_end, 3> clients;
+    for (socket_end &client : clients) {
+        client = connect();
+        for (int i = 0; i < count; ++i)
+            ASSERT_TRUE(send(client, request(static_cast<uint32_t>(i))));
+    }
+    std::array<uint32_t, clients.size()> next{};
+    std::vector<uint32_t> connections;
+    for (size_t i = 0; i < count * clients.size(); ++i) {
+        ovra_message message;
+        ASSERT_EQ(ovra_recv(queue_, &message, nullptr, nullptr), 0);
+        const auto known = std::ranges::find(connections, message.connection);
+        const auto index = static_cast<size_t>(known - connections.begin());
+        if (known == connections.end())
+            connections.push_back(message.connection);
+        EXPECT_EQ(ovra_opc_get(&message), next.at(index)++);
+        ovra_drop(&message);
+        const auto [least, most] = std::ranges::minmax(next);
+        EXPECT_LE(most - least, 2 * clients.size()) << "message " << i;
+    }
+}
+
+TEST_F(Server, ReportsTheSenderThatTheKernelKnows)
+{
+    process liar([](process &parent) {
+        const socket_end end = connect();
+        iovec content{};
+        std::string bytes = record({.opcode = 1, .client = 4711});
+        content.iov_base = bytes.data();
+        content.iov_len = bytes.size();
+        alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(ucred))> control{};
+        msghdr message{};
+        message.msg_iov = &content;
+        message.msg_iovlen = 1;
+        message.msg_control = control.data();
+        message.msg_controllen = control.size();
+        cmsghdr *claim = CMSG_FIRSTHDR(&message);
+        claim->cmsg_level = SOL_SOCKET;
+        claim->cmsg_type = SCM_CREDENTIALS;
+        claim->cmsg_len = CMSG_LEN(sizeof(ucred));
+        // Only the superuser may lie here.
+        const ucred lie{geteuid() == 0 ? getppid() : getpid(), geteuid(), getegid()};
+        std::memcpy(CMSG_DATA(claim), &lie, sizeof lie);
+        if (sendmsg(end.number(), &message, 0) < 0 && !send(end, bytes))
+            return 1;
+        return parent.await() ? 0 : 2;
+    });
+    ovra_message message;
+    ovra_peer peer{};
+    peer.version = OVRA_OPTIONS_VERSION;
+    ASSERT_EQ(ovra_recv(queue_, &message, &peer, nullptr), 0);
+    EXPECT_EQ(peer.pid, static_cast<uint32_t>(liar.id()));
+    EXPECT_EQ(peer.uid, getuid());
+    EXPECT_EQ(peer.gid, getgid());
+    EXPECT_EQ(peer.client, 4711U);
+    EXPECT_EQ(peer.connection, message.connection);
+    ovra_drop(&message);
+    liar.tell();
+    EXPECT_EQ(liar.end(), 0);
+}
+
+TEST_F(Server, TakesNoDescriptors)
+{
+    const socket_end client = connect();
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    const socket_end reading(ends[0]);
+    std::string bytes = request(1);
+    iovec content{bytes.data(), bytes.size()};
+    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> control{};
+    msghdr message{};
+    message.msg_iov = &content;
+    message.msg_iovlen = 1;
+    message.msg_control = control.data();
+    message.msg_controllen = control.size();
+    cmsghdr *passed = CMSG_FIRSTHDR(&message);
+    passed->cmsg_level = SOL_SOCKET;
+    passed->cmsg_type = SCM_RIGHTS;
+    passed->cmsg_len = CMSG_LEN(sizeof(int));
+    std::memcpy(CMSG_DATA(passed), &ends[1], sizeof(int));
+    ASSERT_GT(sendmsg(client.number(), &message, 0), 0);
+    close(ends[1]);
+    EXPECT_EQ(receive(queue_).opcode, 1U);
+    char byte = 0;
+    EXPECT_EQ(read(reading.number(), &byte, 1), 0) << "somebody still holds the other end";
+}
+
+TEST_F(Server, ServesAThousandConnections)
+{
+    constexpr size_t count = 1000;
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    if (limit.rlim_max < 2 * count + 100)
+        GTEST_SKIP() << "too few descriptors";
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    std::vector<socket_end> clients;
+    for (size_t i = 0; i < count; ++i) {
+        clients.push_back(connect());
+        ASSERT_TRUE(send(clients.back(), request(static_cast<uint32_t>(i), "", 1)));
+        if (i % 50 == 49) { // fewer than what a system lets wait
+            for (size_t k = 0; k < 50; ++k) {
+                ovra_message message;
+                ASSERT_EQ(ovra_recv(queue_, &message, nullptr, nullptr), 0);
+                ASSERT_EQ(ovra_answer(queue_, &message, ovra_opc_get(&message), 0, nullptr, 0), 0);
+                ovra_drop(&message);
+            }
+        }
+    }
+    for (size_t i = 0; i < count; ++i)
+        EXPECT_EQ(header_of(receive(clients[i])).opcode, i);
+    clients.clear();
+    EXPECT_EQ(receive_now(queue_).error, EAGAIN);
+    EXPECT_FALSE(polls_readable(queue_));
+}
+
+TEST_F(Server, GoesOnWhenDescriptorsAreThereAgain)
+{
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const socket_end early = connect();
+    ASSERT_TRUE(send(early, request(1)));
+    EXPECT_EQ(receive(queue_).opcode, 1U);
+    const socket_end late = connect();
+    ASSERT_TRUE(send(late, request(2)));
+
+    const rlimit none{.rlim_cur = 0, .rlim_max = limit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    EXPECT_EQ(receive_now(queue_).error, EAGAIN);
+    EXPECT_FALSE(polls_readable(queue_)) << "a poll loop would spin";
+    ASSERT_TRUE(send(early, request(3)));
+    EXPECT_EQ(receive(queue_).opcode, 3U);
+    setrlimit(RLIMIT_NOFILE, &limit);
+    EXPECT_EQ(receive(queue_).opcode, 2U);
+}
+
+TEST_F(Queue, IsClosedInChildren)
+{
+    process server(serve_echoes);
+    ASSERT_TRUE(server.await());
+    EXPECT_EQ(ask("before").payload, "before");
+    uint32_t token = 0;
+    ASSERT_EQ(send(queue_, service_address, 7, "ours", &token), 0);
+    const std::vector<int> before = descriptors();
+    process child([&](process &) {
+        // Left are what this process had but for the transport, and the child's own pipe.
+        if (descriptors().size() + 6 > before.size() + 2)
+            return 1;
+        if (receive(queue_, token).error != EBADF || ovra_close(queue_) == 0)
+            return 2;
+        const int own = ovra_open(OVRA_ADDRESS_NONE, 0);
+        uint32_t own_token = 0;
+        if (send(own, service_address, 7, "own", &own_token) != 0 ||
+            receive(own, own_token).payload != "own" || ask("child").payload != "child")
+            return 3;
+        return 0;
+    });
+    EXPECT_EQ(child.end(), 0);
+    EXPECT_EQ(receive(queue_, token).payload, "ours");
+    EXPECT_EQ(ask("after").payload, "after");
+}
+
+TEST_F(Server, PollsReadableWhileThereIsSomethingToReceive)
+{
+    EXPECT_FALSE(polls_readable(queue_));
+    const socket_end client = connect();
+    ASSERT_TRUE(send(client, request(1)) && send(client, request(2)));
+    EXPECT_TRUE(polls_readable(queue_));
+    EXPECT_EQ(receive(queue_).opcode, 1U);
+    EXPECT_TRUE(polls_readable(queue_));
+    EXPECT_EQ(receive(queue_).opcode, 2U);
+    EXPECT_FALSE(polls_readable(queue_));
+}
+
+TEST_F(Queue, PollsReadableWhileThereIsSomethingToReceive)
+{
+    EXPECT_TRUE(polls_readable(queue_)) << "nobody can send here: that is EPIPE";
+    EXPECT_EQ(receive(queue_).error, EPIPE);
+    const socket_end listener = listen();
+    uint32_t token = 0;
+    ASSERT_EQ(send(queue_, service_address, 1, "", &token), 0);
+    EXPECT_FALSE(polls_readable(queue_));
+    socket_end end = accept(listener);
+    ASSERT_TRUE(send(end, answer(2, "kept", 0)) && send(end, answer(1, "", token)));
+    EXPECT_TRUE(polls_readable(queue_));
+    EXPECT_EQ(receive(queue_, token).opcode, 1U);
+    EXPECT_TRUE(polls_readable(queue_)) << "a message was kept";
+    EXPECT_EQ(receive(queue_).payload, "kept");
+    EXPECT_FALSE(polls_readable(queue_));
+    EXPECT_EQ(receive_now(queue_).error, EAGAIN);
+    end.close();
+    EXPECT_TRUE(polls_readable(queue_));
+    EXPECT_EQ(receive(queue_).error, EPIPE);
+}
+
+TEST_F(Queue, KeepsOptionsOfOpcodes)
+{
+    EXPECT_EQ(ovra_options_get(queue_, 3225), 0);
+    EXPECT_EQ(ovra_options_set(queue_, 3225, 0x7000F | OVRA_OPTION_AWAITED), 0);
+    EXPECT_EQ(ovra_options_get(queue_, 3225), 0x1F);
+    EXPECT_EQ(ovra_options_get(queue_, 1), 0);
+    EXPECT_EQ(ovra_options_get(-1, 1), -1);
+    EXPECT_EQ(ovra_options_set(queue_ + 1, 1, 1), -1);
+    EXPECT_EQ(errno, EBADF);
+}
+
+TEST_F(Queue, RefusesWhatIsNoneOfItsValues)
+{
+    ovra_message message;
+    ovra_message sent;
+    ovra_peer peer{};
+    const auto send_with = [&](uint32_t flags, ovra_send_options options) {
+        return ovra_send(queue_, service_address, 1, nullptr, 0, &sent, flags, &options);
+    };
+    const auto recv_with = [&](ovra_recv_options options, ovra_peer *who) {
+        return ovra_recv(queue_, &message, who, &options);
+    };
+    const std::array<std::function<int()>, 8> wrong{
+        [&] {
+            return send_with(1, {1, 0, {}, 0, {}, {}});
+        },
+        [&] {
+            return send_with(0, {2, 0, {}, 0, {}, {}});
+        },
+        [&] {
+            return send_with(0, {1, 0, {}, 1, {}, {}});
+        },
+        [&] {
+            return recv_with({0, 0, 0, 0, {}}, nullptr);
+        },
+        [&] {
+            return recv_with({1, 2, 0, 0, {}}, nullptr);
+        },
+        [&] {
+            return recv_with({1, 0, 0, 0, {}}, &peer);
+        },
+        [&] { return ovra_open(OVRA_ADDRESS_NONE, 010000); },
+        [&] { return ask("", "", "", 0).status; },
+    };
+    for (size_t i = 0; i < wrong.size(); ++i) {
+        errno = 0;
+        EXPECT_EQ(wrong[i](), -1) << i;
+        EXPECT_EQ(errno, EINVAL) << i;
+    }
+    EXPECT_EQ(receive(1000).error, EBADF);
+    EXPECT_EQ(send(-1, service_address, 1, ""), EBADF);
+}
+
+TEST_F(Server, LosesNothingWithoutMemory)
+{
+    SKIP_UNLESS_MEMORY_CAN_BE_SHORT();
+    const socket_end client = connect();
+    ASSERT_TRUE(send(client, request(1)));
+    for (int i = 0; i < 2; ++i) { // at the connection, and at the message
+        ovra_message message;
+        int result = 0;
+        {
+            const kiv_tests::memory_shortage short_of_memory;
+            result = ovra_recv(queue_, &message, nullptr, nullptr);
+        }
+        EXPECT_EQ(result, -1) << i;
+        EXPECT_EQ(errno, ENOMEM) << i;
+        EXPECT_EQ(message.block, nullptr) << i;
+    }
+    EXPECT_EQ(receive(queue_).opcode, 1U);
+}

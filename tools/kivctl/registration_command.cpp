@@ -245,7 +245,8 @@ int register_command(int argc, char **argv)
         return fail_request("message queue", -1);
     if (const int status = announce(queue, wanted); status != done)
         return status;
-    if (const int status = print("registered\n"); status != done)
+    if (const int status = print("registered by process " + std::to_string(getpid()) + "\n");
+        status != done)
         return status;
     const int held = hold(wanted.command);
     const int status = withdraw(queue, wanted);
@@ -272,7 +273,8 @@ int lock_command(int argc, char **argv)
         return *status;
     if (const int result = kivd_cli_lock(no_client, session); result != 0)
         return fail_request("lock", result);
-    if (const int status = print("locked\n"); status != done)
+    if (const int status = print("locked by process " + std::to_string(getpid()) + "\n");
+        status != done)
         return status;
     const int held = hold(optind < argc ? argv + optind : nullptr);
     const int result = kivd_cli_unlock(no_client, session);

@@ -133,12 +133,17 @@ change change_of(const char *role)
     return made;
 }
 
+// Has the daemon make the change, and says what was done in the words of its accounting line.
 int send(uint32_t opcode, const change &made)
 {
     owned<void> reply;
     uint32_t size = 0;
     const int result = send_request(opcode, &made, sizeof made, reply, size);
-    return result == 0 ? static_cast<int>(done) : fail_request(text_of(made.role_name), result);
+    if (result != 0)
+        return fail_request(text_of(made.role_name), result);
+    std::string line(KIVD_ROLE_TEXT_SIZE, '\0');
+    kivd_perm_group_wrapper_cli_str_get(line.data(), static_cast<int32_t>(opcode), &made);
+    return print(line.c_str() + std::string("\n"));
 }
 
 // What a name or a description cannot hold would be cut on the way.

@@ -66,7 +66,7 @@ int cmi_error(const std::string &expected = "answer", int32_t timeout = 10)
 process scripted(const std::function<void(const socket_end &connection)> &serve)
 {
     return process([serve](process &parent) {
-        const socket_end listener = listen();
+        const socket_end listener = open_listener();
         parent.tell();
         for (;;)
             serve(accept(listener));
@@ -141,7 +141,7 @@ TEST_F(Faults, NobodyIsThere)
     } const cases[] = {
         {"no folder", [] { rmdir("/run/kiv"); }},
         {"an empty folder", [] { mkdir("/run/kiv", 0755); }},
-        {"what a dead process left", [] { listen(); }},
+        {"what a dead process left", [] { open_listener(); }},
         {"a file",
          [] {
              unlink(service_path);
@@ -159,7 +159,7 @@ TEST_F(Faults, NobodyIsThere)
 
 TEST_F(Faults, AServiceThatMisbehavesIsFoundOutOrPassedOver)
 {
-    const socket_end listener = listen();
+    const socket_end listener = open_listener();
     for (const misdeed &deed : misdeeds) {
         const uint32_t token = ask();
         const socket_end connection = accept(listener);
@@ -180,7 +180,7 @@ TEST_F(Faults, AServiceThatMisbehavesWithARequest)
 {
     size_t turn = 0;
     const process service([&turn](process &parent) {
-        const socket_end listener = listen();
+        const socket_end listener = open_listener();
         parent.tell();
         for (const misdeed &deed : misdeeds) {
             const socket_end connection = accept(listener);
@@ -204,7 +204,7 @@ TEST_F(Faults, AnAnswerOfEveryOtherLengthIsNone)
 {
     frame header{.opcode = 7, .length = 5, .text_length = {2, 1}, .is_answer = 1};
     const std::string body("t1\0t\0reply", 10);
-    const socket_end listener = listen();
+    const socket_end listener = open_listener();
     for (size_t length = 0; length <= 32 + body.size() + 1; ++length) {
         header.token = ask();
         const socket_end connection = accept(listener);
@@ -244,7 +244,7 @@ TEST_F(Faults, ABadClientIsCutOffAndTheOthersAreServed)
 
 TEST_F(Faults, AServiceDies)
 {
-    const socket_end listener = listen();
+    const socket_end listener = open_listener();
     // Before its answer, with and without having read the request.
     for (const bool has_read : {false, true}) {
         const uint32_t token = ask();
@@ -281,14 +281,14 @@ TEST_F(Faults, AServiceDiesWhileItIsAsked)
 
 TEST_F(Faults, WhatADeadServiceSaidIsKeptWhenItsSuccessorIsFound)
 {
-    socket_end listener = listen();
+    socket_end listener = open_listener();
     const uint32_t first = ask();
     const uint32_t lost = ask();
     socket_end connection = accept(listener);
     ASSERT_TRUE(send(connection, answer(7, "before", first)));
     connection.close();
 
-    listener = listen();
+    listener = open_listener();
     const uint32_t second = ask("again");
     connection = accept(listener);
     EXPECT_EQ(receive(connection), request(7, "again", second)) << "delivered once";
@@ -316,12 +316,12 @@ TEST_F(Faults, ARestartedServiceGetsEveryRequestOnce)
 
 TEST_F(Faults, NothingIsWaitedForTooLong)
 {
-    const socket_end listener = listen(service, 0);
+    const socket_end listener = open_listener(service, 0);
     const uint32_t token = ask(); // nobody accepts
     constexpr uint64_t deaf = OVRA_ADDRESS(OVRA_NODE_LOCAL, 501);
-    const socket_end deaf_listener = listen(501);
+    const socket_end deaf_listener = open_listener(501);
     constexpr uint64_t crowded = OVRA_ADDRESS(OVRA_NODE_LOCAL, 502);
-    const socket_end crowded_listener = listen(502, 0);
+    const socket_end crowded_listener = open_listener(502, 0);
     const socket_end first_of_the_crowd = connect(502);
     const std::string large(OVRA_MAX_PAYLOAD, 'x');
     const struct {
@@ -383,7 +383,7 @@ TEST_F(Faults, AFloodEndsTheWaitInTime)
 
 TEST_F(Faults, AFullBacklogLosesNothing)
 {
-    const socket_end listener = listen();
+    const socket_end listener = open_listener();
     const uint32_t token = ask();
     const socket_end connection = accept(listener);
     for (uint32_t i = 1; i <= OVRA_MAX_BACKLOG + 1; ++i)
@@ -399,7 +399,7 @@ TEST_F(Faults, AFullBacklogLosesNothing)
 
 TEST_F(Faults, LateAnswersDoNotFillTheBacklog)
 {
-    const socket_end listener = listen();
+    const socket_end listener = open_listener();
     std::vector<uint32_t> given_up;
     for (uint32_t i = 0; i < OVRA_MAX_BACKLOG; ++i)
         given_up.push_back(ask());
@@ -416,8 +416,8 @@ TEST_F(Faults, LateAnswersDoNotFillTheBacklog)
 
 TEST_F(Faults, AnswersDoNotComeFromOthers)
 {
-    const socket_end listener = listen();
-    const socket_end other_listener = listen(501);
+    const socket_end listener = open_listener();
+    const socket_end other_listener = open_listener(501);
     const uint32_t token = ask();
     ASSERT_EQ(send(queue_, OVRA_ADDRESS(OVRA_NODE_LOCAL, 501), 7, ""), 0);
     const socket_end other = accept(other_listener);

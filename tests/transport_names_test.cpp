@@ -84,7 +84,7 @@ TEST_F(Names, WhatADeadProcessLeftIsTakenOver)
     dying.kill();
     EXPECT_TRUE(exists(service_path));
     rename(service_path, temporary_path); // as if it had died on the way
-    listen();
+    open_listener();
     EXPECT_EQ(open_error(), 0);
     EXPECT_FALSE(exists(service_path));
     EXPECT_FALSE(exists(temporary_path));
@@ -103,7 +103,7 @@ TEST_F(Names, AChildDoesNotKeepTheName)
 
 TEST_F(Names, AListenerWithoutTheLockKeepsItsName)
 {
-    const socket_end listener = listen();
+    const socket_end listener = open_listener();
     EXPECT_EQ(open_error(), EADDRINUSE);
     EXPECT_TRUE(exists(service_path));
 }
@@ -112,7 +112,7 @@ TEST_F(Names, ANewOwnerKeepsItsSocketWhenTheOldOneCloses)
 {
     const int queue = ovra_open(service_address, permissions);
     ASSERT_GE(queue, 0);
-    const socket_end stolen = listen();
+    const socket_end stolen = open_listener();
     EXPECT_EQ(ovra_close(queue), 0);
     EXPECT_TRUE(exists(service_path));
 }
@@ -157,7 +157,7 @@ TEST_F(Names, AFolderThatMayNotBeWrittenIsAnError)
 TEST_F(Names, OneOfManyGetsTheName)
 {
     for (int round = 0; round < 10; ++round) {
-        listen(); // leftovers
+        open_listener(); // leftovers
         std::array<std::unique_ptr<process>, 4> rivals;
         for (auto &rival : rivals) {
             rival = std::make_unique<process>([](process &parent) {

@@ -150,7 +150,7 @@ frame header_of(const std::string &record)
     return header;
 }
 
-socket_end listen(uint32_t sap, int backlog)
+socket_end open_listener(uint32_t sap, int backlog)
 {
     const sockaddr_un name = name_of(sap);
     unlink(name.sun_path);
@@ -200,9 +200,13 @@ result receive(int queue, uint32_t token, uint32_t wait, uint32_t flags)
 {
     const ovra_recv_options options{OVRA_OPTIONS_VERSION, flags, wait, token, {}};
     ovra_message message;
-    if (ovra_recv(queue, &message, nullptr, &options) != 0)
-        return {.error = errno};
-    result received{.opcode = ovra_opc_get(&message), .token = ovra_rr_token_get(&message)};
+    result received;
+    if (ovra_recv(queue, &message, nullptr, &options) != 0) {
+        received.error = errno;
+        return received;
+    }
+    received.opcode = ovra_opc_get(&message);
+    received.token = ovra_rr_token_get(&message);
     if (ovra_payload_size(&message) > 0)
         received.payload.assign(static_cast<const char *>(ovra_payload_get(&message)),
                                 ovra_payload_size(&message));

@@ -79,7 +79,7 @@ std::string answer(uint32_t opcode, const std::string &payload, uint32_t token);
 
 frame header_of(const std::string &record);
 
-socket_end listen(uint32_t sap = service, int backlog = 100);
+socket_end open_listener(uint32_t sap = service, int backlog = 100);
 socket_end accept(const socket_end &listener);
 socket_end connect(uint32_t sap = service);
 bool send(const socket_end &end, const std::string &record, int flags = 0);

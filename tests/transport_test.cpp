@@ -151,7 +151,7 @@ TEST_F(Server, GetsTextsModeClientAndAnAlignedPayload)
 
 TEST_F(Queue, SendsTheFrameThatIsLaidDown)
 {
-    const socket_end listener = listen();
+    const socket_end listener = open_listener();
     uint32_t token = 0;
     ASSERT_EQ(send(queue_, service_address, 0x01020304, "load", &token), 0);
     const socket_end end = accept(listener);
@@ -391,7 +391,7 @@ TEST_F(Queue, PollsReadableWhileThereIsSomethingToReceive)
 {
     EXPECT_TRUE(polls_readable(queue_)) << "nobody can send here: that is EPIPE";
     EXPECT_EQ(receive(queue_).error, EPIPE);
-    const socket_end listener = listen();
+    const socket_end listener = open_listener();
     uint32_t token = 0;
     ASSERT_EQ(send(queue_, service_address, 1, "", &token), 0);
     EXPECT_FALSE(polls_readable(queue_));

@@ -21,7 +21,7 @@ struct vsan_set {
 
 std::string text_of(vsan_set &set)
 {
-    std::string text(8192, '\0');
+    std::string text(16384, '\0');
     text.resize(static_cast<size_t>(bitset_sprintf(text.data(), text.size(), set.get())));
     return text;
 }

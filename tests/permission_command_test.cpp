@@ -85,7 +85,7 @@ TEST(KivctlInterfaces, RefusesWrongUsage)
         const char *error;
     };
     const refused_case cases[] = {
-        {"interfaces", "usage: kivctl interfaces check"},
+        {"interfaces nothing", "usage: kivctl interfaces"},
         {"interfaces check", "kivctl interfaces check: no --user-vsans\n"},
         {"interfaces check --user-vsans 1", "kivctl interfaces check: nothing to check: "},
         {"interfaces check --user-vsans 1-", "kivctl interfaces check: --user-vsans needs virtual"},

@@ -46,10 +46,10 @@ protected:
 // The errno value of a request, 0 for an answer.
 int cmi_error(const std::string &expected = "answer", int32_t timeout = 10)
 {
-    const char question[] = "question";
+    const std::string question = "question";
     void *response = nullptr;
-    uint32_t length = sizeof question;
-    const int status = cmi_req_resp(7, CMI_MODE_CHANGE, question, &response, &length, "", "",
+    auto length = static_cast<uint32_t>(question.size());
+    const int status = cmi_req_resp(7, CMI_MODE_CHANGE, question.data(), &response, &length, "", "",
                                     service, 37, timeout);
     const int error = status < 0 ? errno : 0;
     if (error == 0) {

@@ -62,7 +62,7 @@ TEST_F(Names, TheSocketComesAndGoesWithTheQueue)
     umask(before);
     ASSERT_GE(queue, 0);
     // The folder is bound there under proot, where it cannot go away.
-    EXPECT_TRUE(mode_of("/run/kiv") == 0755);
+    EXPECT_EQ(mode_of("/run/kiv"), 0755U);
     EXPECT_EQ(mode_of(service_path), 0666U);
     EXPECT_FALSE(exists(temporary_path));
     EXPECT_EQ(open_error(), EADDRINUSE) << "in the same process";

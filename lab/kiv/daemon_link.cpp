@@ -49,11 +49,12 @@ daemon_link::daemon_link()
     const int result = cmi_req_resp(kivd::message_status, CMI_MODE_QUERY, nullptr, &reply, &size,
                                     "", "", daemon_service, no_client, wait_seconds);
     const std::unique_ptr<void, freed> block(reply);
+    is_there_ = result != -1 || errno != EPIPE;
     kivd::daemon_status told;
     if (result != 0 || size != sizeof told)
         return;
     std::memcpy(&told, reply, sizeof told);
-    is_there_ = true;
+    answers_ = true;
     administrator_ = told.administrator;
 }
 
@@ -65,7 +66,7 @@ daemon_link::~daemon_link()
 std::string daemon_link::tree_path() const
 {
     std::array<char, KIVD_PARFILE_NAME_SIZE> name{};
-    if (!is_there_ || kivd_kiv_dynamic_parfile_name_get(no_client, name.data()) != 0)
+    if (!answers_ || kivd_kiv_dynamic_parfile_name_get(no_client, name.data()) != 0)
         return {};
     return std::string(tree_directory) + name.data();
 }
@@ -73,19 +74,22 @@ std::string daemon_link::tree_path() const
 std::optional<rights> daemon_link::user_rights(const tree_view &tree) const
 {
     const uid_t user = geteuid();
-    if (!is_there_ || user == 0 || user == administrator_)
+    if (!is_there_ || is_administrator(user))
         return {};
     // Without the configured roles, only the predefined ones permit anything.
     std::vector<kivd_perm_group> configured;
-    if (const failure failed = fetch_roles(configured))
+    const failure failed = answers_ ? fetch_roles(configured) : "the daemon does not answer";
+    if (failed)
         complain(*failed);
     return rights(roles_of_user(kiv::roles::user_name(user)), std::move(configured), tree);
 }
 
 failure daemon_link::lock()
 {
-    if (!is_there_ || has_lock_)
+    if (!is_there_)
         return {};
+    if (!answers_)
+        return "the daemon does not answer";
     if (const int result = kivd_cli_lock(no_client, session_id()); result != 0)
         return lock_failure(result);
     has_lock_ = true;

@@ -22,7 +22,12 @@ public:
     daemon_link(const daemon_link &) = delete;
     daemon_link &operator=(const daemon_link &) = delete;
 
+    // A daemon that does not answer is there all the same, and what depends on its answers is
+    // refused.
     bool is_there() const { return is_there_; }
+
+    // Whether the daemon lets this user do everything.
+    bool is_administrator(uid_t user) const { return user == 0 || user == administrator_; }
 
     // The path of the tree in force; empty where the daemon has none.
     std::string tree_path() const;
@@ -30,12 +35,14 @@ public:
     // What this shell's user may run; none where that is everything.
     std::optional<rights> user_rights(const tree_view &tree) const;
 
-    // Takes the configuration lock, unless this shell has it, and gives it back.
+    // Takes the configuration lock, or makes sure that this shell has it still, which it has not
+    // where the daemon was started again; and gives it back.
     failure lock();
     void unlock();
 
 private:
     bool is_there_ = false;
+    bool answers_ = false;
     uint32_t administrator_ = 0;
     bool has_lock_ = false;
 };

@@ -1,6 +1,5 @@
 #include "rights.h"
 
-#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -30,16 +29,6 @@ bool is_granted(const kiv_array_tree_node &node, int32_t role)
 {
     const auto bit = static_cast<size_t>(role);
     return (node.permissions_mask[bit / 8] >> bit % 8 & 1) != 0;
-}
-
-// Configuration mode is for whoever may configure anything.
-bool may_configure(const kivd_perm_group &role)
-{
-    const auto *end = role.rules + std::clamp(role.rule_count, 0, KIVD_ROLE_RULES);
-    return std::any_of(role.rules, end, [](const kivd_perm_group_conf_entry &rule) {
-        return rule.slot_state == 0 && rule.command_type == KIVD_COMMAND_CONFIG &&
-               rule.rule_type == KIVD_RULE_PERMIT;
-    });
 }
 
 } // namespace
@@ -89,8 +78,9 @@ decision rights::of_role(const std::string &name, const command &parsed, bool co
     if (index < 0)
         return {false, name, 0, "there is no role " + name};
     const kivd_perm_group &role = configured_[static_cast<size_t>(index)];
-    if (tree_.function(parsed.node) == configure_function && may_configure(role))
-        return {true, name, 0, "role " + name + " has a rule that permits configuration"};
+    // Configuration mode is for whoever may configure anything.
+    if (tree_.function(parsed.node) == configure_function)
+        return kiv::roles::decide(role, {KIVD_COMMAND_CONFIG, {}, true});
     return decide(role, action_of(parsed, configures));
 }
 

@@ -119,10 +119,11 @@ failure session::execute(const command &parsed)
     }
     if (auto failed = lock_for(parsed))
         return failed;
-    if (auto failed = run(*found, parsed, out))
-        return failed;
-    ended_ = found->after == mode_change::leave && modes_.size() == 1;
-    failure failed = modes_.advance(tree_, parsed, found->after);
+    failure failed = run(*found, parsed, out);
+    if (!failed) {
+        ended_ = found->after == mode_change::leave && modes_.size() == 1;
+        failed = modes_.advance(tree_, parsed, found->after);
+    }
     if (daemon_ != nullptr && modes_.size() <= configuration_position)
         daemon_->unlock();
     return failed;

@@ -47,6 +47,7 @@ int daemon::start()
         return error;
     if (follow_owners())
         commit(tables{tables_});
+    publication_.open();
     merge();
     return 0;
 }
@@ -75,7 +76,7 @@ bool daemon::follow_owners()
 void daemon::count_bad(const std::string &complaint)
 {
     ++status_.bad_messages;
-    log_.complain_rarely(complaint);
+    log_.complain_rarely(log_writer::bad_message, complaint);
 }
 
 bool daemon::is_refused(const message &row, const request &asked)
@@ -86,8 +87,10 @@ bool daemon::is_refused(const message &row, const request &asked)
     if (found.permitted)
         return false;
     ++status_.refusals;
-    log_.complain_rarely(std::string(row.name) + " refused to " + who(asked.sender) + ": " +
-                         found.why + " (configuration of " + row.feature + ")");
+    log_.complain_rarely(log_writer::refusal,
+                         std::string(row.name) + " refused to " + who(asked.sender) + ": " +
+                             found.why + " (configuration of " +
+                             (*row.feature == '\0' ? "anything" : row.feature) + ")");
     return true;
 }
 
@@ -104,15 +107,17 @@ reply daemon::serve(const request &asked)
         return {asked.opcode, KIV_ERROR_DENIED};
     const reply made = row->serve(*this, asked);
     if (made.status != 0)
-        log_.complain_rarely(std::string(row->name) + " from " + who(asked.sender) +
-                             " failed: " + syserr2str(made.status));
+        log_.complain_rarely(log_writer::failure, std::string(row->name) + " from " +
+                                                      who(asked.sender) +
+                                                      " failed: " + syserr2str(made.status));
     return made;
 }
 
 uint32_t daemon::commit(const tables &next)
 {
     if (const int error = file_.store(next); error != 0) {
-        log_.complain_rarely(std::string("cannot store the state: ") + std::strerror(error));
+        log_.complain_rarely(log_writer::failure,
+                             std::string("cannot store the state: ") + std::strerror(error));
         return KIV_ERROR_NOT_STORED;
     }
     tables_ = next;
@@ -139,26 +144,31 @@ void daemon::merge()
                std::to_string(report.trees) + " trees");
 }
 
+// All that have ended are withdrawn at once, whether they are one or hundreds.
 void daemon::ended()
 {
+    tables next = tables_;
+    bool had_trees = false;
+    bool had_any = false;
     while (const std::optional<process> gone = processes_.take_ended()) {
         if (lock_ && lock_->owner == *gone) {
             lock_.reset();
             log_.write("lock released: process " + std::to_string(gone->pid) + " has ended");
         }
-        tables next = tables_;
         const int32_t interfaces = next.interfaces.last_index;
-        const bool had_trees = withdraw(next, *gone);
-        if (!had_trees && next.interfaces.last_index == interfaces)
+        const bool had_tree = withdraw(next, *gone);
+        had_trees = had_trees || had_tree;
+        if (!had_tree && next.interfaces.last_index == interfaces)
             continue;
+        had_any = true;
         log_.write("process " + std::to_string(gone->pid) +
                    " has ended: what it had registered is withdrawn");
-        // Where it cannot be stored it is withdrawn all the same: nobody serves these commands.
-        if (commit(next) != 0)
-            tables_ = next;
-        if (had_trees)
-            merge();
     }
+    // Where it cannot be stored it is withdrawn all the same: nobody serves these commands.
+    if (had_any && commit(next) != 0)
+        tables_ = next;
+    if (had_trees)
+        merge();
 }
 
 } // namespace kivd

@@ -34,7 +34,6 @@ struct reply {
     uint32_t opcode;
     uint32_t status = 0;
     std::span<const std::byte> payload{}; // valid until the next message
-    bool wanted = true;                   // an answer is sent, if the sender waits for one or not
 };
 
 struct message;
@@ -65,7 +64,6 @@ private:
         int32_t session;
     };
 
-    const message *find(const request &asked) const;
     bool is_refused(const message &row, const request &asked);
     uint32_t commit(const tables &next);
     void merge();

@@ -1,9 +1,11 @@
 #include "log.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <utility>
 
 #include <fcntl.h>
 #include <syslog.h>
@@ -72,25 +74,39 @@ void log_writer::write(level weight, std::string_view text)
         descriptor, (file_ ? time_stamp() : std::string("kivd: ")) + line + "\n"));
 }
 
-void log_writer::tell_suppressed()
+void log_writer::tell_suppressed(kind about)
 {
-    if (suppressed_ > 0)
-        complain(std::to_string(suppressed_) + " more complaints of this kind");
-    suppressed_ = 0;
+    static constexpr std::array<const char *, kinds> names{"bad messages", "refused changes",
+                                                           "failures"};
+    const int count = std::exchange(budgets_[about].suppressed, 0);
+    if (count > 0)
+        complain(std::to_string(count) + " more " + names[about]);
 }
 
-void log_writer::complain_rarely(std::string_view text)
+void log_writer::tell_suppressed()
 {
+    for (const kind about : {bad_message, refusal, failure})
+        tell_suppressed(about);
+}
+
+bool log_writer::has_suppressed() const
+{
+    return std::ranges::any_of(budgets_, [](const budget &each) { return each.suppressed > 0; });
+}
+
+void log_writer::complain_rarely(kind about, std::string_view text)
+{
+    budget &left = budgets_[about];
     const clock::time_point now = clock::now();
-    if (now - second_ >= std::chrono::seconds(1)) {
-        tell_suppressed();
-        second_ = now;
-        in_second_ = 0;
+    if (now - left.second >= std::chrono::seconds(1)) {
+        tell_suppressed(about);
+        left.second = now;
+        left.lines = 0;
     }
-    if (++in_second_ <= lines_in_a_second)
+    if (++left.lines <= lines_in_a_second)
         complain(text);
     else
-        ++suppressed_;
+        ++left.suppressed;
 }
 
 } // namespace kivd

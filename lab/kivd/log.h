@@ -2,7 +2,9 @@
 #ifndef LAB_KIVD_LOG_H
 #define LAB_KIVD_LOG_H
 
+#include <array>
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -22,23 +24,32 @@ public:
     void write(std::string_view text) { write(info, text); }
     void complain(std::string_view text) { write(warning, text); }
 
-    // For what others can cause as often as they like: so many lines in a second, then one line
-    // that says how many there were.
-    void complain_rarely(std::string_view text);
+    // For what others can cause as often as they like: so many lines of each kind in a second, so
+    // that none of them hides another, and then one line that says how many more there were.
+    enum kind : uint8_t { bad_message, refusal, failure, kinds };
+    void complain_rarely(kind about, std::string_view text);
+
+    // Whether there is something to tell when the second is over, and telling it.
+    bool has_suppressed() const;
+    void tell_suppressed();
 
 private:
     enum level { info, warning };
     using clock = std::chrono::steady_clock;
 
     void write(level weight, std::string_view text);
-    void tell_suppressed();
+    struct budget {
+        clock::time_point second{};
+        int lines = 0;
+        int suppressed = 0;
+    };
+
+    void tell_suppressed(kind about);
 
     std::string file_name_; // empty: no file
     kiv::support::unique_fd file_;
     bool to_system_ = false;
-    clock::time_point second_{};
-    int in_second_ = 0;
-    int suppressed_ = 0;
+    std::array<budget, kinds> budgets_{};
 };
 
 } // namespace kivd

@@ -54,11 +54,18 @@ struct handlers {
         return {message.opcode, status != 0 ? status : me.commit(next)};
     }
 
+    // The process that something is to belong to. One that has ended, and whose number it may have
+    // by now, is seen off first.
+    static std::optional<process> owner_of(self me, asked message)
+    {
+        me.ended();
+        return me.processes_.follow(static_cast<int32_t>(message.sender.pid));
+    }
+
     template <class Record, auto Change>
     static reply change_of_owner(self me, asked message)
     {
-        const std::optional<process> owner =
-            me.processes_.follow(static_cast<int32_t>(message.sender.pid));
+        const std::optional<process> owner = owner_of(me, message);
         if (!owner)
             return {message.opcode, KIV_ERROR_DENIED};
         tables next = me.tables_;
@@ -175,8 +182,7 @@ struct handlers {
     static reply lock(self me, asked message)
     {
         const auto wanted = record_of<lock_message>(message);
-        const std::optional<process> owner =
-            me.processes_.follow(static_cast<int32_t>(message.sender.pid));
+        const std::optional<process> owner = owner_of(me, message);
         if (!owner)
             return {message.opcode, KIV_ERROR_DENIED};
         const bool same_session = me.lock_ && me.lock_->session == wanted.session;
@@ -195,7 +201,7 @@ struct handlers {
     static reply notice(self me, asked message)
     {
         ++me.status_.notices;
-        return {.opcode = message.opcode, .wanted = false};
+        return {message.opcode};
     }
 
     static reply online(self, asked) { return {platform_online}; }
@@ -212,9 +218,16 @@ struct handlers {
 
     static reply merge_report(self me, asked message)
     {
+        constexpr size_t room = OVRA_MAX_PAYLOAD - 64;
         me.text_.clear();
-        for (const std::string &line : me.left_out_)
-            me.text_.append(line).append("\n");
+        size_t told = 0;
+        for (; told < me.left_out_.size(); ++told) {
+            if (me.text_.size() + me.left_out_[told].size() >= room)
+                break;
+            me.text_.append(me.left_out_[told]).append("\n");
+        }
+        if (const size_t more = me.left_out_.size() - told; more > 0)
+            me.text_.append("and ").append(std::to_string(more)).append(" more\n");
         return {message.opcode, 0, std::as_bytes(std::span(me.text_.c_str(), me.text_.size() + 1))};
     }
 };
@@ -254,8 +267,7 @@ constexpr std::array message_table{
                              handlers::take_number<&kiv_cfg_info::session_timeout_second_form>>},
     message{937, "merge trees", 0, at_daemon, "registration", handlers::merge},
     message{938, "tree table", 0, at_daemon, nullptr, handlers::trees},
-    message{940, "lock notice", sizeof(lock_message), at_active | at_daemon, "session",
-            handlers::lock},
+    message{940, "lock notice", sizeof(lock_message), at_active | at_daemon, "", handlers::lock},
     message{943, "configuration notice", 0, at_platform, nullptr, handlers::notice},
     message{944, "online request", 0, at_platform, nullptr, handlers::online},
     message{946, "virtual SANs of roles", 0, at_daemon, nullptr, handlers::role_vsans},

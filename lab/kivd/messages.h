@@ -10,7 +10,8 @@ struct message {
     const char *name;
     size_t size;         // of the payload, exactly
     uint8_t where;       // where it may come in: access points
-    const char *feature; // what its sender must be allowed to configure; null: open to everybody
+    const char *feature; // what its sender must be allowed to configure, "" for anything at all;
+                         // null: open to everybody
     reply (*serve)(daemon &, const request &);
 };
 

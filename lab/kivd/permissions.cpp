@@ -1,6 +1,7 @@
 #include "permissions.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include "support/files.h"
 #include "support/unique_fd.h"
@@ -14,9 +15,12 @@ constexpr size_t longest_users_file = 1 << 20;
 // Read at each decision: it is short, and who edits it expects it to hold at once.
 std::string read_users(const std::string &name)
 {
-    const kiv::support::unique_fd file(open(name.c_str(), O_RDONLY | O_CLOEXEC));
+    // A pipe of that name is not waited for.
+    const kiv::support::unique_fd file(open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    struct stat status;
     std::string text;
-    if (!file || kiv::support::read_all(file.get(), longest_users_file, text) != 0)
+    if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
+        kiv::support::read_all(file.get(), longest_users_file, text) != 0)
         return {};
     return text;
 }
@@ -39,7 +43,7 @@ kiv::roles::decision permissions::may_change(const tables &all, const ovra_peer 
         names.emplace_back(kiv::roles::default_role);
     return kiv::roles::decide(names,
                               std::span(all.roles).first(static_cast<size_t>(all.role_count)),
-                              {KIVD_COMMAND_CONFIG, feature});
+                              {KIVD_COMMAND_CONFIG, feature, feature.empty()});
 }
 
 } // namespace kivd

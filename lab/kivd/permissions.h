@@ -23,7 +23,8 @@ public:
         return sender.uid == 0 || sender.uid == administrator_;
     }
 
-    // Whether the sender of a message may change the configuration of this feature.
+    // Whether the sender of a message may change the configuration of this feature; without one,
+    // that of any feature.
     kiv::roles::decision may_change(const tables &all, const ovra_peer &sender,
                                     std::string_view feature) const;
 

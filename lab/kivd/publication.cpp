@@ -25,6 +25,8 @@ namespace {
 constexpr const char *own_tree = "main_tree.par";
 constexpr const char *unfinished_file = "merging.par.new";
 constexpr size_t longest_tree = size_t{KIV_TREE_MAX_NODES} * sizeof(kiv_array_tree_node);
+// Of all contributed trees, most of which are shared nodes where they are more than one tree holds.
+constexpr size_t most_nodes = 4 * size_t{KIV_TREE_MAX_NODES};
 constexpr mode_t tree_mode = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
 
 // A contributed tree, read into memory of our own, so that nobody writes to it meanwhile.
@@ -60,8 +62,9 @@ std::string load(const std::string &path, loaded_tree &tree)
     return {};
 }
 
-// Of a merged tree, or of its marker.
-bool is_numbered(std::string_view name)
+} // namespace
+
+bool is_published_name(std::string_view name)
 {
     constexpr std::string_view stem = "main_tree";
     if (!name.starts_with(stem))
@@ -72,9 +75,7 @@ bool is_numbered(std::string_view name)
     return digits > 0 && (rest == ".par" || rest == ".par_done");
 }
 
-} // namespace
-
-publication::publication(std::string directory) : directory_(std::move(directory))
+void publication::open()
 {
     kivd_dynamic_parfile_init(directory_.c_str());
 }
@@ -89,13 +90,18 @@ merge_report publication::publish(const kiv_tree_table &trees)
     merge_report report;
     std::vector<loaded_tree> loaded;
     loaded.reserve(static_cast<size_t>(trees.last_index) + 2);
+    size_t room = most_nodes;
     const auto take = [&](const std::string &name, const std::string &file) {
         loaded_tree tree{name, {}};
-        const std::string fault = load(directory_ + "/" + file, tree);
-        if (fault.empty())
-            loaded.push_back(std::move(tree));
-        else
+        std::string fault = load(directory_ + "/" + file, tree);
+        if (fault.empty() && tree.nodes.size() > room)
+            fault = "the trees before it leave no room in memory";
+        if (!fault.empty()) {
             report.left_out.push_back(name + ": " + file + ": " + fault);
+            return;
+        }
+        room -= tree.nodes.size();
+        loaded.push_back(std::move(tree));
     };
     take("the shell's own", own_tree);
     for (int32_t i = 0; i <= trees.last_index; ++i)
@@ -128,6 +134,8 @@ int publication::write(const std::string &bytes)
         return EPROTO;
     const std::string file = kivd_get_new_dynamic_parfile_name();
     const std::string path = directory_ + "/" + file;
+    // A link that somebody has put there would be followed.
+    remove_file(file);
     if (const int error = kiv::support::replace_file(path, bytes, unfinished_file); error != 0)
         return error;
     if (chmod(path.c_str(), tree_mode) != 0 || file_ha_commit(file.c_str()) != 0) {
@@ -148,11 +156,13 @@ int publication::write(const std::string &bytes)
 void publication::remove_leftovers() const
 {
     const std::string current = kivd_get_current_dynamic_parfile_name();
-    std::error_code ignored;
-    for (const auto &entry : std::filesystem::directory_iterator(directory_, ignored)) {
-        const std::string file = entry.path().filename();
-        if (is_numbered(file) && !file.starts_with(current))
-            unlink(entry.path().c_str());
+    std::error_code error;
+    const std::filesystem::directory_iterator end;
+    for (std::filesystem::directory_iterator each(directory_, error); !error && each != end;
+         each.increment(error)) {
+        const std::string file = each->path().filename();
+        if (is_published_name(file) && !file.starts_with(current))
+            unlink(each->path().c_str());
     }
 }
 

@@ -6,6 +6,7 @@
 #define LAB_KIVD_PUBLICATION_H
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tables.h"
@@ -22,7 +23,11 @@ struct merge_report {
 class publication {
 public:
     // The folder of the contributed trees and of the merged ones.
-    explicit publication(std::string directory);
+    explicit publication(std::string directory) : directory_(std::move(directory)) {}
+
+    // Takes over the numbered files: only the one daemon that serves may, because the newest file
+    // of those before it is removed.
+    void open();
 
     // Merges what the table names and publishes the result.
     merge_report publish(const kiv_tree_table &trees);
@@ -39,6 +44,9 @@ private:
     std::string before_; // the file that was in force before
     bool published_ = false;
 };
+
+// Whether a file has a name that only merged trees and their markers have.
+bool is_published_name(std::string_view name);
 
 } // namespace kivd
 

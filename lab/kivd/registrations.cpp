@@ -6,6 +6,7 @@
 
 #include <kiv/platform/syserr.h>
 
+#include "publication.h"
 #include "tables.h"
 
 namespace kivd {
@@ -34,7 +35,8 @@ bool complete(const kiv_tree_table_entry &entry, kiv_tree_table_entry &completed
     std::string file(text_of(entry.par_file_name));
     if (file.empty())
         file = module + ".par";
-    if (!is_file_name(module) || !is_file_name(file) || file.size() >= sizeof entry.par_file_name)
+    if (!is_file_name(module) || !is_file_name(file) || is_published_name(file) ||
+        file.size() >= sizeof entry.par_file_name)
         return false;
     set_tree_table_entry(&completed, module.c_str(), file.c_str());
     return true;

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include <sys/epoll.h>
+#include <sys/resource.h>
 #include <sys/signalfd.h>
 
 #include "support/files.h"
@@ -20,6 +21,20 @@ constexpr uint32_t open_to_all = 0666;
 // What an event is about: a queue by its index, or one of these.
 constexpr uint64_t tag_signal = 100;
 constexpr uint64_t tag_processes = 101;
+
+// Milliseconds.
+constexpr int one_second = 1000;
+constexpr int no_limit = -1;
+
+// Every client that connects takes a descriptor, and the daemon needs some for its files.
+void raise_descriptor_limit()
+{
+    rlimit limit;
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return;
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
 
 } // namespace
 
@@ -54,6 +69,7 @@ int server::watch(int descriptor, uint64_t tag)
 
 int server::open()
 {
+    raise_descriptor_limit();
     sigset_t taken;
     sigemptyset(&taken);
     for (const int signal : {SIGTERM, SIGINT, SIGHUP})
@@ -99,8 +115,7 @@ void server::serve_one(size_t index)
     const reply made =
         daemon_.serve({points[index].where, ovra_opc_get(&message), payload, sender});
     // A one-way message is answered only where it asks for something.
-    const bool wanted =
-        made.wanted && (ovra_rr_token_get(&message) != 0 || made.opcode != ovra_opc_get(&message));
+    const bool wanted = ovra_rr_token_get(&message) != 0 || made.opcode != ovra_opc_get(&message);
     if (wanted && ovra_answer(queues_[index].number(), &message, made.opcode,
                               static_cast<int32_t>(made.status), made.payload.data(),
                               static_cast<uint32_t>(made.payload.size())) != 0)
@@ -126,9 +141,12 @@ int server::run()
 {
     for (;;) {
         epoll_event event;
-        const int count = epoll_wait(events_.get(), &event, 1, -1);
+        const int count =
+            epoll_wait(events_.get(), &event, 1, log_.has_suppressed() ? one_second : no_limit);
         if (count < 0 && errno != EINTR)
             return errno;
+        if (count == 0)
+            log_.tell_suppressed();
         if (count < 1)
             continue;
         if (event.data.u64 == tag_processes)

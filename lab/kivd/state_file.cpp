@@ -90,14 +90,10 @@ state_file::outcome state_file::read(const std::string &name, tables &all,
                                      std::vector<std::string> &remarks) const
 {
     const kiv::support::unique_fd file(open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
-    if (!file) {
-        if (errno == ENOENT)
-            return outcome::missing;
-        remarks.push_back(name + because(errno));
-        return outcome::unusable;
-    }
+    if (!file && errno == ENOENT)
+        return outcome::missing;
     std::string bytes;
-    const int error = kiv::support::read_all(file.get(), file_size, bytes);
+    const int error = file ? kiv::support::read_all(file.get(), file_size, bytes) : errno;
     const std::string fault =
         error == EFBIG ? "is too long"
                        : (error != 0 ? "cannot be read" + because(error) : decode(bytes, all));
@@ -112,8 +108,10 @@ state_file::outcome state_file::read(const std::string &name, tables &all,
 int state_file::load(tables &all, std::vector<std::string> &remarks)
 {
     reset(all);
-    if (const int error = make_directory(directory_); error != 0)
+    if (const int error = make_directory(directory_); error != 0) {
+        remarks.push_back(directory_ + because(error));
         return error;
+    }
     const outcome newest = read(current_, all, remarks);
     if (newest == outcome::loaded)
         return 0;

@@ -8,6 +8,7 @@
 #include <functional>
 #include <span>
 #include <string_view>
+#include <tuple>
 
 #include "grammar/tree_records.h"
 
@@ -33,7 +34,10 @@ struct parameter_bytes {
         return reinterpret_cast<const char *>(&parameter);
     }
 
-    auto operator<=>(const parameter_bytes &) const = default;
+    std::strong_ordering operator<=>(const parameter_bytes &other) const
+    {
+        return std::tie(before, help, behind) <=> std::tie(other.before, other.help, other.behind);
+    }
 
     std::string_view before;
     std::string_view help;
@@ -80,7 +84,7 @@ bool is_argument(const kiv_array_tree_node &node)
 
 bool same_key(const kiv_array_tree_node &a, const kiv_array_tree_node &b)
 {
-    return field_text(a.token) == field_text(b.token) && compare_parameters(a, b) == 0;
+    return field_text(a.token) == field_text(b.token) && std::is_eq(compare_parameters(a, b));
 }
 
 bool goes_before(const kiv_array_tree_node &a, const kiv_array_tree_node &b)
@@ -89,7 +93,8 @@ bool goes_before(const kiv_array_tree_node &a, const kiv_array_tree_node &b)
         return is_argument(b);
     if (is_argument(a)) {
         const auto order = compare_parameters(a, b);
-        return order < 0 || (order == 0 && field_text(a.token) < field_text(b.token));
+        return std::is_lt(order) ||
+               (std::is_eq(order) && field_text(a.token) < field_text(b.token));
     }
     const int order = treelink_lexicograph_cmp(&a, &b);
     return order < 0 || (order == 0 && field_text(a.token) < field_text(b.token));

@@ -37,14 +37,24 @@ decision decide_predefined(const std::string &name)
 std::vector<std::string> words_of(std::string_view line)
 {
     std::vector<std::string> words;
-    line = line.substr(0, line.find('#'));
     constexpr std::string_view blanks = " \t\r";
     for (size_t start = 0; (start = line.find_first_not_of(blanks, start)) != line.npos;) {
+        if (line[start] == '#')
+            break;
         const size_t end = std::min(line.find_first_of(blanks, start), line.size());
         words.emplace_back(line.substr(start, end - start));
         start = end;
     }
     return words;
+}
+
+// Whether the rule says something about the action.
+bool applies(const kivd_perm_group_conf_entry &rule, const action &wanted)
+{
+    if (wanted.of_any_feature)
+        return rule.slot_state == 0 && rule.command_type == wanted.type &&
+               rule.rule_type == KIVD_RULE_PERMIT;
+    return matches(rule, wanted);
 }
 
 } // namespace
@@ -54,7 +64,7 @@ decision decide(const kivd_perm_group &role, const action &wanted)
     const std::string name(text_of(role.name));
     for (int number = std::clamp(role.rule_count, 0, KIVD_ROLE_RULES); number > 0; --number) {
         const kivd_perm_group_conf_entry &rule = role.rules[number - 1];
-        if (!matches(rule, wanted))
+        if (!applies(rule, wanted))
             continue;
         const bool permitted = rule.rule_type == KIVD_RULE_PERMIT;
         return {permitted, name, number,

@@ -22,7 +22,8 @@ namespace kiv::roles {
 constexpr std::string_view administrator_role = "network-admin";
 constexpr std::string_view default_role = "network-operator";
 
-// Which user has which roles: lines "USER ROLE [ROLE...]", "#" begins a comment. Users without a
+// Which user has which roles: lines "USER ROLE [ROLE...]"; a word that
+// begins with "#" begins a comment. Users without a
 // line have the default role, the administrator's user the administrator's.
 inline constexpr const char *users_file = "/ubex/etc/kivd/users";
 
@@ -30,6 +31,7 @@ inline constexpr const char *users_file = "/ubex/etc/kivd/users";
 struct action {
     kivd_command_type type;
     std::string_view feature;
+    bool of_any_feature = false; // enough where a rule permits one, whichever it is
 };
 
 struct decision {

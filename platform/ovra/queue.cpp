@@ -67,11 +67,8 @@ int queue::reach(uint64_t address, deadline &until, peer *&to)
     made->address = address;
     if (const int error = made->link.connect(address, until); error != 0)
         return error;
-    to = &peers_.add(std::move(made));
-    const int error = waiting_.add(to->link.number(), to->id);
-    if (error != 0)
-        peers_.remove(*to);
-    return error;
+    to = made.get();
+    return admit(std::move(made));
 }
 
 int queue::send_to(peer &to, outgoing_frame &frame, ovra_message *sent, deadline &until)
@@ -219,11 +216,17 @@ void queue::accept()
             pause(true);
         return;
     }
-    if (accepted->link.take(std::move(socket)) != 0)
-        return;
-    peer &added = peers_.add(std::move(accepted));
-    if (waiting_.add(added.link.number(), added.id) != 0)
-        remove(added);
+    if (accepted->link.take(std::move(socket)) == 0)
+        admit(std::move(accepted));
+}
+
+int queue::admit(std::unique_ptr<peer> added)
+{
+    peer &kept = peers_.add(std::move(added));
+    const int error = waiting_.add(kept.link.number(), kept.id);
+    if (error != 0)
+        remove(kept);
+    return error;
 }
 
 // Leaves connections waiting until one is closed, or for a while when it's the system that has no

@@ -25,6 +25,9 @@ public:
     // Without a token, 0, the next message of whatever kind.
     int receive(uint32_t token, block &message, deadline &until);
 
+    // Takes a connection into use; what this queue makes and accepts comes here.
+    int admit(std::unique_ptr<peer> added);
+
     std::unordered_map<uint32_t, uint16_t> options; // of opcodes
 
 private:

@@ -44,4 +44,20 @@ int send_request(uint32_t opcode, const void *payload, uint32_t size, owned<void
     return result;
 }
 
+merge_outcome send_merge()
+{
+    constexpr uint32_t opcode = 937;
+    owned<void> reply;
+    merge_outcome made{};
+    uint32_t size = 0;
+    made.result = send_request(opcode, nullptr, 0, reply, size);
+    if (made.result == 0 && size != sizeof made.word) {
+        made.result = -1;
+        errno = EPROTO;
+    }
+    if (made.result == 0)
+        std::memcpy(&made.word, reply.get(), sizeof made.word);
+    return made;
+}
+
 } // namespace kivctl

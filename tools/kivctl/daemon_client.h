@@ -32,6 +32,14 @@ int fail_request(std::string_view subject, int64_t result);
 int send_request(uint32_t opcode, const void *payload, uint32_t size, owned<void> &reply,
                  uint32_t &reply_size);
 
+// Has the daemon merge the trees. `result` is that of the request; without an error `word` says
+// what came of the merge, in the daemon's word.
+struct merge_outcome {
+    int64_t result;
+    uint32_t word;
+};
+merge_outcome send_merge();
+
 // A message queue without an address, closed at the end.
 class message_queue {
 public:

@@ -1,5 +1,6 @@
 // Questions to the daemon, and the changes of its settings.
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <string>
@@ -19,10 +20,6 @@ namespace kivctl {
 
 namespace {
 
-constexpr int json_code = first_own_code;
-constexpr std::array json_options{option{"json", no_argument, nullptr, json_code}, help_option,
-                                  no_more_options};
-
 constexpr const char *daemon_usage = "usage: kivctl daemon status [--json]\n"
                                      "\n"
                                      "Shows what the daemon does.\n";
@@ -40,7 +37,7 @@ constexpr const char *merge_usage =
 
 constexpr const char *settings_usage =
     "usage: kivctl settings [show] [--json]\n"
-    "       kivctl settings set NAME VALUE\n"
+    "       kivctl settings set [--json] NAME VALUE\n"
     "\n"
     "The settings of the shell that the daemon keeps: switchname, session-timeout,\n"
     "session-timeout-2, max-sessions.\n";
@@ -49,10 +46,7 @@ constexpr const char *settings_usage =
 // end.
 std::optional<int> read_form(int argc, char **argv, const char *usage, bool &json)
 {
-    if (const auto status = read_options(argc, argv, {"", json_options, usage}, [&](int) {
-            json = true;
-            return std::string();
-        }))
+    if (const auto status = read_json_option(argc, argv, usage, json))
         return status;
     return optind == argc ? std::nullopt : std::optional(refuse_usage(usage));
 }
@@ -116,50 +110,46 @@ int report_merge(bool json)
     return status == done && !complete ? static_cast<int>(failed) : status;
 }
 
+// Each with the message that changes it. The name of the switch has no number.
 struct setting {
     std::string_view name;
-    // Returns 0 or -1.
-    int (*set)(const char *text, int32_t number);
-    bool is_number;
+    uint32_t opcode;
+    int32_t kiv_cfg_info::*number;
 };
 
 constexpr std::array setting_table{
-    setting{"switchname",
-            [](const char *text, int32_t) { return kivd_switchname_set(no_client, text); }, false},
-    setting{
-        "session-timeout",
-        [](const char *, int32_t number) { return kivd_session_timeout_set(no_client, number, 1); },
-        true},
-    setting{
-        "session-timeout-2",
-        [](const char *, int32_t number) { return kivd_session_timeout_set(no_client, number, 0); },
-        true},
-    setting{"max-sessions",
-            [](const char *, int32_t number) {
-                return kivd_max_kiv_sessions_set(no_client, number, 0);
-            },
-            true},
+    setting{"switchname", 917, nullptr},
+    setting{"session-timeout", 935, &kiv_cfg_info::session_timeout},
+    setting{"session-timeout-2", 936, &kiv_cfg_info::session_timeout_second_form},
+    setting{"max-sessions", 7661, &kiv_cfg_info::max_sessions},
 };
+
+int change_setting(const setting &row, const char *text, bool json)
+{
+    kiv_cfg_info wanted{};
+    if (row.number != nullptr && !read_number(text, wanted.*row.number))
+        return refuse("settings", std::string("not a number: ") + text);
+    if (row.number == nullptr && std::strlen(text) >= KIVD_SWITCHNAME_SIZE)
+        return fail(row.name, "the name is too long");
+    if (row.number == nullptr)
+        std::memcpy(wanted.switchname, text, std::strlen(text));
+    const int result = kivd_kiv_configuration_set(no_client, &wanted, row.opcode, 0, "", "");
+    return result != 0 ? fail_request(row.name, result)
+                       : report_change(json, "setting", std::string(row.name), "changed");
+}
 
 int set_setting(int argc, char **argv)
 {
-    if (argc != 3)
+    bool json = false;
+    if (const auto status = read_json_option(argc, argv, settings_usage, json))
+        return *status;
+    if (argc - optind != 2)
         return refuse_usage(settings_usage);
-    const std::string_view name = argv[1];
-    for (const setting &row : setting_table) {
-        if (row.name != name)
-            continue;
-        int32_t number = 0;
-        if (row.is_number && !read_number(argv[2], number))
-            return refuse(argv[0], std::string("not a number: ") + argv[2]);
-        errno = 0;
-        if (row.set(argv[2], number) == 0)
-            return done;
-        // The library tells success from failure only.
-        return errno != 0 ? fail_request(name, -1)
-                          : fail(name, "the daemon has refused the value, or the change");
-    }
-    return refuse(argv[0], std::string("no setting ") + argv[1]);
+    const auto *row =
+        std::ranges::find(setting_table, std::string_view(argv[optind]), &setting::name);
+    if (row == setting_table.end())
+        return refuse(argv[0], std::string("no setting ") + argv[optind]);
+    return change_setting(*row, argv[optind + 1], json);
 }
 
 int show_settings(int argc, char **argv)
@@ -214,12 +204,11 @@ int merge_command(int argc, char **argv)
     bool json = false;
     if (const auto status = read_form(argc, argv, merge_usage, json))
         return *status;
-    errno = 0;
-    const int32_t result = kivd_generate_main_tree(no_client);
-    if (result == -1)
-        return fail_request("merge", result);
-    if (result != 0 && static_cast<uint32_t>(result) != KIV_ERROR_TREE_UNUSABLE)
-        return fail_request("merge", result);
+    const merge_outcome made = send_merge();
+    if (made.result != 0)
+        return fail_request("merge", made.result);
+    if (made.word != 0 && made.word != KIV_ERROR_TREE_UNUSABLE)
+        return fail_request("merge", made.word);
     return report_merge(json);
 }
 

@@ -95,4 +95,22 @@ int summary::print(bool json) const
     return kivctl::print(json ? object.text() + '\n' : all);
 }
 
+int report_change(bool json, std::string kind, std::string subject, std::string state)
+{
+    if (!json)
+        return kivctl::print("");
+    summary all;
+    all.add(std::move(kind), std::move(subject));
+    all.add("state", std::move(state));
+    return all.print(true);
+}
+
+std::optional<int> read_json_option(int argc, char **argv, const char *usage, bool &json)
+{
+    return read_options(argc, argv, {"+", json_options, usage}, [&](int) {
+        json = true;
+        return std::string();
+    });
+}
+
 } // namespace kivctl

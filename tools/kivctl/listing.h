@@ -2,12 +2,16 @@
 #ifndef KIVCTL_LISTING_H
 #define KIVCTL_LISTING_H
 
+#include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
+
+#include "options.h"
 
 namespace kivctl {
 
@@ -43,6 +47,17 @@ public:
 private:
     std::vector<std::pair<std::string, cell>> rows_;
 };
+
+// Says in JSON what a job has done to what; it is silent otherwise.
+int report_change(bool json, std::string kind, std::string subject, std::string state);
+
+// The code of --json, and the options of jobs that have no other.
+inline constexpr int json_code = first_own_code;
+inline constexpr std::array json_options{option{"json", no_argument, nullptr, json_code},
+                                         help_option, no_more_options};
+
+// Reads --json. Options end at the first operand. Returns the exit status where that is the end.
+std::optional<int> read_json_option(int argc, char **argv, const char *usage, bool &json);
 
 } // namespace kivctl
 

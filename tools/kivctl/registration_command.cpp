@@ -19,6 +19,7 @@
 
 #include "commands.h"
 #include "daemon_client.h"
+#include "listing.h"
 #include "options.h"
 #include "report.h"
 
@@ -29,7 +30,8 @@ namespace kivctl {
 namespace {
 
 constexpr const char *register_usage =
-    "usage: kivctl register [--merge] [--interface NAME=MASK]... [TREE]... [-- COMMAND...]\n"
+    "usage: kivctl register [--json] [--merge] [--interface NAME=MASK]... [TREE]...\n"
+    "                       [-- COMMAND...]\n"
     "\n"
     "Registers command trees, by the names of their files TREE.par in /ubex/etc/par, and types of\n"
     "interfaces. They stay registered while COMMAND runs, or until kivctl is interrupted.\n"
@@ -38,25 +40,26 @@ constexpr const char *register_usage =
     "  --interface NAME=MASK   a type of interfaces, with its bits\n";
 
 constexpr const char *deregister_usage =
-    "usage: kivctl deregister [--merge] [--interface MASK]... [TREE]...\n"
+    "usage: kivctl deregister [--json] [--merge] [--interface MASK]... [TREE]...\n"
     "\n"
     "Withdraws what others have registered.\n";
 
 constexpr const char *lock_usage =
-    "usage: kivctl lock [--session N] [-- COMMAND...]\n"
+    "usage: kivctl lock [--json] [--session N] [-- COMMAND...]\n"
     "\n"
     "Holds the configuration lock while COMMAND runs, or until kivctl is interrupted.\n";
 
-constexpr const char *unlock_usage = "usage: kivctl unlock [--session N]\n"
+constexpr const char *unlock_usage = "usage: kivctl unlock [--json] [--session N]\n"
                                      "\n"
                                      "Ends the lock of a session.\n";
 
-enum option_code : int { merge_code = first_own_code, interface_code, session_code };
+enum option_code : int { merge_code = json_code + 1, interface_code, session_code };
 
 constexpr std::array registration_options{
-    option{"merge", no_argument, nullptr, merge_code},
+    json_options.front(), option{"merge", no_argument, nullptr, merge_code},
     option{"interface", required_argument, nullptr, interface_code}, help_option, no_more_options};
-constexpr std::array session_options{option{"session", required_argument, nullptr, session_code},
+constexpr std::array session_options{json_options.front(),
+                                     option{"session", required_argument, nullptr, session_code},
                                      help_option, no_more_options};
 
 struct interface_type {
@@ -65,6 +68,7 @@ struct interface_type {
 };
 
 struct registration {
+    bool json = false;
     bool merge = false;
     std::vector<interface_type> interfaces;
     std::vector<const char *> trees;
@@ -100,7 +104,7 @@ std::optional<int> read_registration(int argc, char **argv, const char *usage, b
     const auto take = [&](int code) -> std::string {
         if (code == interface_code)
             return take_interface(into, optarg, with_names);
-        into.merge = true;
+        (code == json_code ? into.json : into.merge) = true;
         return {};
     };
     if (const auto status = read_options(argc, argv, {"+", registration_options, usage}, take))
@@ -152,9 +156,10 @@ int hold(char **command)
 
 int request_merge()
 {
-    errno = 0;
-    const int32_t result = kivd_generate_main_tree(no_client);
-    return result == 0 ? static_cast<int>(done) : fail_request("merge", result);
+    const merge_outcome made = send_merge();
+    return made.result == 0 && made.word == 0
+               ? static_cast<int>(done)
+               : fail_request("merge", made.result != 0 ? made.result : made.word);
 }
 
 int change_trees(const registration &wanted, int change(uint32_t, const char *))
@@ -225,12 +230,29 @@ int announce(const message_queue &queue, const registration &wanted)
     return wanted.merge ? request_merge() : static_cast<int>(done);
 }
 
-std::optional<int> read_session(int argc, char **argv, const char *usage, int32_t &session)
+struct lock_request {
+    bool json = false;
+    int32_t session = 0;
+};
+
+std::optional<int> read_session(int argc, char **argv, const char *usage, lock_request &into)
 {
-    return read_options(argc, argv, {"+", session_options, usage}, [&](int) {
-        return read_number(optarg, session) ? std::string()
-                                            : "not a number: " + std::string(optarg);
+    return read_options(argc, argv, {"+", session_options, usage}, [&](int code) {
+        into.json = into.json || code == json_code;
+        return code == json_code || read_number(optarg, into.session)
+                   ? std::string()
+                   : "not a number: " + std::string(optarg);
     });
+}
+
+// What is in force from now on, before it is held.
+int announce_state(const char *state, bool json)
+{
+    if (!json)
+        return print(std::string(state) + "\n");
+    summary all;
+    all.add("state", state);
+    return all.print(true);
 }
 
 } // namespace
@@ -245,8 +267,7 @@ int register_command(int argc, char **argv)
         return fail_request("message queue", -1);
     if (const int status = announce(queue, wanted); status != done)
         return status;
-    if (const int status = print("registered by process " + std::to_string(getpid()) + "\n");
-        status != done)
+    if (const int status = announce_state("registered", wanted.json); status != done)
         return status;
     const int held = hold(wanted.command);
     const int status = withdraw(queue, wanted);
@@ -263,33 +284,34 @@ int deregister_command(int argc, char **argv)
     const message_queue queue;
     if (queue.number() < 0)
         return fail_request("message queue", -1);
-    return withdraw(queue, wanted);
+    const int status = withdraw(queue, wanted);
+    return status == done && wanted.json ? announce_state("deregistered", true) : status;
 }
 
 int lock_command(int argc, char **argv)
 {
-    int32_t session = 0;
-    if (const auto status = read_session(argc, argv, lock_usage, session))
+    lock_request wanted;
+    if (const auto status = read_session(argc, argv, lock_usage, wanted))
         return *status;
-    if (const int result = kivd_cli_lock(no_client, session); result != 0)
+    if (const int result = kivd_cli_lock(no_client, wanted.session); result != 0)
         return fail_request("lock", result);
-    if (const int status = print("locked by process " + std::to_string(getpid()) + "\n");
-        status != done)
+    if (const int status = announce_state("locked", wanted.json); status != done)
         return status;
     const int held = hold(optind < argc ? argv + optind : nullptr);
-    const int result = kivd_cli_unlock(no_client, session);
+    const int result = kivd_cli_unlock(no_client, wanted.session);
     return result != 0 ? fail_request("unlock", result) : held;
 }
 
 int unlock_command(int argc, char **argv)
 {
-    int32_t session = 0;
-    if (const auto status = read_session(argc, argv, unlock_usage, session))
+    lock_request wanted;
+    if (const auto status = read_session(argc, argv, unlock_usage, wanted))
         return *status;
     if (optind != argc)
         return refuse_usage(unlock_usage);
-    const int result = kivd_cli_unlock(no_client, session);
-    return result == 0 ? static_cast<int>(done) : fail_request("unlock", result);
+    if (const int result = kivd_cli_unlock(no_client, wanted.session); result != 0)
+        return fail_request("unlock", result);
+    return wanted.json ? announce_state("unlocked", true) : static_cast<int>(done);
 }
 
 } // namespace kivctl

@@ -23,12 +23,13 @@ namespace kivctl {
 const char *const role_jobs_usage =
     "usage: kivctl roles predefined [--json]\n"
     "       kivctl roles show [--json] [NAME]\n"
-    "       kivctl roles add NAME [DESCRIPTION]\n"
-    "       kivctl roles description NAME [DESCRIPTION]\n"
-    "       kivctl roles rule NAME NUMBER permit|deny clear|config|debug|show|exec [FEATURE]\n"
-    "       kivctl roles rule NAME NUMBER none\n"
-    "       kivctl roles vsans NAME LIST|all|none\n"
-    "       kivctl roles remove NAME\n"
+    "       kivctl roles add [--json] NAME [DESCRIPTION]\n"
+    "       kivctl roles description [--json] NAME [DESCRIPTION]\n"
+    "       kivctl roles rule [--json] NAME NUMBER permit|deny\n"
+    "                         clear|config|debug|show|exec [FEATURE]\n"
+    "       kivctl roles rule [--json] NAME NUMBER none\n"
+    "       kivctl roles vsans [--json] NAME LIST|all|none\n"
+    "       kivctl roles remove [--json] NAME\n"
     "       kivctl roles explain [--json] USER COMMAND\n"
     "\n"
     "The daemon's roles. Rules 1 to 16 of a role are applied in the order of their numbers: the\n"
@@ -37,10 +38,6 @@ const char *const role_jobs_usage =
     "rule of it, permits a command to a user or denies it; exit status 1 where it is denied.\n";
 
 namespace {
-
-constexpr int json_code = first_own_code;
-constexpr std::array json_options{option{"json", no_argument, nullptr, json_code}, help_option,
-                                  no_more_options};
 
 template <size_t Size>
 std::string text_of(const char (&field)[Size])
@@ -92,15 +89,13 @@ std::string list_of(const bmask4096 &vsans)
 
 int print_roles(const role_table &table, std::string_view wanted)
 {
-    bool found = wanted.empty();
     for (int32_t i = 0; i < table.count; ++i) {
         const kivd_perm_group &role = table.roles.get()[i];
         if (!wanted.empty() && text_of(role.name) != wanted)
             continue;
         kivd_perm_group_entry_cli_show(&role, vsans_of(table, i));
-        found = true;
     }
-    return found ? print("") : fail(wanted, "no such role");
+    return print("");
 }
 
 int list_roles(const role_table &table, std::string_view wanted)
@@ -146,6 +141,21 @@ int send(uint32_t opcode, const change &made)
     return print(line.c_str() + std::string("\n"));
 }
 
+// A job that changes a role: its operands without the options, the first of which is the name.
+using operands = std::span<char *const>;
+
+int run_change(int argc, char **argv, const char *state, int work(operands))
+{
+    bool json = false;
+    if (const auto status = read_json_option(argc, argv, role_jobs_usage, json))
+        return *status;
+    if (optind == argc)
+        return refuse_usage(role_jobs_usage);
+    const operands given(argv + optind, static_cast<size_t>(argc - optind));
+    const int status = work(given);
+    return status == done ? report_change(json, "role", given.front(), state) : status;
+}
+
 // What a name or a description cannot hold would be cut on the way.
 bool fits(const char *text, size_t size)
 {
@@ -162,88 +172,113 @@ int set_description(const char *role, const char *text)
     return send(KIVD_ROLE_MESSAGE_DESCRIPTION, made);
 }
 
-} // namespace
-
-int show_roles(int argc, char **argv)
+int add(operands given)
 {
-    bool json = false;
-    if (const auto status = read_options(argc, argv, {"", json_options, role_jobs_usage}, [&](int) {
-            json = true;
-            return std::string();
-        }))
-        return *status;
-    if (optind + 1 < argc)
+    if (given.size() > 2)
         return refuse_usage(role_jobs_usage);
-    const char *wanted = optind < argc ? argv[optind] : "";
-    role_table table;
-    if (const int status = fetch(table); status != done)
+    if (!fits(given[0], KIVD_ROLE_NAME_SIZE))
+        return fail(given[0], "the name is too long");
+    if (const int status = send(KIVD_ROLE_MESSAGE_NAME, change_of(given[0])); status != done)
         return status;
-    return json ? list_roles(table, wanted) : print_roles(table, wanted);
+    return given.size() == 2 ? set_description(given[0], given[1]) : static_cast<int>(done);
 }
 
-int add_role(int argc, char **argv)
+int remove(operands given)
 {
-    if (argc < 2 || argc > 3)
+    if (given.size() != 1)
         return refuse_usage(role_jobs_usage);
-    if (!fits(argv[1], KIVD_ROLE_NAME_SIZE))
-        return fail(argv[1], "the name is too long");
-    if (const int status = send(KIVD_ROLE_MESSAGE_NAME, change_of(argv[1])); status != done)
-        return status;
-    return argc == 3 ? set_description(argv[1], argv[2]) : static_cast<int>(done);
-}
-
-int remove_role(int argc, char **argv)
-{
-    if (argc != 2)
-        return refuse_usage(role_jobs_usage);
-    change made = change_of(argv[1]);
+    change made = change_of(given[0]);
     made.no_flag = 1;
     return send(KIVD_ROLE_MESSAGE_NAME, made);
 }
 
-int change_role_description(int argc, char **argv)
+int describe(operands given)
 {
-    return argc == 2 || argc == 3 ? set_description(argv[1], argc == 3 ? argv[2] : "")
-                                  : refuse_usage(role_jobs_usage);
+    return given.size() <= 2 ? set_description(given[0], given.size() == 2 ? given[1] : "")
+                             : refuse_usage(role_jobs_usage);
 }
 
-int change_role_rule(int argc, char **argv)
+int set_rule(operands given)
 {
-    if (argc < 4 || argc > 6)
+    if (given.size() < 3 || given.size() > 5)
         return refuse_usage(role_jobs_usage);
-    change made = change_of(argv[1]);
+    change made = change_of(given[0]);
     made.kind = KIVD_ROLE_CHANGE_RULE;
-    if (!read_number(argv[2], made.rule_num))
-        return refuse(argv[0], std::string("not a number: ") + argv[2]);
-    if (std::string_view(argv[3]) == "none" && argc == 4) {
+    if (!read_number(given[1], made.rule_num))
+        return refuse("roles rule", std::string("not a number: ") + given[1]);
+    if (std::string_view(given[2]) == "none" && given.size() == 3) {
         made.no_flag = 1;
         return send(KIVD_ROLE_MESSAGE_RULE, made);
     }
-    const int32_t rule = number_of(argv[3], rule_words);
-    const int32_t type = argc > 4 ? number_of(argv[4], command_words) : 0;
-    const char *feature = argc > 5 ? argv[5] : "";
+    const int32_t rule = number_of(given[2], rule_words);
+    const int32_t type = given.size() > 3 ? number_of(given[3], command_words) : 0;
+    const char *feature = given.size() > 4 ? given[4] : "";
     if (rule == 0 || type == 0)
         return refuse_usage(role_jobs_usage);
     if (!fits(feature, sizeof made.rule.feature))
-        return fail(argv[1], "the name of the feature is too long");
-    kivd_perm_group_conf_entry_populate(&made.rule, rule, type, feature, argc == 5 ? 1 : 0);
+        return fail(given[0], "the name of the feature is too long");
+    kivd_perm_group_conf_entry_populate(&made.rule, rule, type, feature, given.size() == 4 ? 1 : 0);
     return send(KIVD_ROLE_MESSAGE_RULE, made);
 }
 
-int change_role_vsans(int argc, char **argv)
+int set_vsans(operands given)
 {
-    if (argc != 3)
+    if (given.size() != 2)
         return refuse_usage(role_jobs_usage);
-    const std::string_view list = argv[2];
-    change made = change_of(argv[1]);
+    const std::string_view list = given[1];
+    change made = change_of(given[0]);
     made.kind = KIVD_ROLE_CHANGE_VSAN_POLICY;
     made.no_flag = list == "all" ? 1 : 0;
     if (list != "all" && list != "none") {
         made.kind = KIVD_ROLE_CHANGE_VSAN_LIST;
         if (!read_vsans(list, made.vsans))
-            return refuse(argv[0], std::string("not a list of virtual SANs: ") + argv[2]);
+            return refuse("roles vsans", std::string("not a list of virtual SANs: ") + given[1]);
     }
     return send(KIVD_ROLE_MESSAGE_RULE, made);
+}
+
+} // namespace
+
+int show_roles(int argc, char **argv)
+{
+    bool json = false;
+    if (const auto status = read_json_option(argc, argv, role_jobs_usage, json))
+        return *status;
+    if (optind + 1 < argc)
+        return refuse_usage(role_jobs_usage);
+    const std::string wanted = optind < argc ? argv[optind] : "";
+    role_table table;
+    if (const int status = fetch(table); status != done)
+        return status;
+    if (!wanted.empty() &&
+        kivd_perm_group_locate_entry_by_name(table.roles.get(), table.count, wanted.c_str()) < 0)
+        return fail(wanted, "no such role");
+    return json ? list_roles(table, wanted) : print_roles(table, wanted);
+}
+
+int add_role(int argc, char **argv)
+{
+    return run_change(argc, argv, "added", add);
+}
+
+int remove_role(int argc, char **argv)
+{
+    return run_change(argc, argv, "removed", remove);
+}
+
+int change_role_description(int argc, char **argv)
+{
+    return run_change(argc, argv, "changed", describe);
+}
+
+int change_role_rule(int argc, char **argv)
+{
+    return run_change(argc, argv, "changed", set_rule);
+}
+
+int change_role_vsans(int argc, char **argv)
+{
+    return run_change(argc, argv, "changed", set_vsans);
 }
 
 } // namespace kivctl

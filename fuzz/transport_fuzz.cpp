@@ -8,7 +8,6 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include <sys/socket.h>
 
@@ -56,20 +55,21 @@ std::string with_header(const std::string &bytes, size_t repetitions, uint32_t t
     return record + body;
 }
 
-std::vector<std::string> records_of(const uint8_t *data, size_t size, uint32_t token)
+// Sends what the input says, as far as there is room.
+void say(int socket, const uint8_t *data, size_t size, uint32_t token)
 {
-    std::vector<std::string> records;
-    while (size >= 2 && records.size() < 100) {
+    bool is_taken = true;
+    while (size >= 2 && is_taken) {
         const uint8_t how = data[0] % forms;
         const size_t length = std::min<size_t>(data[1], size - 2);
         const std::string bytes(reinterpret_cast<const char *>(data + 2), length);
-        records.push_back(how == raw_bytes      ? bytes
-                          : how == right_header ? with_header(bytes, 1, token)
-                                                : with_header(bytes, 600, token));
+        const std::string record = how == raw_bytes      ? bytes
+                                   : how == right_header ? with_header(bytes, 1, token)
+                                                         : with_header(bytes, 600, token);
+        is_taken = send(socket, record.data(), record.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
         data += 2 + length;
         size -= 2 + length;
     }
-    return records;
 }
 
 void check(const ovra_message &message)
@@ -100,12 +100,6 @@ int receive(queue &from, uint32_t token)
     return error;
 }
 
-void send_all(int socket, const std::vector<std::string> &records)
-{
-    for (const std::string &record : records)
-        send(socket, record.data(), record.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
-}
-
 // One end of a connection is a peer of a queue; what the input says comes from the other.
 class connected_queue {
 public:
@@ -130,7 +124,7 @@ public:
         expect(frame.set({}) == 0 && queue_.send(address, frame, &sent, soon) == 0);
         return sent.token;
     }
-    void say(const std::vector<std::string> &records) { send_all(other_.number(), records); }
+    int other_end() const { return other_.number(); }
     void hang_up() { other_ = {}; }
 
     // Until there is nothing more; a queue that has lost its only peer says so.
@@ -170,7 +164,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const bool hangs_up = (*data & 2) != 0;
     connected_queue tested(is_ours);
     const uint32_t token = is_ours ? tested.ask() : 0;
-    tested.say(records_of(data + 1, size - 1, token));
+    say(tested.other_end(), data + 1, size - 1, token);
     if (hangs_up)
         tested.hang_up();
     tested.receive_all(token);

@@ -477,6 +477,7 @@ TEST_F(Kivd, IsThereOnce)
     second.wait_for("cannot open the daemon's address: Address already in use");
     EXPECT_EQ(second.end(0), 1 << 8);
     EXPECT_EQ(switchname(), "switch");
+    EXPECT_EQ(keywords().count("show"), 1U) << "the tree of the first one is still there";
     EXPECT_EQ(first.end(SIGTERM), 0);
     running third;
     third.serves();

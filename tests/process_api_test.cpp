@@ -474,7 +474,7 @@ TEST(Permission, OnAnInterfaceIsNeverARestrictedUsers)
     }
 }
 
-TEST(Assertion, NamesWhatIsMissing)
+TEST(ProcessApiAssertion, NamesWhatIsMissing)
 {
     kiv_interface_table table{};
     int32_t position;
@@ -484,7 +484,7 @@ TEST(Assertion, NamesWhatIsMissing)
     EXPECT_DEATH(kivd_interface_table_search(&table, 0, 1, nullptr), from + "`position_p' failed");
 }
 
-TEST(Assertion, NamesTheSetOfTheWrongSize)
+TEST(ProcessApiAssertion, NamesTheSetOfTheWrongSize)
 {
     const std::string size = R"(\(\(\(\(4096\)\+31\)>>3\)&~0x3\))";
     const std::string one = "Assertion `b->size == " + size + "' failed";

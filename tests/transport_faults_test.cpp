@@ -50,7 +50,7 @@ int cmi_error(const std::string &expected = "answer", int32_t timeout = 10)
     void *response = nullptr;
     auto length = static_cast<uint32_t>(question.size());
     const int status = cmi_req_resp(7, CMI_MODE_CHANGE, question.data(), &response, &length, "", "",
-                                    service, 37, timeout);
+                                    service_point, 37, timeout);
     const int error = status < 0 ? errno : 0;
     if (error == 0) {
         EXPECT_EQ(std::string(static_cast<char *>(response), length), expected);
@@ -316,7 +316,7 @@ TEST_F(Faults, ARestartedServiceGetsEveryRequestOnce)
 
 TEST_F(Faults, NothingIsWaitedForTooLong)
 {
-    const socket_end listener = open_listener(service, 0);
+    const socket_end listener = open_listener(service_point, 0);
     const uint32_t token = ask(); // nobody accepts
     constexpr uint64_t deaf = OVRA_ADDRESS(OVRA_NODE_LOCAL, 501);
     const socket_end deaf_listener = open_listener(501);
@@ -341,12 +341,12 @@ TEST_F(Faults, NothingIsWaitedForTooLong)
         {"the answer to a request", [&] { return cmi_error("", 1); }},
     };
     const alarms interrupt;
-    for (const auto &[name, wait] : cases) {
+    for (const auto &tried : cases) {
         int error = 0;
-        const double seconds = seconds_of([&] { error = wait(); });
-        EXPECT_EQ(error, ETIME) << name;
-        EXPECT_GE(seconds, 0.99) << name;
-        EXPECT_LT(seconds, 5) << name;
+        const double seconds = seconds_of([&] { error = tried.wait(); });
+        EXPECT_EQ(error, ETIME) << tried.name;
+        EXPECT_GE(seconds, 1) << tried.name;
+        EXPECT_LT(seconds, 5) << tried.name;
     }
     EXPECT_GT(alarms::count(), 100);
     EXPECT_EQ(receive_now(queue_, token).error, EAGAIN);

@@ -14,8 +14,8 @@
 
 namespace transport_peer {
 
-constexpr uint32_t service = 500;
-constexpr uint64_t service_address = OVRA_ADDRESS(OVRA_NODE_LOCAL, service);
+constexpr uint32_t service_point = 500;
+constexpr uint64_t service_address = OVRA_ADDRESS(OVRA_NODE_LOCAL, service_point);
 constexpr const char *service_path = "/run/kiv/FE000000-500";
 
 // An owner of a descriptor.
@@ -79,9 +79,9 @@ std::string answer(uint32_t opcode, const std::string &payload, uint32_t token);
 
 frame header_of(const std::string &record);
 
-socket_end open_listener(uint32_t sap = service, int backlog = 100);
+socket_end open_listener(uint32_t sap = service_point, int backlog = 100);
 socket_end accept(const socket_end &listener);
-socket_end connect(uint32_t sap = service);
+socket_end connect(uint32_t sap = service_point);
 bool send(const socket_end &end, const std::string &record, int flags = 0);
 std::string receive(const socket_end &end);    // empty at the end of the connection
 bool is_closed_by_peer(const socket_end &end); // waits for something to happen

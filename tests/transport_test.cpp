@@ -69,7 +69,7 @@ reply ask(const std::string &payload, const char *text1 = "", const char *text2 
     auto length = static_cast<uint32_t>(payload.size());
     errno = 0;
     const int status = cmi_req_resp(opcode, 40, payload.data(), &response, &length, text1, text2,
-                                    service, 37, timeout);
+                                    service_point, 37, timeout);
     reply received{status, status == -1 ? errno : 0, {}};
     if (response != nullptr)
         received.payload.assign(static_cast<const char *>(response), length);

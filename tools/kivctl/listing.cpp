@@ -105,9 +105,11 @@ int report_change(bool json, std::string kind, std::string subject, std::string 
     return all.print(true);
 }
 
-std::optional<int> read_json_option(int argc, char **argv, const char *usage, bool &json)
+std::optional<int> read_json_option(int argc, char **argv, const char *usage, bool &json,
+                                    option_place place)
 {
-    return read_options(argc, argv, {"+", json_options, usage}, [&](int) {
+    const char *short_ones = place == option_place::in_front ? "+" : "";
+    return read_options(argc, argv, {short_ones, json_options, usage}, [&](int) {
         json = true;
         return std::string();
     });

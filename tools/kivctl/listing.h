@@ -56,8 +56,11 @@ inline constexpr int json_code = first_own_code;
 inline constexpr std::array json_options{option{"json", no_argument, nullptr, json_code},
                                          help_option, no_more_options};
 
-// Reads --json. Options end at the first operand. Returns the exit status where that is the end.
-std::optional<int> read_json_option(int argc, char **argv, const char *usage, bool &json);
+// Reads --json, which may stand behind operands unless these are words of a command. Returns the
+// exit status where that is the end.
+enum class option_place { anywhere, in_front };
+std::optional<int> read_json_option(int argc, char **argv, const char *usage, bool &json,
+                                    option_place place = option_place::anywhere);
 
 } // namespace kivctl
 

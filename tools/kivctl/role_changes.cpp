@@ -129,31 +129,37 @@ change change_of(const char *role)
 }
 
 // Has the daemon make the change, and says what was done in the words of its accounting line.
-int send(uint32_t opcode, const change &made)
+// What a job that changes a role was given: words, the first of which is the role's name.
+struct role_job {
+    std::span<char *const> words;
+    bool json = false;
+};
+
+// Prints the accounting line of a change that is done; in JSON the job's end is told instead.
+int send(const role_job &job, uint32_t opcode, const change &made)
 {
     owned<void> reply;
     uint32_t size = 0;
     const int result = send_request(opcode, &made, sizeof made, reply, size);
     if (result != 0)
         return fail_request(text_of(made.role_name), result);
+    if (job.json)
+        return done;
     std::string line(KIVD_ROLE_TEXT_SIZE, '\0');
     kivd_perm_group_wrapper_cli_str_get(line.data(), static_cast<int32_t>(opcode), &made);
     return print(line.c_str() + std::string("\n"));
 }
 
-// A job that changes a role: its operands without the options, the first of which is the name.
-using operands = std::span<char *const>;
-
-int run_change(int argc, char **argv, const char *state, int work(operands))
+int run_change(int argc, char **argv, const char *state, int work(const role_job &))
 {
     bool json = false;
     if (const auto status = read_json_option(argc, argv, role_jobs_usage, json))
         return *status;
     if (optind == argc)
         return refuse_usage(role_jobs_usage);
-    const operands given(argv + optind, static_cast<size_t>(argc - optind));
-    const int status = work(given);
-    return status == done ? report_change(json, "role", given.front(), state) : status;
+    const role_job job{{argv + optind, static_cast<size_t>(argc - optind)}, json};
+    const int status = work(job);
+    return status == done ? report_change(json, "role", job.words.front(), state) : status;
 }
 
 // What a name or a description cannot hold would be cut on the way.
@@ -162,79 +168,82 @@ bool fits(const char *text, size_t size)
     return std::strlen(text) < size;
 }
 
-int set_description(const char *role, const char *text)
+int set_description(const role_job &job, const char *text)
 {
     if (!fits(text, KIVD_ROLE_DESCRIPTION_SIZE))
-        return fail(role, "the description is too long");
-    change made = change_of(role);
+        return fail(job.words[0], "the description is too long");
+    change made = change_of(job.words[0]);
     made.no_flag = *text == '\0' ? 1 : 0;
     robust_strncpy(made.description, text, sizeof made.description);
-    return send(KIVD_ROLE_MESSAGE_DESCRIPTION, made);
+    return send(job, KIVD_ROLE_MESSAGE_DESCRIPTION, made);
 }
 
-int add(operands given)
+int add(const role_job &job)
 {
-    if (given.size() > 2)
+    if (job.words.size() > 2)
         return refuse_usage(role_jobs_usage);
-    if (!fits(given[0], KIVD_ROLE_NAME_SIZE))
-        return fail(given[0], "the name is too long");
-    if (const int status = send(KIVD_ROLE_MESSAGE_NAME, change_of(given[0])); status != done)
+    if (!fits(job.words[0], KIVD_ROLE_NAME_SIZE))
+        return fail(job.words[0], "the name is too long");
+    if (const int status = send(job, KIVD_ROLE_MESSAGE_NAME, change_of(job.words[0]));
+        status != done)
         return status;
-    return given.size() == 2 ? set_description(given[0], given[1]) : static_cast<int>(done);
+    return job.words.size() == 2 ? set_description(job, job.words[1]) : static_cast<int>(done);
 }
 
-int remove(operands given)
+int remove(const role_job &job)
 {
-    if (given.size() != 1)
+    if (job.words.size() != 1)
         return refuse_usage(role_jobs_usage);
-    change made = change_of(given[0]);
+    change made = change_of(job.words[0]);
     made.no_flag = 1;
-    return send(KIVD_ROLE_MESSAGE_NAME, made);
+    return send(job, KIVD_ROLE_MESSAGE_NAME, made);
 }
 
-int describe(operands given)
+int describe(const role_job &job)
 {
-    return given.size() <= 2 ? set_description(given[0], given.size() == 2 ? given[1] : "")
-                             : refuse_usage(role_jobs_usage);
+    return job.words.size() <= 2 ? set_description(job, job.words.size() == 2 ? job.words[1] : "")
+                                 : refuse_usage(role_jobs_usage);
 }
 
-int set_rule(operands given)
+int set_rule(const role_job &job)
 {
-    if (given.size() < 3 || given.size() > 5)
+    if (job.words.size() < 3 || job.words.size() > 5)
         return refuse_usage(role_jobs_usage);
-    change made = change_of(given[0]);
+    change made = change_of(job.words[0]);
     made.kind = KIVD_ROLE_CHANGE_RULE;
-    if (!read_number(given[1], made.rule_num))
-        return refuse("roles rule", std::string("not a number: ") + given[1]);
-    if (std::string_view(given[2]) == "none" && given.size() == 3) {
+    if (!read_number(job.words[1], made.rule_num))
+        return refuse("roles rule", std::string("not a number: ") + job.words[1]);
+    if (std::string_view(job.words[2]) == "none" && job.words.size() == 3) {
         made.no_flag = 1;
-        return send(KIVD_ROLE_MESSAGE_RULE, made);
+        return send(job, KIVD_ROLE_MESSAGE_RULE, made);
     }
-    const int32_t rule = number_of(given[2], rule_words);
-    const int32_t type = given.size() > 3 ? number_of(given[3], command_words) : 0;
-    const char *feature = given.size() > 4 ? given[4] : "";
+    const int32_t rule = number_of(job.words[2], rule_words);
+    const int32_t type = job.words.size() > 3 ? number_of(job.words[3], command_words) : 0;
+    const char *feature = job.words.size() > 4 ? job.words[4] : "";
     if (rule == 0 || type == 0)
         return refuse_usage(role_jobs_usage);
     if (!fits(feature, sizeof made.rule.feature))
-        return fail(given[0], "the name of the feature is too long");
-    kivd_perm_group_conf_entry_populate(&made.rule, rule, type, feature, given.size() == 4 ? 1 : 0);
-    return send(KIVD_ROLE_MESSAGE_RULE, made);
+        return fail(job.words[0], "the name of the feature is too long");
+    kivd_perm_group_conf_entry_populate(&made.rule, rule, type, feature,
+                                        job.words.size() == 4 ? 1 : 0);
+    return send(job, KIVD_ROLE_MESSAGE_RULE, made);
 }
 
-int set_vsans(operands given)
+int set_vsans(const role_job &job)
 {
-    if (given.size() != 2)
+    if (job.words.size() != 2)
         return refuse_usage(role_jobs_usage);
-    const std::string_view list = given[1];
-    change made = change_of(given[0]);
+    const std::string_view list = job.words[1];
+    change made = change_of(job.words[0]);
     made.kind = KIVD_ROLE_CHANGE_VSAN_POLICY;
     made.no_flag = list == "all" ? 1 : 0;
     if (list != "all" && list != "none") {
         made.kind = KIVD_ROLE_CHANGE_VSAN_LIST;
         if (!read_vsans(list, made.vsans))
-            return refuse("roles vsans", std::string("not a list of virtual SANs: ") + given[1]);
+            return refuse("roles vsans",
+                          std::string("not a list of virtual SANs: ") + job.words[1]);
     }
-    return send(KIVD_ROLE_MESSAGE_RULE, made);
+    return send(job, KIVD_ROLE_MESSAGE_RULE, made);
 }
 
 } // namespace

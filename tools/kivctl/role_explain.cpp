@@ -99,7 +99,8 @@ int explain(const char *user, const char *line, bool json)
 int explain_role(int argc, char **argv)
 {
     bool json = false;
-    if (const auto status = read_json_option(argc, argv, role_jobs_usage, json))
+    if (const auto status =
+            read_json_option(argc, argv, role_jobs_usage, json, option_place::in_front))
         return *status;
     if (argc - optind < 2)
         return refuse_usage(role_jobs_usage);

@@ -159,8 +159,9 @@ KIV_API uint32_t talvek_kiv_generate_running_cfg_peer_version(const char *out_fi
 KIV_API uint32_t talvek_kiv_generate_running_cfg_peer_version_bg(const char *out_file,
                                                                  const char *version) KIV_NOEXCEPT;
 
-/* Runs `command`, which the caller has built, with system (POSIX). Returns KIV_ERROR_FILE_MISSING,
- * with nothing run, when the request's file does not exist; otherwise as the executors do. */
+/* Runs `command`, which the caller has built, with system (POSIX). Returns KIV_ERROR_FILE_MISSING
+ * when the request's file does not exist, KIV_ERROR_COMMAND_STATUS_1 for a null command, both with
+ * nothing run; otherwise as the executors do. */
 KIV_API uint32_t kiv_execute_cmd_file2(kiv_system_info *info_p, const char *command) KIV_NOEXCEPT;
 
 /* Set the type of the request to that of a configuration file and execute it. Return

@@ -29,8 +29,8 @@ typedef struct kiv_interface_table_entry {
     char name[36];
     int32_t min_match_len; /* characters of the name that must be typed */
     int32_t format;
-    char verify_func[48]; /* the routines that verify an index of this type and list its interfaces, */
-    char listing_func[48];
+    char verify_func[48];  /* the routine that verifies an index of this type, */
+    char listing_func[48]; /* the one that lists its interfaces, */
     char library_name[24]; /* and the shared library that has both */
     kiv_intf_help_info help_info;
     uint16_t ascii_gen_priority;
@@ -70,7 +70,7 @@ typedef struct fc_intf_perm_req {
     int32_t first_kind;
     int32_t second_kind;
     uint32_t vsan_id;          /* the one to test */
-    const bmask4096 *vsan_set; /* or those to test */
+    const bmask4096 *vsan_set; /* or those to test; may be null where they are not tested */
     int32_t operation;
 } fc_intf_perm_req;
 
@@ -82,8 +82,8 @@ typedef struct fc_intf_perm_req {
 KIV_API int kiv_register_parse_tree(uint32_t client, const char *tree_name) KIV_NOEXCEPT;
 KIV_API int kiv_deregister_parse_tree(uint32_t client, const char *tree_name) KIV_NOEXCEPT;
 
-/* Announces an interface type over the queue, one way. Returns 0 when the transport has taken it, or
- * its negative result, with a message on standard output. */
+/* Announces an interface type over the queue, one way. Returns 0 when the transport has taken it,
+ * or its negative result, with a message on standard output. */
 KIV_API int kiv_register_interface(int ovra_queue, uint64_t intf_mask,
                                    const intf_reg_info *reg_info) KIV_NOEXCEPT;
 
@@ -178,9 +178,9 @@ KIV_API int kiv_is_interface_config_allowed(const void *unused, const bmask4096 
 KIV_API int kiv_is_interface_display_allowed(const void *unused, const bmask4096 *user_vsan_mask,
                                              uint32_t ifindex) KIV_NOEXCEPT;
 
-/* A user who is not restricted may do anything. Of another one, a request with one of the kinds above
- * is denied unless it is to show; to show with a set, one virtual SAN of the set must be the user's;
- * everything else asks for the single one. */
+/* A user who is not restricted may do anything. Of another one, a request with one of the kinds
+ * above is denied unless it is to show; to show with a set, one virtual SAN of the set must be the
+ * user's; everything else asks for the single one. */
 KIV_API int kiv_fc_intf_perm_check(const fc_intf_perm_req *req) KIV_NOEXCEPT;
 
 KIV_EXTERN_C_END

@@ -100,8 +100,9 @@ KIV_API int kivd_perm_group_conf_entry_populate(kivd_perm_group_conf_entry *entr
                                                 int32_t all_features) KIV_NOEXCEPT;
 
 /* Populates the destination, which comes first, from the source. Returns 0. */
-KIV_API int kivd_perm_group_conf_entry_copy(kivd_perm_group_conf_entry *dest_entry,
-                                            const kivd_perm_group_conf_entry *src_entry) KIV_NOEXCEPT;
+KIV_API int
+kivd_perm_group_conf_entry_copy(kivd_perm_group_conf_entry *dest_entry,
+                                const kivd_perm_group_conf_entry *src_entry) KIV_NOEXCEPT;
 
 /* Makes the set of virtual SANs empty; everything else stays as it is. */
 KIV_API void
@@ -156,21 +157,22 @@ KIV_API void kivd_perm_group_entry_cli_show(const kivd_perm_group *list_ptr,
                                             const bmask4096 *vsan_mask) KIV_NOEXCEPT;
 
 /* Prints a predefined role on standard output. */
-KIV_API void kivd_static_perm_group_entry_cli_show(const kivd_static_perm_group *entry) KIV_NOEXCEPT;
+KIV_API void
+kivd_static_perm_group_entry_cli_show(const kivd_static_perm_group *entry) KIV_NOEXCEPT;
 
 /* Print the values of a record on standard output, for its developers. What follows the role is not
  * looked at. */
 KIV_API void kivd_perm_group_entry_show(const kivd_perm_group *list_ptr, ...) KIV_NOEXCEPT;
 KIV_API void kivd_perm_group_conf_entry_show(const kivd_perm_group_conf_entry *entry) KIV_NOEXCEPT;
-KIV_API void kivd_perm_group_conf_cli_wrapper_show(
-    const kivd_perm_group_conf_cli_wrapper *wrapper) KIV_NOEXCEPT;
+KIV_API void
+kivd_perm_group_conf_cli_wrapper_show(const kivd_perm_group_conf_cli_wrapper *wrapper) KIV_NOEXCEPT;
 
 /* Stores the accounting line of a change, KIVD_ROLE_TEXT_SIZE bytes at most, in `str`.
  * `message_type` is an enum kivd_role_message; another one, or an unknown kind of change of a rule,
  * fails the assertion "0". Returns 0. */
-KIV_API int kivd_perm_group_wrapper_cli_str_get(
-    char *str, int32_t message_type,
-    const kivd_perm_group_conf_cli_wrapper *wrapper) KIV_NOEXCEPT;
+KIV_API int
+kivd_perm_group_wrapper_cli_str_get(char *str, int32_t message_type,
+                                    const kivd_perm_group_conf_cli_wrapper *wrapper) KIV_NOEXCEPT;
 
 /* -- Questions to the daemon -------------------------------------------------- */
 
@@ -179,8 +181,8 @@ KIV_API int kivd_perm_group_wrapper_cli_str_get(
  * failure null is stored. A reply that is too short, or has a count that cannot be, is a failure
  * like one of the transport, with errno EPROTO. */
 
-/* Asks whether a role exists. Returns 0, at once for a predefined role but network-admin; -1 when it
- * does not exist, or when the daemon cannot be asked, then with a message on standard output. */
+/* Asks whether a role exists. Returns 0, at once for a predefined role but network-admin; -1 when
+ * it does not exist, or when the daemon cannot be asked, then with a message on standard output. */
 KIV_API int kivd_perm_group_role_name_verify(uint32_t client, const char *role_name) KIV_NOEXCEPT;
 
 /* Fetches the configured roles, an array of *count_out, and a second block, which is the daemon's
@@ -200,7 +202,8 @@ struct kiv_cfg_info {
 };
 
 /* Fetches the settings. Returns 0 with a whole record, or -1. */
-KIV_API int kivd_kiv_configuration_get(uint32_t client, struct kiv_cfg_info **info_out) KIV_NOEXCEPT;
+KIV_API int kivd_kiv_configuration_get(uint32_t client,
+                                       struct kiv_cfg_info **info_out) KIV_NOEXCEPT;
 
 /* The same over a message queue of the caller, into a record of the caller, whose last 4 bytes stay
  * as they are. */

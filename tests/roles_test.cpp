@@ -1,0 +1,325 @@
+// Roles: their rules, their texts, and how they are found.
+
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <kiv/kiv_exec_lib.h>
+#include <kiv/kivd_lib.h>
+
+#include "golden.h"
+
+namespace {
+
+std::string printed(const std::function<void()> &print)
+{
+    testing::internal::CaptureStdout();
+    print();
+    return testing::internal::GetCapturedStdout();
+}
+
+template <typename Record>
+std::string bytes_of(const Record &record)
+{
+    return {reinterpret_cast<const char *>(&record), sizeof record};
+}
+
+const std::string long_name(70, 'n');
+
+kivd_perm_group_conf_entry rule(int32_t type, int32_t command, const char *feature,
+                                int32_t all_features = 0, int32_t slot_state = 0)
+{
+    kivd_perm_group_conf_entry entry{};
+    entry.slot_state = slot_state;
+    kivd_perm_group_conf_entry_populate(&entry, type, command, feature, all_features);
+    return entry;
+}
+
+kivd_perm_group role(const char *name, const char *description,
+                     const std::vector<kivd_perm_group_conf_entry> &rules = {})
+{
+    kivd_perm_group record{};
+    std::strcpy(record.name, name);
+    std::strcpy(record.description, description);
+    std::copy(rules.begin(), rules.end(), record.rules);
+    record.rule_count = static_cast<int32_t>(rules.size());
+    record.valid = 1;
+    return record;
+}
+
+bmask4096 vsans(std::initializer_list<uint32_t> members)
+{
+    bmask4096 mask = KIV_BMP_INIT(4096);
+    for (const uint32_t member : members)
+        bmask4096_set_bit(&mask, member);
+    return mask;
+}
+
+bmask4096 every_vsan()
+{
+    bmask4096 mask = KIV_BMP_INIT(4096);
+    std::memset(mask.bytes, 0xFF, sizeof mask.bytes);
+    return mask;
+}
+
+const std::vector<kivd_perm_group_conf_entry> some_rules = {
+    rule(1, 4, "zone"), rule(2, 1, "empty place", 0, 1), rule(2, 2, "ignored", 1),
+    rule(1, 3, "1234567890123456789012345678901"), rule(2, 5, "")};
+
+TEST(RoleTexts, OfRolesAreTheSameAsEver)
+{
+    const bmask4096 everything = every_vsan();
+    const bmask4096 few = vsans({1, 2, 3, 10});
+    const bmask4096 none = vsans({});
+    const kivd_perm_group full = role("san-group", "Manages one SAN", some_rules);
+    const kivd_perm_group plain = role("empty", "");
+    kivd_perm_group many = role("many", "more rules than places", {rule(1, 4, "fspf")});
+    many.rule_count = 99;
+    kivd_perm_group negative = role("negative", "", {rule(1, 4, "fspf")});
+    negative.rule_count = -1;
+    golden::expect(TEST_DATA_DIR "/daemon/roles.txt", printed([&] {
+                       kivd_perm_group_entry_cli_show(&full, &few);
+                       kivd_perm_group_entry_cli_show(&full, &everything);
+                       kivd_perm_group_entry_cli_show(&plain, &none);
+                       kivd_perm_group_entry_cli_show(&negative, &everything);
+                       kivd_perm_group_entry_show(&full, 1, "more");
+                       kivd_perm_group_entry_show(&many);
+                       for (const kivd_static_perm_group &each : kivd_static_perm_group_table)
+                           kivd_static_perm_group_entry_cli_show(&each);
+                       const kivd_static_perm_group bare{"bare", "", "", 1};
+                       kivd_static_perm_group_entry_cli_show(&bare);
+                   }));
+}
+
+TEST(RoleTexts, GoThroughTheCapture)
+{
+    const kivd_perm_group full = role("san-group", "Manages one SAN", some_rules);
+    const bmask4096 few = vsans({7});
+    const auto show = [&] { kivd_perm_group_entry_cli_show(&full, &few); };
+    const std::string shown = printed(show);
+    kiv_set_redir2buf();
+    EXPECT_EQ(printed(show), "");
+    EXPECT_EQ(kiv_get_buf(), shown);
+    std::free(kiv_get_buf());
+    kiv_reset_redir2buf();
+}
+
+TEST(RoleTexts, OfTypesAndRules)
+{
+    char text[80];
+    const auto type = [&](int32_t code) {
+        EXPECT_EQ(kivd_perm_group_rule_type_str_get(text, code), 0);
+        return std::string(text);
+    };
+    const auto command = [&](int32_t code) {
+        EXPECT_EQ(kivd_perm_group_command_type_str_get(text, code), 0);
+        return std::string(text);
+    };
+    EXPECT_EQ(type(1) + ' ' + type(2), "permit deny");
+    EXPECT_EQ(command(1) + ' ' + command(2) + ' ' + command(3) + ' ' + command(4) + ' ' +
+                  command(5),
+              "clear config debug show exec");
+    const auto line = [&](const kivd_perm_group_conf_entry &entry, int32_t number) {
+        EXPECT_EQ(kivd_perm_group_conf_entry_cli_str_get(text, &entry, number), 0);
+        return std::string(text);
+    };
+    EXPECT_EQ(line(rule(1, 4, "zone"), 1), "rule 1 permit show feature zone");
+    EXPECT_EQ(line(rule(2, 5, "zone", 1), -7), "rule -7 deny exec ");
+    EXPECT_EQ(line(rule(1, 2, "zone", 2), 16), "rule 16 permit config feature zone");
+    kivd_perm_group_conf_entry open = rule(1, 2, "");
+    std::memset(open.feature, 'f', sizeof open.feature);
+    EXPECT_EQ(line(open, INT32_MIN),
+              "rule -2147483648 permit config feature " + std::string(32, 'f'));
+}
+
+kivd_perm_group_conf_cli_wrapper role_change(int32_t kind, int32_t no_flag)
+{
+    kivd_perm_group_conf_cli_wrapper record{};
+    kivd_perm_group_conf_cli_wrapper_init(&record);
+    record.kind = kind;
+    record.no_flag = no_flag;
+    record.rule_num = 3;
+    record.rule = rule(2, 2, "fspf");
+    std::strcpy(record.role_name, "san-group");
+    std::strcpy(record.description, "100% of one SAN: %s");
+    record.vsans = vsans({1, 2, 3, 4095});
+    return record;
+}
+
+std::string accounting_line(int32_t message, const kivd_perm_group_conf_cli_wrapper &record)
+{
+    std::vector<char> text(KIVD_ROLE_TEXT_SIZE, 'x');
+    EXPECT_EQ(kivd_perm_group_wrapper_cli_str_get(text.data(), message, &record), 0);
+    return text.data();
+}
+
+TEST(RoleTexts, OfChangesAreTheSameAsEver)
+{
+    std::string lines;
+    for (const int32_t message : {911, 919, 913}) {
+        for (const int32_t kind : {0, 1, 2}) {
+            for (const int32_t no_flag : {1, 0, 2}) {
+                const kivd_perm_group_conf_cli_wrapper record = role_change(kind, no_flag);
+                lines += accounting_line(message, record) + '\n';
+                if (message == 911)
+                    lines += printed([&] { kivd_perm_group_conf_cli_wrapper_show(&record); });
+            }
+        }
+    }
+    golden::expect(TEST_DATA_DIR "/daemon/role_changes.txt", lines);
+}
+
+TEST(RoleTexts, HaveRoomForTheLongestList)
+{
+    kivd_perm_group_conf_cli_wrapper record = role_change(1, 0);
+    std::memset(record.role_name, 'r', sizeof record.role_name);
+    for (uint32_t vsan = 0; vsan < 4096; ++vsan) {
+        if (vsan % 3 != 2)
+            bmask4096_set_bit(&record.vsans, vsan);
+        else
+            record.vsans.bytes[vsan / 8] &= static_cast<uint8_t>(~(1U << vsan % 8));
+    }
+    const std::string line = accounting_line(911, record);
+    EXPECT_TRUE(line.ends_with(",4092-4093,4095 for role " + std::string(32, 'r')));
+    EXPECT_EQ(accounting_line(919, role_change(99, 1)), "Deleted role name san-group")
+        << "the kind does not count";
+}
+
+// A role as it may come from another process: no text has its end, the counts are anything.
+TEST(Role, IsReadWithinItsBounds)
+{
+    const bmask4096 everything = every_vsan();
+    for (const int32_t count : {INT32_MIN, -1, 0, 16, 17, INT32_MAX}) {
+        const auto record = std::make_unique<kivd_perm_group>();
+        std::memset(record.get(), 'r', sizeof *record);
+        for (kivd_perm_group_conf_entry &each : record->rules)
+            each.rule_type = each.command_type = 1, each.slot_state = 0;
+        record->rule_count = count;
+        EXPECT_EQ(kivd_perm_group_max_rule_id_get(record.get()), count > 0 ? 16 : 0);
+        EXPECT_EQ(kivd_perm_group_next_rule_id_get(record.get(), 15), count > 0 ? 16 : -1);
+        EXPECT_EQ(kivd_perm_group_next_rule_id_get(record.get(), 16), -1);
+        EXPECT_EQ(kivd_perm_group_locate_entry_by_name(record.get(), 1, "r"), -1);
+        EXPECT_EQ(
+            kivd_perm_group_locate_entry_by_name(record.get(), 1, std::string(32, 'r').c_str()), 0);
+        const std::string shown = printed([&] {
+            kivd_perm_group_entry_cli_show(record.get(), &everything);
+            kivd_perm_group_entry_show(record.get());
+        });
+        EXPECT_TRUE(shown.starts_with("\nRole: " + std::string(32, 'r') +
+                                      "\n  Description: " + std::string(65, 'r') + "\n"));
+    }
+}
+
+TEST(Role, KeepsTheNumbersOfItsRules)
+{
+    const kivd_perm_group three =
+        role("three", "", {rule(1, 1, "a"), rule(1, 1, "b", 0, 1), rule(1, 1, "c")});
+    EXPECT_EQ(kivd_perm_group_max_rule_id_get(&three), 3);
+    const int32_t next[] = {1, 3, 3, -1, -1};
+    for (int32_t start = 0; start < 5; ++start)
+        EXPECT_EQ(kivd_perm_group_next_rule_id_get(&three, start), next[start]) << start;
+    EXPECT_EQ(kivd_perm_group_next_rule_id_get(&three, INT32_MIN), 1);
+    const kivd_perm_group emptied = role("emptied", "", {rule(1, 1, "a", 0, -1)});
+    EXPECT_EQ(kivd_perm_group_max_rule_id_get(&emptied), 0);
+    EXPECT_EQ(kivd_perm_group_next_rule_id_get(&emptied, 0), -1);
+}
+
+TEST(Role, IsFoundByItsExactNameWhereItIsValid)
+{
+    kivd_perm_group table[] = {role("one", ""), role("two", ""), role("two", ""), role("Two", "")};
+    table[1].valid = 0;
+    for (const auto locate : {kivd_perm_group_locate_entry_by_name,
+                              kivd_perm_group_locate_case_sensitive_entry_by_name}) {
+        EXPECT_EQ(locate(table, 4, "two"), 2);
+        EXPECT_EQ(locate(table, 4, "Two"), 3);
+        EXPECT_EQ(locate(table, 3, "Two"), -1);
+        EXPECT_EQ(locate(table, 4, "tw"), -1);
+        EXPECT_EQ(locate(nullptr, 0, "one"), -1);
+    }
+    const int32_t next[] = {1, 3, 3, 4, -1};
+    for (int32_t start = 0; start < 5; ++start)
+        EXPECT_EQ(kivd_perm_group_next_role_num_get(table, start, 4), next[start]) << start;
+    EXPECT_EQ(kivd_perm_group_next_role_num_get(table, -3, 4), 1);
+    EXPECT_EQ(kivd_static_perm_group_table_size, 4);
+    const auto locate_static = [](const char *name) {
+        return kivd_static_perm_group_locate_entry_by_name(kivd_static_perm_group_table, 4, name);
+    };
+    EXPECT_EQ(locate_static("network-admin"), 0);
+    EXPECT_EQ(locate_static("svc-operator"), 3);
+    EXPECT_EQ(locate_static("Network-Admin"), -1);
+}
+
+TEST(Rule, IsCopiedWithoutTheStateOfItsPlace)
+{
+    const kivd_perm_group_conf_entry source = rule(1, 2, long_name.c_str(), 3, 4);
+    EXPECT_EQ(source.feature, long_name.substr(0, 31));
+    kivd_perm_group_conf_entry copy{};
+    copy.slot_state = 9;
+    EXPECT_EQ(kivd_perm_group_conf_entry_copy(&copy, &source), 0);
+    kivd_perm_group_conf_entry expected = source;
+    expected.slot_state = 9;
+    EXPECT_EQ(bytes_of(copy), bytes_of(expected));
+}
+
+TEST(RoleAssertion, NamesWhatIsWrong)
+{
+    char text[KIVD_ROLE_TEXT_SIZE];
+    kivd_perm_group_conf_entry entry = rule(1, 1, "");
+    kivd_perm_group_conf_cli_wrapper record = role_change(0, 0);
+    const kivd_perm_group_conf_cli_wrapper of_no_kind = role_change(3, 0);
+    const bmask4096 everything = every_vsan();
+    struct misuse {
+        const char *function;
+        const char *expression;
+        std::function<void()> run;
+    };
+    const misuse rows[] = {
+        {"kivd_perm_group_conf_entry_populate", "entry",
+         [] { kivd_perm_group_conf_entry_populate(nullptr, 1, 1, "", 0); }},
+        {"kivd_perm_group_conf_entry_copy", "src_entry",
+         [] { kivd_perm_group_conf_entry_copy(nullptr, nullptr); }},
+        {"kivd_perm_group_conf_entry_copy", "dest_entry",
+         [&] { kivd_perm_group_conf_entry_copy(nullptr, &entry); }},
+        {"kivd_perm_group_conf_cli_wrapper_init", "wrapper",
+         [] { kivd_perm_group_conf_cli_wrapper_init(nullptr); }},
+        {"kivd_perm_group_rule_type_str_get", "str",
+         [] { kivd_perm_group_rule_type_str_get(nullptr, 1); }},
+        {"kivd_perm_group_rule_type_str_get", "0",
+         [&] { kivd_perm_group_rule_type_str_get(text, 3); }},
+        {"kivd_perm_group_rule_type_str_get", "0",
+         [&] { kivd_perm_group_rule_type_str_get(text, 0); }},
+        {"kivd_perm_group_command_type_str_get", "str",
+         [] { kivd_perm_group_command_type_str_get(nullptr, 1); }},
+        {"kivd_perm_group_command_type_str_get", "0",
+         [&] { kivd_perm_group_command_type_str_get(text, 0); }},
+        {"kivd_perm_group_command_type_str_get", "0",
+         [&] { kivd_perm_group_command_type_str_get(text, 6); }},
+        {"kivd_perm_group_conf_entry_cli_str_get", "str",
+         [&] { kivd_perm_group_conf_entry_cli_str_get(nullptr, &entry, 1); }},
+        {"kivd_perm_group_conf_entry_cli_str_get", "entry",
+         [&] { kivd_perm_group_conf_entry_cli_str_get(text, nullptr, 1); }},
+        {"kivd_perm_group_conf_entry_cli_show", "entry",
+         [] { kivd_perm_group_conf_entry_cli_show(nullptr, 1); }},
+        {"kivd_perm_group_entry_cli_show", "list_ptr",
+         [&] { kivd_perm_group_entry_cli_show(nullptr, &everything); }},
+        {"kivd_static_perm_group_entry_cli_show", "entry",
+         [] { kivd_static_perm_group_entry_cli_show(nullptr); }},
+        {"kivd_perm_group_wrapper_cli_str_get", "0",
+         [&] { kivd_perm_group_wrapper_cli_str_get(text, 912, &record); }},
+        {"kivd_perm_group_wrapper_cli_str_get", "0",
+         [&] { kivd_perm_group_wrapper_cli_str_get(text, 911, &of_no_kind); }},
+    };
+    for (const misuse &row : rows)
+        EXPECT_DEATH(row.run(), std::string("kivd_lib:[0-9]+: .*") + row.function +
+                                    ".*Assertion `" + row.expression + "' failed");
+    record = role_change(1, 0);
+    record.vsans.size = 4;
+    EXPECT_DEATH(kivd_perm_group_wrapper_cli_str_get(text, 911, &record),
+                 "bmp_template:[0-9]+: .*vsan_bitset_sprintf");
+}
+
+} // namespace

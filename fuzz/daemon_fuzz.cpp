@@ -286,6 +286,9 @@ public:
     {
         if (pid_ == 0)
             _exit(0);
+        // The way out of vfork is a little before the end.
+        siginfo_t info;
+        expect(waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT) == 0);
     }
     ended_process(const ended_process &) = delete;
     ended_process &operator=(const ended_process &) = delete;

@@ -2,7 +2,6 @@
 #define LAB_KIV_TREE_H
 
 #include <algorithm>
-#include <cstring>
 #include <optional>
 #include <span>
 #include <string>
@@ -12,6 +11,7 @@
 #include <kiv/common.h>
 
 #include "failure.h"
+#include "support/field_text.h"
 #include "support/mapped_file.h"
 
 namespace kiv_shell {
@@ -20,11 +20,7 @@ using node_index = uint32_t;
 
 constexpr node_index root_node = 0;
 
-template <size_t Size>
-std::string_view field_text(const char (&field)[Size])
-{
-    return {field, strnlen(field, Size)};
-}
+using kiv::support::field_text;
 
 // A tree in memory that somebody else holds. It was sound when it was checked; but the bytes may be
 // those of a file, which others can write to at any time. So what leads on from a node stays within

@@ -3,23 +3,19 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <span>
 #include <string_view>
 #include <vector>
 
 #include <kiv/common.h>
 
+#include "support/field_text.h"
+
 namespace kiv::grammar {
 
 constexpr uint32_t root_node = 0;
 
-// The text of a character array, whether or not it ends.
-template <size_t Size>
-std::string_view field_text(const char (&field)[Size])
-{
-    return {field, strnlen(field, Size)};
-}
+using support::field_text;
 
 // The records of a sound tree. They may be a mapped file that somebody writes to meanwhile:
 // whatever becomes of them, nothing outside of them is read.

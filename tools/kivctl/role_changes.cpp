@@ -16,6 +16,7 @@
 #include "options.h"
 #include "report.h"
 #include "role_jobs.h"
+#include "support/field_text.h"
 #include "vsan_list.h"
 
 namespace kivctl {
@@ -42,7 +43,7 @@ namespace {
 template <size_t Size>
 std::string text_of(const char (&field)[Size])
 {
-    return {field, strnlen(field, Size)};
+    return std::string(kiv::support::field_text(field));
 }
 
 constexpr std::array<std::string_view, 2> rule_words{"permit", "deny"};

@@ -220,7 +220,7 @@ public:
         expect(made.payload.size() <= OVRA_MAX_PAYLOAD);
         expect(made.status == 0 || made.payload.empty());
         kivd_->ended();
-        std::vector<std::byte> after = told();
+        std::string after = told();
         // What a process had registered may have been withdrawn with its end.
         expect(made.status == 0 || after == before_ || asked.sender.pid != my_pid());
         before_ = std::move(after);
@@ -264,19 +264,19 @@ private:
         return answer.size() == size && std::memcmp(answer.data(), record, size) == 0;
     }
 
-    std::vector<std::byte> told()
+    std::string told()
     {
-        std::vector<std::byte> all;
+        std::string all;
         for (const uint32_t opcode : {905U, 912U, 916U, 938U, 946U, 948U}) {
             const auto answer = ask(opcode);
-            all.insert(all.end(), answer.begin(), answer.end());
+            all.append(reinterpret_cast<const char *>(answer.data()), answer.size());
         }
         return all;
     }
 
     kivd::log_writer log_;
     std::unique_ptr<kivd::daemon> kivd_;
-    std::vector<std::byte> before_;
+    std::string before_;
 };
 
 // A process that has ended and that nobody has waited for: its number is its own.

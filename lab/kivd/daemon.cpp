@@ -73,10 +73,25 @@ bool daemon::follow_owners()
     return changed;
 }
 
-void daemon::count_bad(const std::string &complaint)
+void daemon::cannot_exchange(const char *what, uint32_t pid, int error)
 {
     ++status_.bad_messages;
-    log_.complain_rarely(log_writer::bad_message, complaint);
+    log_.complain_rarely(log_writer::bad_message, [&] {
+        return std::string(what) + (pid == 0 ? "" : " process " + std::to_string(pid)) + ": " +
+               std::strerror(error);
+    });
+}
+
+bool daemon::is_bad(const message *row, const request &asked)
+{
+    if (row != nullptr && row->size == asked.payload.size())
+        return false;
+    ++status_.bad_messages;
+    log_.complain_rarely(log_writer::bad_message, [&] {
+        return what(asked) +
+               (row == nullptr ? ": unknown" : ": should have " + std::to_string(row->size));
+    });
+    return true;
 }
 
 bool daemon::is_refused(const message &row, const request &asked)
@@ -87,10 +102,10 @@ bool daemon::is_refused(const message &row, const request &asked)
     if (found.permitted)
         return false;
     ++status_.refusals;
-    log_.complain_rarely(log_writer::refusal,
-                         std::string(row.name) + " refused to " + who(asked.sender) + ": " +
-                             found.why + " (configuration of " +
-                             (*row.feature == '\0' ? "anything" : row.feature) + ")");
+    log_.complain_rarely(log_writer::refusal, [&] {
+        return std::string(row.name) + " refused to " + who(asked.sender) + ": " + found.why +
+               " (configuration of " + (*row.feature == '\0' ? "anything" : row.feature) + ")";
+    });
     return true;
 }
 
@@ -98,26 +113,25 @@ reply daemon::serve(const request &asked)
 {
     ++status_.requests;
     const message *row = find_message(asked.opcode, asked.where);
-    if (row == nullptr || row->size != asked.payload.size()) {
-        count_bad(what(asked) +
-                  (row == nullptr ? ": unknown" : ": should have " + std::to_string(row->size)));
+    if (is_bad(row, asked))
         return {asked.opcode, KIV_ERROR_BAD_MESSAGE};
-    }
     if (is_refused(*row, asked))
         return {asked.opcode, KIV_ERROR_DENIED};
     const reply made = row->serve(*this, asked);
     if (made.status != 0)
-        log_.complain_rarely(log_writer::failure, std::string(row->name) + " from " +
-                                                      who(asked.sender) +
-                                                      " failed: " + syserr2str(made.status));
+        log_.complain_rarely(log_writer::failure, [&] {
+            return std::string(row->name) + " from " + who(asked.sender) +
+                   " failed: " + syserr2str(made.status);
+        });
     return made;
 }
 
 uint32_t daemon::commit(const tables &next)
 {
     if (const int error = file_.store(next); error != 0) {
-        log_.complain_rarely(log_writer::failure,
-                             std::string("cannot store the state: ") + std::strerror(error));
+        log_.complain_rarely(log_writer::failure, [&] {
+            return std::string("cannot store the state: ") + std::strerror(error);
+        });
         return KIV_ERROR_NOT_STORED;
     }
     tables_ = next;
@@ -147,10 +161,13 @@ void daemon::merge()
 // All that have ended are withdrawn at once, whether they are one or hundreds.
 void daemon::ended()
 {
+    std::optional<process> gone = processes_.take_ended();
+    if (!gone)
+        return;
     tables next = tables_;
     bool had_trees = false;
     bool had_any = false;
-    while (const std::optional<process> gone = processes_.take_ended()) {
+    for (; gone; gone = processes_.take_ended()) {
         if (lock_ && lock_->owner == *gone) {
             lock_.reset();
             log_.write("lock released: process " + std::to_string(gone->pid) + " has ended");

@@ -49,8 +49,9 @@ public:
 
     reply serve(const request &asked);
 
-    // A message that could not be served at all, for the figures and the log.
-    void count_bad(const std::string &what);
+    // A message that could not be received, or not be answered, for the figures and the log. `pid`
+    // is 0 where that is not known.
+    void cannot_exchange(const char *what, uint32_t pid, int error);
 
     // Readable when ended() has something to do.
     int watched() const { return processes_.descriptor(); }
@@ -64,6 +65,7 @@ private:
         int32_t session;
     };
 
+    bool is_bad(const message *row, const request &asked);
     bool is_refused(const message &row, const request &asked);
     uint32_t commit(const tables &next);
     void merge();

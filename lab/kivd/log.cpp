@@ -94,7 +94,7 @@ bool log_writer::has_suppressed() const
     return std::ranges::any_of(budgets_, [](const budget &each) { return each.suppressed > 0; });
 }
 
-void log_writer::complain_rarely(kind about, std::string_view text)
+bool log_writer::takes_one_more(kind about)
 {
     budget &left = budgets_[about];
     const clock::time_point now = clock::now();
@@ -104,9 +104,9 @@ void log_writer::complain_rarely(kind about, std::string_view text)
         left.lines = 0;
     }
     if (++left.lines <= lines_in_a_second)
-        complain(text);
-    else
-        ++left.suppressed;
+        return true;
+    ++left.suppressed;
+    return false;
 }
 
 } // namespace kivd

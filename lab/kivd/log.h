@@ -25,9 +25,15 @@ public:
     void complain(std::string_view text) { write(warning, text); }
 
     // For what others can cause as often as they like: so many lines of each kind in a second, so
-    // that none of them hides another, and then one line that says how many more there were.
+    // that none of them hides another, and then one line that says how many more there were. The
+    // text is made only where it is written: names of users are looked up for it.
     enum kind : uint8_t { bad_message, refusal, failure, kinds };
-    void complain_rarely(kind about, std::string_view text);
+    template <class Text>
+    void complain_rarely(kind about, Text text)
+    {
+        if (takes_one_more(about))
+            complain(text());
+    }
 
     // Whether there is something to tell when the second is over, and telling it.
     bool has_suppressed() const;
@@ -44,6 +50,7 @@ private:
         int suppressed = 0;
     };
 
+    bool takes_one_more(kind about);
     void tell_suppressed(kind about);
 
     std::string file_name_; // empty: no file

@@ -107,7 +107,7 @@ void server::serve_one(size_t index)
     at_once.flags = OVRA_RECV_NO_WAIT;
     if (ovra_recv(queues_[index].number(), &message, &sender, &at_once) != 0) {
         if (errno != EAGAIN)
-            daemon_.count_bad(std::string("cannot receive: ") + std::strerror(errno));
+            daemon_.cannot_exchange("cannot receive", 0, errno);
         return;
     }
     const std::span payload(static_cast<const std::byte *>(ovra_payload_get(&message)),
@@ -119,8 +119,7 @@ void server::serve_one(size_t index)
     if (wanted && ovra_answer(queues_[index].number(), &message, made.opcode,
                               static_cast<int32_t>(made.status), made.payload.data(),
                               static_cast<uint32_t>(made.payload.size())) != 0)
-        daemon_.count_bad("cannot answer process " + std::to_string(sender.pid) + ": " +
-                          std::strerror(errno));
+        daemon_.cannot_exchange("cannot answer", sender.pid, errno);
     ovra_drop(&message);
 }
 

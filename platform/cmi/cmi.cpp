@@ -1,5 +1,4 @@
 #include <cerrno>
-#include <cstring>
 #include <exception>
 #include <map>
 
@@ -7,6 +6,7 @@
 #include <kiv/platform/ovra.h>
 
 #include "ovra/connection.h"
+#include "ovra/payload_landing.h"
 
 namespace {
 
@@ -15,8 +15,8 @@ using namespace kiv::transport;
 // The connections of a thread, one for each service that it has asked.
 class client {
 public:
-    // Returns 0 and the answer, or an errno value.
-    int exchange(uint64_t service, outgoing_frame &frame, incoming &answer, deadline &until)
+    // Returns 0 when there is an answer, or an errno value.
+    int exchange(uint64_t service, outgoing_frame &frame, deadline &until)
     {
         frame.header.token = ++last_token_;
         connection &kept = kept_[service];
@@ -30,20 +30,23 @@ public:
                 error = kept.send(frame, until);
         }
         if (error == 0)
-            error = await(kept, frame.header.token, answer, until);
+            error = await(kept, frame.header.token, until);
         if (error != 0)
             kept_.erase(service);
         return error;
     }
 
+    payload_landing &answer() { return landing_; }
+
 private:
-    int await(connection &service, uint32_t token, incoming &answer, deadline &until)
+    int await(connection &service, uint32_t token, deadline &until)
     {
         for (;;) {
-            const int error = service.receive(landing_, answer, until);
+            const int error = service.receive(landing_, until);
             if (error != 0)
                 return error;
-            if (answer.header.is_answer != 0 && answer.header.token == token)
+            const frame_header &header = landing_.header();
+            if (header.is_answer != 0 && header.token == token)
                 return 0;
             if (until.is_over())
                 return ETIME;
@@ -51,7 +54,7 @@ private:
     }
 
     std::map<uint64_t, connection> kept_;
-    landing landing_{0};
+    payload_landing landing_;
     uint32_t last_token_ = 0;
 };
 
@@ -66,17 +69,7 @@ std::string_view text(const char *given)
     return given == nullptr ? std::string_view("") : std::string_view(given);
 }
 
-// What came before the payload goes, so that the caller can free what it gets.
-void *payload_alone(incoming &answer)
-{
-    if (answer.payload == nullptr)
-        return nullptr;
-    if (answer.payload != answer.block.get())
-        std::memmove(answer.block.get(), answer.payload, answer.header.payload_length);
-    return answer.block.release();
-}
-
-int request(uint64_t service, const content &content, int32_t timeout, incoming &answer)
+int request(uint64_t service, const content &content, int32_t timeout)
 {
     if (timeout <= 0)
         return EINVAL;
@@ -84,7 +77,7 @@ int request(uint64_t service, const content &content, int32_t timeout, incoming 
     try {
         outgoing_frame frame;
         const int error = frame.set(content);
-        return error != 0 ? error : of_this_thread().exchange(service, frame, answer, until);
+        return error != 0 ? error : of_this_thread().exchange(service, frame, until);
     } catch (const std::exception &) { // there was no memory
         return ENOMEM;
     }
@@ -113,15 +106,14 @@ int cmi_remote_req_resp(uint32_t opcode, int32_t mode, const void *request, void
     *length = 0;
     if (response != nullptr)
         *response = nullptr;
-    incoming answer;
-    const int error =
-        flags != 0 ? EINVAL : ::request(OVRA_ADDRESS(node, service), said, timeout, answer);
+    const int error = flags != 0 ? EINVAL : ::request(OVRA_ADDRESS(node, service), said, timeout);
     if (error != 0) {
         errno = error;
         return -1;
     }
-    *length = answer.header.payload_length;
+    payload_landing &answer = of_this_thread().answer();
+    *length = answer.header().payload_length;
     if (response != nullptr)
-        *response = payload_alone(answer);
-    return answer.header.mode;
+        *response = answer.take().release();
+    return answer.header().mode;
 }

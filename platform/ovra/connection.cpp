@@ -135,10 +135,10 @@ int connection::send(const outgoing_frame &frame, deadline &until)
                   [&](int flags) { return frame.send(number(), flags); });
 }
 
-int connection::receive(landing &landing, incoming &message, deadline &until)
+int connection::receive(landing &landing, deadline &until)
 {
     return repeat(number(), receive_timeout_, until, [&](int flags) {
-        return past_reset([&] { return landing.receive(number(), flags, message); });
+        return past_reset([&] { return landing.receive(number(), flags); });
     });
 }
 

@@ -42,7 +42,7 @@ public:
 
     // ETIME, or EAGAIN with a deadline that does not wait, when there is no room.
     int send(const outgoing_frame &frame, deadline &until);
-    int receive(landing &landing, incoming &message, deadline &until);
+    int receive(landing &landing, deadline &until);
     // The header of what comes next, which stays there.
     int peek(frame_header &header, deadline &until);
     bool has_unread() const;

@@ -16,6 +16,7 @@ public:
     static deadline never() { return {true, 0}; }
     static deadline at_once() { return {false, 0}; }
     static deadline after(uint32_t seconds) { return {true, int64_t{seconds} * second}; }
+    static deadline moment() { return {true, 1}; }
 
     bool waits() const { return waits_; }
     bool is_limited() const { return !waits_ || length_ > 0; }
@@ -27,8 +28,10 @@ public:
         if (length_ == 0)
             return 0;
         const int64_t time = now();
-        if (end_ == 0)
+        if (end_ == 0) {
             end_ = time + length_ + tick;
+            return length_;
+        }
         return std::max<int64_t>(end_ - time, 0);
     }
 

@@ -55,7 +55,7 @@ deadline deadline_of(const ovra_recv_options &options)
 
 const block_prefix *prefix_of(const ovra_message *message)
 {
-    return message->block == nullptr ? nullptr : &block::prefix_of(message->block);
+    return static_cast<const block_prefix *>(message->block);
 }
 
 } // namespace
@@ -136,8 +136,7 @@ int ovra_recv(int queue, ovra_message *message, ovra_peer *peer,
 
 void ovra_drop(ovra_message *message) noexcept
 {
-    std::free(message->block);
-    *message = {};
+    block::drop(*message);
 }
 
 uint32_t ovra_opc_get(const ovra_message *message) noexcept
@@ -182,8 +181,7 @@ const char *ovra_text_get(const ovra_message *message, int which) noexcept
     const size_t text = static_cast<size_t>(which);
     if (received->header.text_length[text] == 0)
         return "";
-    return static_cast<const char *>(message->block) + sizeof(block_prefix) +
-           offset_of(received->header, text);
+    return reinterpret_cast<const char *>(received + 1) + offset_of(received->header, text);
 }
 
 int32_t ovra_options_get(int queue, uint32_t opcode) noexcept

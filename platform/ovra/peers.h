@@ -23,6 +23,7 @@ class peers {
 public:
     size_t accepted() const { return all_.size() - by_serial_.size(); }
     bool is_empty() const { return all_.empty(); }
+    peer *only() const { return all_.size() == 1 ? all_.begin()->second.get() : nullptr; }
 
     peer *find(uint32_t id) const;
     peer *at_address(uint64_t address) const;

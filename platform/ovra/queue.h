@@ -7,6 +7,7 @@
 
 #include "ovra/backlog.h"
 #include "ovra/block.h"
+#include "ovra/message_landing.h"
 #include "ovra/named_socket.h"
 #include "ovra/peers.h"
 #include "ovra/waiting_set.h"
@@ -40,8 +41,10 @@ private:
     int receive_answer(uint32_t token, block &message, deadline &until);
     int check_room(peer &from, uint32_t token, deadline &until);
     int read(peer &from, block &message, deadline &until);
+    int wait_for_only(block &message);
+    static int check_origin(const peer &from, block &message);
     int serve(uint64_t source, block &message);
-    int serve_peer(peer &from, block &message);
+    int serve_peer(peer &from, block &message, deadline &until);
 
     void accept();
     void pause(bool for_a_while);
@@ -54,9 +57,10 @@ private:
     std::unique_ptr<named_socket> name_;
     bool is_paused_ = false;
     bool has_lost_peer_ = false; // and has not said so
+    uint32_t in_a_row_ = 0;      // messages of the only peer
 
     peers peers_;
-    landing landing_{sizeof(block_prefix)};
+    message_landing landing_;
     backlog backlog_;
 };
 

@@ -31,6 +31,7 @@ struct answer {
 struct call {
     std::string text; // as in C, but for payloads
     std::string payload;
+    int messages_held; // before it
 };
 
 inline std::vector<call> calls;
@@ -88,7 +89,8 @@ std::string list(const First &first, const Rest &...rest)
 template <typename... Arguments>
 void record(const char *function, const std::string &payload, const Arguments &...arguments)
 {
-    calls.push_back({std::string(function) + "(" + list(arguments...) + ")", payload});
+    calls.push_back(
+        {std::string(function) + "(" + list(arguments...) + ")", payload, messages_held});
 }
 
 inline std::string bytes_of(const void *payload, uint32_t length)

@@ -142,10 +142,15 @@ TEST(Announcement, TellsThatItFailed)
 
 TEST(Announcement, HasTheResultOfTheOtherSide)
 {
-    plan({{0x40540027}, {-5}, {3}, {-2, 0x12345}});
+    plan({{0x40540027}, {-5}, {3}, {3}, {3, 110}, {-2, 0x12345}});
     EXPECT_EQ(kiv_register_parse_tree(1, "x"), 0x40540027);
     EXPECT_EQ(kiv_register_parse_tree(1, nullptr), -5) << "no failure of the transport";
-    EXPECT_EQ(kiv_register_interface(5, 1, &fc_info), 3);
+    EXPECT_EQ(printed([] {
+                  EXPECT_EQ(kiv_register_interface(5, 1, &fc_info), 3);
+                  EXPECT_EQ(kiv_deregister_interface(5, 1), 3);
+              }),
+              "");
+    EXPECT_EQ(kiv_config_change_notify(5), timed_out) << "any result but 0 is a failure";
     EXPECT_EQ(kiv_config_change_notify(5), static_cast<int>(0x80540345));
 }
 
@@ -300,6 +305,19 @@ TEST(InterfaceEntry, IsShownWithoutWhatIsEmpty)
                    }));
 }
 
+// What becomes of an entry that is all 'y' but for its five fields of help.
+std::string open_entry_as_it_is_copied()
+{
+    std::string bytes(602, 'y');
+    for (const size_t end : {43U, 99U, 147U, 171U, 595U}) // of a string, at its last byte
+        bytes[end] = '\0';
+    for (size_t field = 0; field < 5; ++field)
+        bytes[172 + field * 72 + 63] = '\0';
+    const int32_t fields = 5;
+    bytes.replace(596, sizeof fields, bytes_of(fields));
+    return bytes + std::string(6, '\0');
+}
+
 class FetchedTable : public InterfaceTable {
 protected:
     // The first bytes of what the daemon sends, or one more.
@@ -330,12 +348,28 @@ TEST_F(FetchedTable, IsAskedForAndDropped)
     EXPECT_EQ(calls[0].text,
               "ovra_send(5, 0xfe00000000000025, 905, null, 0, &sent, 0, {1 0 0 0 0 0 0 0})");
     EXPECT_EQ(calls[1].text, "ovra_recv(5, null, {1 0 10 77 0 0 0 0})");
+    EXPECT_EQ(calls[1].messages_held, 0) << "keeps the question while it waits";
     table->last_index = -1;
     EXPECT_EQ(fetch({{}, {0, 0, payload(*table)}}), 0);
     table->last_index = 1;
     for (uint64_t mask = 3; mask <= 24; ++mask)
         insert({mask});
     EXPECT_EQ(fetch({{}, {0, 0, payload(*table)}}), 24);
+}
+
+TEST_F(FetchedTable, HasWholeEntriesWithStringsThatEnd)
+{
+    table->last_index = 1;
+    table->entries[0] = expected_entry(fc_help, 300);
+    kiv_interface_table_entry &open = table->entries[1];
+    std::memset(&open, 'y', sizeof open);
+    open.help_info.field_count = 5;
+    plan({{}, {0, 0, payload(*table)}});
+    kiv_interface_table_entry *entries = nullptr;
+    ASSERT_EQ(kivd_interface_table_get(5, &entries), 2);
+    EXPECT_EQ(bytes_of(entries[0]), bytes_of(table->entries[0]));
+    EXPECT_EQ(bytes_of(entries[1]), open_entry_as_it_is_copied());
+    std::free(entries);
 }
 
 TEST_F(FetchedTable, IsNotTakenFromAReplyThatCannotBe)
@@ -349,6 +383,14 @@ TEST_F(FetchedTable, IsNotTakenFromAReplyThatCannotBe)
         EXPECT_EQ(fetch({{}, {0, 0, payload(*table)}}), -1) << last;
         EXPECT_EQ(errno, EPROTO);
     }
+    table->last_index = 1;
+    for (const int32_t fields : {-1, 6, INT32_MIN, INT32_MAX}) {
+        table->entries[1].help_info.field_count = fields;
+        EXPECT_EQ(fetch({{}, {0, 0, payload(*table)}}), -1) << fields;
+        EXPECT_EQ(errno, EPROTO);
+    }
+    table->last_index = 0;
+    EXPECT_EQ(fetch({{}, {0, 0, payload(*table)}}), 1) << "looks at an entry that is not in use";
 }
 
 TEST_F(FetchedTable, TellsThatNoAnswerCame)
@@ -466,9 +508,11 @@ TEST(Permission, OnAnInterfaceIsNeverARestrictedUsers)
         const auto ask = [&](const bmask4096 &mask, int expected) {
             EXPECT_EQ(row.run(nullptr, &mask, 0x10A0000), expected);
         };
-        kiv_lib_debug_filter_set(0x1);
-        EXPECT_EQ(printed([&] { ask(user, 0); }), std::string(row.trace) + row.stub);
-        EXPECT_EQ(printed([&] { ask(everything, 1); }), "");
+        for (const uint32_t filter : {0x1U, 0x3U}) {
+            kiv_lib_debug_filter_set(filter);
+            EXPECT_EQ(printed([&] { ask(user, 0); }), std::string(row.trace) + row.stub);
+            EXPECT_EQ(printed([&] { ask(everything, 1); }), "");
+        }
         kiv_lib_debug_filter_set(0x7FFFFFFE);
         EXPECT_EQ(printed([&] { ask(user, 0); }), row.stub);
     }
@@ -480,6 +524,8 @@ TEST(ProcessApiAssertion, NamesWhatIsMissing)
     int32_t position;
     const std::string from = "kiv_process_api:[0-9]+: .*kivd_interface_table_search.*";
     EXPECT_DEATH(kivd_interface_table_search(nullptr, 0, 1, &position),
+                 from + "`interface_table_p' failed");
+    EXPECT_DEATH(kivd_interface_table_search(nullptr, 0, 1, nullptr),
                  from + "`interface_table_p' failed");
     EXPECT_DEATH(kivd_interface_table_search(&table, 0, 1, nullptr), from + "`position_p' failed");
 }

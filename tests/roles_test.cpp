@@ -157,6 +157,16 @@ std::string accounting_line(int32_t message, const kivd_perm_group_conf_cli_wrap
     return text.data();
 }
 
+TEST(RoleChange, BeginsWithAnEmptySetAndNothingElse)
+{
+    kivd_perm_group_conf_cli_wrapper record;
+    std::memset(&record, 0xFF, sizeof record);
+    kivd_perm_group_conf_cli_wrapper_init(&record);
+    const uint32_t size_of_the_set = 512;
+    EXPECT_EQ(bytes_of(record), std::string(160, '\xFF') + bytes_of(size_of_the_set) +
+                                    std::string(512, '\0') + std::string(204, '\xFF'));
+}
+
 TEST(RoleTexts, OfChangesAreTheSameAsEver)
 {
     std::string lines;
@@ -244,6 +254,8 @@ TEST(Role, IsFoundByItsExactNameWhereItIsValid)
     for (int32_t start = 0; start < 5; ++start)
         EXPECT_EQ(kivd_perm_group_next_role_num_get(table, start, 4), next[start]) << start;
     EXPECT_EQ(kivd_perm_group_next_role_num_get(table, -3, 4), 1);
+    table[0].valid = 2;
+    EXPECT_EQ(kivd_perm_group_next_role_num_get(table, 0, 4), 3);
     EXPECT_EQ(kivd_static_perm_group_table_size, 4);
     const auto locate_static = [](const char *name) {
         return kivd_static_perm_group_locate_entry_by_name(kivd_static_perm_group_table, 4, name);
@@ -286,6 +298,14 @@ TEST(RoleAssertion, NamesWhatIsWrong)
          [&] { kivd_perm_group_conf_entry_copy(nullptr, &entry); }},
         {"kivd_perm_group_conf_cli_wrapper_init", "wrapper",
          [] { kivd_perm_group_conf_cli_wrapper_init(nullptr); }},
+        {"kivd_perm_group_locate_entry_by_name", "table != nullptr",
+         [] { kivd_perm_group_locate_entry_by_name(nullptr, 1, "one"); }},
+        {"kivd_perm_group_locate_case_sensitive_entry_by_name", "table != nullptr",
+         [] { kivd_perm_group_locate_case_sensitive_entry_by_name(nullptr, 1, "one"); }},
+        {"kivd_static_perm_group_locate_entry_by_name", "table != nullptr",
+         [] { kivd_static_perm_group_locate_entry_by_name(nullptr, 1, "one"); }},
+        {"kivd_perm_group_next_role_num_get", "table != nullptr",
+         [] { kivd_perm_group_next_role_num_get(nullptr, 0, 1); }},
         {"kivd_perm_group_rule_type_str_get", "str",
          [] { kivd_perm_group_rule_type_str_get(nullptr, 1); }},
         {"kivd_perm_group_rule_type_str_get", "0",
@@ -314,8 +334,8 @@ TEST(RoleAssertion, NamesWhatIsWrong)
          [&] { kivd_perm_group_wrapper_cli_str_get(text, 911, &of_no_kind); }},
     };
     for (const misuse &row : rows)
-        EXPECT_DEATH(row.run(), std::string("kivd_lib:[0-9]+: .*") + row.function +
-                                    ".*Assertion `" + row.expression + "' failed");
+        EXPECT_DEATH(row.run(), std::string("kivd_lib:[0-9]+: [^(]*\\b") + row.function +
+                                    "\\b.*Assertion `" + row.expression + ".*' failed");
     record = role_change(1, 0);
     record.vsans.size = 4;
     EXPECT_DEATH(kivd_perm_group_wrapper_cli_str_get(text, 911, &record),

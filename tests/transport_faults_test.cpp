@@ -365,6 +365,26 @@ TEST_F(Faults, SignalsDisturbNoExchange)
     }
 }
 
+TEST_F(Faults, ABusyClientKeepsNobodyOut)
+{
+    process server(serve_echoes);
+    ASSERT_TRUE(server.await());
+    process busy([](process &parent) {
+        for (int i = 0; i < 100 && cmi_error("question") == 0; ++i)
+            ;
+        parent.tell();
+        while (cmi_error("question") == 0)
+            ;
+        return 0;
+    });
+    ASSERT_TRUE(busy.await());
+    EXPECT_EQ(cmi_error("question"), 0);
+    const uint32_t token = ask("in between");
+    EXPECT_EQ(receive(queue_, token).payload, "in between");
+    server.kill();
+    EXPECT_EQ(busy.end(), 0);
+}
+
 TEST_F(Faults, AFloodEndsTheWaitInTime)
 {
     // A service that sends all it can, reads nothing, and never the answer.

@@ -29,14 +29,17 @@ void await_online(int queue)
     ovra_options_set(queue, box_online, (options | OVRA_OPTION_AWAITED) & 0xFFFF);
 }
 
-// Without the question nobody answers.
+constexpr ovra_recv_options what_is_there{OVRA_OPTIONS_VERSION, OVRA_RECV_NO_WAIT, 0, 0, {}};
+
+// To a question that could not be sent, the only answer is one that is already there.
 bool ask_platform(int queue, kiv::owned_message &answer)
 {
     ovra_peer peer{0, OVRA_OPTIONS_VERSION, 0, 0, 0, 0, 0, 0};
-    if (kiv::notify_platform(queue, online_request) >= 0 &&
-        answer.receive(queue, &peer, nullptr) >= 0)
+    const bool is_asked = kiv::notify_platform(queue, online_request) >= 0;
+    const int send_error = errno;
+    if (answer.receive(queue, &peer, is_asked ? nullptr : &what_is_there) >= 0)
         return true;
-    kiv_print_ovra_error_message(time_out_of_a_change, errno);
+    kiv_print_ovra_error_message(time_out_of_a_change, is_asked ? errno : send_error);
     return false;
 }
 

@@ -147,6 +147,5 @@ uint32_t kiv_execute_cmd_file2(kiv_system_info *info_p, const char *command) noe
         return KIV_ERROR_COMMAND_STATUS_1;
     if (info_p->debug != 0)
         std::printf("Executing kiv command string:%s\n", command);
-    kiv::flush_streams();
     return report(kiv::run_line(command), *info_p);
 }

@@ -25,7 +25,7 @@ int fetch_both(uint32_t client, int32_t mode, kiv::reply &roles, kiv::reply &sec
 {
     if (const int result = fetch(requests::roles, mode, client, roles); result != 0)
         return result;
-    if (roles.length % sizeof(kivd_perm_group) != 0) {
+    if (roles.length > 0 && roles.length < sizeof(kivd_perm_group)) {
         kiv::refuse(roles);
         return transport_failure;
     }

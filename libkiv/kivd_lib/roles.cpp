@@ -9,12 +9,32 @@
 #include "kivd_lib/role_fields.h"
 
 static_assert(sizeof(kivd_perm_group_conf_entry) == 48);
+static_assert(offsetof(kivd_perm_group_conf_entry, rule_type) == 0);
+static_assert(offsetof(kivd_perm_group_conf_entry, command_type) == 4);
+static_assert(offsetof(kivd_perm_group_conf_entry, feature) == 8);
+static_assert(offsetof(kivd_perm_group_conf_entry, all_features) == 40);
+static_assert(offsetof(kivd_perm_group_conf_entry, slot_state) == 44);
+
 static_assert(sizeof(kivd_perm_group) == 876);
+static_assert(offsetof(kivd_perm_group, description) == 0);
 static_assert(offsetof(kivd_perm_group, rules) == 68);
 static_assert(offsetof(kivd_perm_group, name) == 836);
+static_assert(offsetof(kivd_perm_group, rule_count) == 868);
 static_assert(offsetof(kivd_perm_group, valid) == 872);
+
+static_assert(sizeof(kivd_static_perm_group) == 168);
+static_assert(offsetof(kivd_static_perm_group, name) == 0);
+static_assert(offsetof(kivd_static_perm_group, description) == 32);
+static_assert(offsetof(kivd_static_perm_group, detail) == 97);
+static_assert(offsetof(kivd_static_perm_group, valid) == 164);
+
 static_assert(sizeof(kivd_perm_group_conf_cli_wrapper) == 880);
+static_assert(offsetof(kivd_perm_group_conf_cli_wrapper, kind) == 0);
+static_assert(offsetof(kivd_perm_group_conf_cli_wrapper, rule_num) == 4);
+static_assert(offsetof(kivd_perm_group_conf_cli_wrapper, rule) == 8);
+static_assert(offsetof(kivd_perm_group_conf_cli_wrapper, no_flag) == 56);
 static_assert(offsetof(kivd_perm_group_conf_cli_wrapper, role_name) == 60);
+static_assert(offsetof(kivd_perm_group_conf_cli_wrapper, description) == 92);
 static_assert(offsetof(kivd_perm_group_conf_cli_wrapper, vsans) == 160);
 static_assert(offsetof(kivd_perm_group_conf_cli_wrapper, reserved) == 676);
 
@@ -35,7 +55,6 @@ namespace {
 template <typename Role>
 int32_t find_role(const Role *table, int32_t count, const char *name)
 {
-    KIV_ASSERT("kivd_lib", table != nullptr || count <= 0);
     if (name == nullptr)
         return -1;
     const std::string_view wanted = name;
@@ -79,6 +98,7 @@ void kivd_perm_group_conf_cli_wrapper_init(kivd_perm_group_conf_cli_wrapper *wra
 int32_t kivd_perm_group_locate_entry_by_name(const kivd_perm_group *table, int32_t count,
                                              const char *name) noexcept
 {
+    KIV_ASSERT("kivd_lib", table != nullptr || count <= 0);
     return find_role(table, count, name);
 }
 
@@ -86,12 +106,14 @@ int32_t kivd_perm_group_locate_case_sensitive_entry_by_name(const kivd_perm_grou
                                                             int32_t count,
                                                             const char *name) noexcept
 {
+    KIV_ASSERT("kivd_lib", table != nullptr || count <= 0);
     return find_role(table, count, name);
 }
 
 int32_t kivd_static_perm_group_locate_entry_by_name(const kivd_static_perm_group *table,
                                                     int32_t count, const char *name) noexcept
 {
+    KIV_ASSERT("kivd_lib", table != nullptr || count <= 0);
     return find_role(table, count, name);
 }
 

@@ -12,7 +12,9 @@
 #include "process_api/kivd_address.h"
 
 static_assert(sizeof(kiv_cfg_info) == 128 && sizeof(kiv::settings_change) == 128);
+static_assert(offsetof(kiv::settings_change, extra) == 0);
 static_assert(offsetof(kiv::settings_change, settings) == 4);
+static_assert(offsetof(kiv_cfg_info, switchname) == 0);
 static_assert(offsetof(kiv_cfg_info, session_timeout) == 76);
 static_assert(offsetof(kiv_cfg_info, session_timeout_second_form) == 80);
 static_assert(offsetof(kiv_cfg_info, max_sessions) == 84);

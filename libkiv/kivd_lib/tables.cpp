@@ -8,7 +8,12 @@
 #include "kivd_lib/exchange.h"
 #include "kivd_lib/requests.h"
 
-static_assert(sizeof(kivd_param_subtype_entry) == 12 && sizeof(kiv::lock_notice) == 8);
+static_assert(sizeof(kivd_param_subtype_entry) == 12);
+static_assert(offsetof(kivd_param_subtype_entry, subtype) == 0);
+static_assert(offsetof(kivd_param_subtype_entry, pair) == 4);
+static_assert(sizeof(kiv::lock_notice) == 8);
+static_assert(offsetof(kiv::lock_notice, lock) == 0);
+static_assert(offsetof(kiv::lock_notice, session) == 4);
 
 namespace {
 

@@ -94,6 +94,17 @@ entry_array allocate_entries(int32_t count)
         std::calloc(places, sizeof(kiv_interface_table_entry))));
 }
 
+bool has_sound_counts(const kiv_interface_table &table)
+{
+    if (table.last_index < -1 || table.last_index > last_slot)
+        return false;
+    return std::all_of(table.entries, table.entries + table.last_index + 1,
+                       [](const kiv_interface_table_entry &entry) {
+                           return entry.help_info.field_count >= 0 &&
+                                  entry.help_info.field_count <= KIV_INTF_HELP_FIELDS;
+                       });
+}
+
 bool fetch_table(int queue, kiv_interface_table &table)
 {
     kiv::owned_message answer;
@@ -102,7 +113,7 @@ bool fetch_table(int queue, kiv_interface_table &table)
         std::puts("Could not communicate with kivd");
     if (outcome != kiv::question::answered || !kiv::copy_payload(answer, &table, table_size))
         return false;
-    if (table.last_index >= -1 && table.last_index <= last_slot)
+    if (has_sound_counts(table))
         return true;
     errno = EPROTO;
     return false;

@@ -18,6 +18,8 @@ public:
     // Returns 0 when there is an answer, or an errno value.
     int exchange(uint64_t service, outgoing_frame &frame, deadline &until)
     {
+        if (landing_.prepare() != 0)
+            return ENOMEM;
         frame.header.token = ++last_token_;
         connection &kept = kept_[service];
         const bool is_kept = kept.is_open();

@@ -43,8 +43,7 @@ private:
 // How many forks lie between the first process and this one.
 uint32_t process_generation();
 
-// No fork happens while somebody holds this. It is not held while descriptors are opened or closed
-// elsewhere.
+// No fork happens while somebody holds this. Whoever does must not open or close descriptors.
 std::mutex &fork_mutex();
 
 } // namespace kiv::transport

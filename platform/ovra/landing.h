@@ -20,7 +20,7 @@ public:
     virtual int receive(int socket, int flags) = 0;
 };
 
-// What is behind a payload in memory, so that it can be moved to where it is aligned.
+// Room behind a body, so that its payload can be moved to where it is aligned.
 constexpr size_t alignment = alignof(std::max_align_t);
 
 // Says what came of receiving `size` bytes, as receive does, -1 being an error: whether a sound

@@ -11,7 +11,7 @@ namespace kiv::transport {
 
 int payload_landing::receive(int socket, int flags)
 {
-    if (const int error = make_room(); error != 0)
+    if (const int error = prepare(); error != 0)
         return error;
     std::array<iovec, 3> pieces{
         iovec{&header_, sizeof header_},
@@ -42,7 +42,7 @@ heap_bytes payload_landing::take()
     return taken;
 }
 
-int payload_landing::make_room()
+int payload_landing::prepare()
 {
     if (room_ == nullptr)
         room_.reset(static_cast<char *>(std::malloc(max_body)));

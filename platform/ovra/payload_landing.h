@@ -19,6 +19,8 @@ using heap_bytes = std::unique_ptr<char, free_deleter>;
 // copied once.
 class payload_landing : public landing {
 public:
+    // Returns 0, or ENOMEM; then receiving does not fail for want of memory.
+    int prepare();
     int receive(int socket, int flags) override;
 
     const frame_header &header() const { return header_; }
@@ -26,7 +28,6 @@ public:
     heap_bytes take();
 
 private:
-    int make_room();
     void fill_block(size_t body_size);
     void give_room_away();
 

@@ -1,6 +1,7 @@
 #include "ovra/queue.h"
 
 #include <cerrno>
+#include <utility>
 
 #include <sys/socket.h>
 
@@ -213,7 +214,7 @@ int queue::receive_answer(uint32_t token, block &message, deadline &until)
             backlog_.give_up(token);
         if (error != 0 || message.answers(token))
             return error;
-        backlog_.keep(std::move(message));
+        backlog_.keep(std::exchange(message, {}));
         if (until.waits() && until.is_over()) {
             backlog_.give_up(token);
             return ETIME;

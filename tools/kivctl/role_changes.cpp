@@ -1,11 +1,14 @@
 // The daemon's roles: shown, and changed one thing at a time.
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <kiv/kiv_exec_lib.h>
 #include <kiv/kivd_lib.h>
@@ -59,26 +62,74 @@ int32_t number_of(std::string_view word, std::span<const std::string_view> words
     return 0;
 }
 
+constexpr uint32_t roles_opcode = 912;
+constexpr uint32_t role_vsans_opcode = 946;
+constexpr int most_attempts = 5;
+
+// Each role has its virtual SANs in the same place.
 struct role_table {
-    owned<kivd_perm_group> roles;
-    owned<void> vsans;
-    int32_t count = 0;
+    std::vector<kivd_perm_group> roles;
+    std::vector<bmask4096> vsans;
+
+    int32_t count() const { return static_cast<int32_t>(roles.size()); }
 };
+
+// Fetches the whole records that the daemon sends. Returns the result of the request.
+template <class Record>
+int fetch_records(uint32_t opcode, std::vector<Record> &into)
+{
+    owned<void> reply;
+    uint32_t size = 0;
+    if (const int result = send_request(opcode, nullptr, 0, reply, size); result != 0)
+        return result;
+    if (size > 0 && size < sizeof(Record)) {
+        errno = EPROTO;
+        return -1;
+    }
+    const auto *records = static_cast<const Record *>(reply.get());
+    into.assign(records, records + size / sizeof(Record));
+    return 0;
+}
+
+bool are_the_same(std::span<const kivd_perm_group> left, std::span<const kivd_perm_group> right)
+{
+    return std::ranges::equal(std::as_bytes(left), std::as_bytes(right));
+}
+
+// Roles and virtual SANs come in two answers, between which somebody may change the roles: they
+// belong together where the roles are the same before and after.
+int fetch_once(role_table &into, bool &belong_together)
+{
+    std::vector<kivd_perm_group> before;
+    int result = fetch_records(roles_opcode, before);
+    if (result == 0)
+        result = fetch_records(role_vsans_opcode, into.vsans);
+    if (result == 0)
+        result = fetch_records(roles_opcode, into.roles);
+    belong_together = result == 0 && are_the_same(before, into.roles);
+    return result;
+}
+
+bool has_vsans_of_each_role(const role_table &table)
+{
+    return table.vsans.size() >= table.roles.size() &&
+           std::ranges::all_of(
+               std::span(table.vsans).first(table.roles.size()),
+               [](const bmask4096 &vsans) { return vsans.size == KIV_BMP_SIZE(KIV_VSAN_BITS); });
+}
 
 int fetch(role_table &into)
 {
-    kivd_perm_group *roles = nullptr;
-    void *vsans = nullptr;
-    const int result = kivd_perm_group_table_get(no_client, 1, &roles, &vsans, &into.count);
-    into.roles.reset(roles);
-    into.vsans.reset(vsans);
-    return result == 0 ? static_cast<int>(done) : fail_request("roles", result == 51 ? -1 : result);
-}
-
-// The daemon's second block has a set for each role.
-const bmask4096 *vsans_of(const role_table &table, int32_t index)
-{
-    return static_cast<const bmask4096 *>(table.vsans.get()) + index;
+    bool belong_together = false;
+    for (int attempt = 0; attempt < most_attempts && !belong_together; ++attempt) {
+        if (const int result = fetch_once(into, belong_together); result != 0)
+            return fail_request("roles", result);
+    }
+    if (!belong_together)
+        return fail("roles", "they keep changing while they are fetched");
+    return has_vsans_of_each_role(into)
+               ? static_cast<int>(done)
+               : fail("roles", "the daemon does not send the virtual SANs of each role");
 }
 
 std::string list_of(const bmask4096 &vsans)
@@ -90,11 +141,11 @@ std::string list_of(const bmask4096 &vsans)
 
 int print_roles(const role_table &table, std::string_view wanted)
 {
-    for (int32_t i = 0; i < table.count; ++i) {
-        const kivd_perm_group &role = table.roles.get()[i];
+    for (size_t i = 0; i < table.roles.size(); ++i) {
+        const kivd_perm_group &role = table.roles[i];
         if (!wanted.empty() && text_of(role.name) != wanted)
             continue;
-        kivd_perm_group_entry_cli_show(&role, vsans_of(table, i));
+        kivd_perm_group_entry_cli_show(&role, &table.vsans[i]);
     }
     return print("");
 }
@@ -102,8 +153,8 @@ int print_roles(const role_table &table, std::string_view wanted)
 int list_roles(const role_table &table, std::string_view wanted)
 {
     listing all({"role", "description", "rules", "vsans"});
-    for (int32_t i = 0; i < table.count; ++i) {
-        const kivd_perm_group &role = table.roles.get()[i];
+    for (size_t i = 0; i < table.roles.size(); ++i) {
+        const kivd_perm_group &role = table.roles[i];
         if (!wanted.empty() && text_of(role.name) != wanted)
             continue;
         std::string rules;
@@ -113,8 +164,7 @@ int list_roles(const role_table &table, std::string_view wanted)
             kivd_perm_group_conf_entry_cli_str_get(line.data(), &role.rules[n - 1], n);
             rules.append(rules.empty() ? "" : "; ").append(line.c_str());
         }
-        all.add(
-            {text_of(role.name), text_of(role.description), rules, list_of(*vsans_of(table, i))});
+        all.add({text_of(role.name), text_of(role.description), rules, list_of(table.vsans[i])});
     }
     return all.print(true);
 }
@@ -129,14 +179,14 @@ change change_of(const char *role)
     return made;
 }
 
-// Has the daemon make the change, and says what was done in the words of its accounting line.
 // What a job that changes a role was given: words, the first of which is the role's name.
 struct role_job {
     std::span<char *const> words;
     bool json = false;
 };
 
-// Prints the accounting line of a change that is done; in JSON the job's end is told instead.
+// Has the daemon make the change, and prints its accounting line; in JSON the job's end is told
+// instead.
 int send(const role_job &job, uint32_t opcode, const change &made)
 {
     owned<void> reply;
@@ -261,7 +311,7 @@ int show_roles(int argc, char **argv)
     if (const int status = fetch(table); status != done)
         return status;
     if (!wanted.empty() &&
-        kivd_perm_group_locate_entry_by_name(table.roles.get(), table.count, wanted.c_str()) < 0)
+        kivd_perm_group_locate_entry_by_name(table.roles.data(), table.count(), wanted.c_str()) < 0)
         return fail(wanted, "no such role");
     return json ? list_roles(table, wanted) : print_roles(table, wanted);
 }

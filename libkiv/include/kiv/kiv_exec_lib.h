@@ -9,8 +9,8 @@
  * talvek forms address the variant of the shell on the peer platform.
  *
  * Standard output and standard error are flushed when a launcher or executor is
- * called, not by talvek_system. The child has the caller's streams, except
- * where a request names files.
+ * called, not by talvek_system and kiv_execute_cmd_file2. The child has the
+ * caller's streams, except where a request names files.
  */
 #ifndef KIV_KIV_EXEC_LIB_H
 #define KIV_KIV_EXEC_LIB_H
@@ -159,9 +159,10 @@ KIV_API uint32_t talvek_kiv_generate_running_cfg_peer_version(const char *out_fi
 KIV_API uint32_t talvek_kiv_generate_running_cfg_peer_version_bg(const char *out_file,
                                                                  const char *version) KIV_NOEXCEPT;
 
-/* Runs `command`, which the caller has built, with system (POSIX). Returns KIV_ERROR_FILE_MISSING
- * when the request's file does not exist, KIV_ERROR_COMMAND_STATUS_1 for a null command, both with
- * nothing run; otherwise as the executors do. */
+/* Runs `command`, which the caller has built, with system (POSIX). As talvek_system, it does not
+ * flush: what the caller has printed before may come out behind the command's output. Returns
+ * KIV_ERROR_FILE_MISSING when the request's file does not exist, KIV_ERROR_COMMAND_STATUS_1 for a
+ * null command, both with nothing run; otherwise as the executors do. */
 KIV_API uint32_t kiv_execute_cmd_file2(kiv_system_info *info_p, const char *command) KIV_NOEXCEPT;
 
 /* Set the type of the request to that of a configuration file and execute it. Return
@@ -172,9 +173,11 @@ KIV_API uint32_t kiv_talvek_execute_cfg_file2(kiv_system_info *info_p) KIV_NOEXC
 
 /* The start-up configuration. Runs the request's configuration file with KIV_BOOTSTRAP_PASS in its
  * -e, asks the platform over the caller's message queue whether the box is online, waits for its
- * answer, and when that says so runs the file again, without the flag. The request stays as it is.
- * Returns the result of the last run; KIV_ERROR_COMMAND_FAILED, with a message, when no answer can
- * come. Any other answer means that there is no second run. */
+ * answer, and when that says so runs the file again, without the flag. Where the question cannot be
+ * sent, it takes a message that is already there and waits for none. The request stays as it is.
+ * Returns the result of the last run; KIV_ERROR_COMMAND_FAILED when no answer comes, with a message
+ * for the error of sending, or else of receiving. Any other answer means that there is no second
+ * run. */
 #define KIV_BOOTSTRAP_PASS 0x8000
 KIV_API uint32_t kiv_multi_stage_execute_cfg_file(int ovra_queue,
                                                   const kiv_system_info *info) KIV_NOEXCEPT;

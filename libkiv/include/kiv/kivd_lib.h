@@ -186,7 +186,8 @@ kivd_perm_group_wrapper_cli_str_get(char *str, int32_t message_type,
 KIV_API int kivd_perm_group_role_name_verify(uint32_t client, const char *role_name) KIV_NOEXCEPT;
 
 /* Fetches the configured roles, an array of *count_out, and a second block, which is the daemon's
- * own. `mode` is passed on. Returns 0; 51 for a transport failure; or the daemon's status. */
+ * own. What follows the last whole role in the answer does not count. `mode` is passed on. Returns
+ * 0; 51 for a transport failure; or the daemon's status. */
 KIV_API int kivd_perm_group_table_get(uint32_t client, int32_t mode, kivd_perm_group **roles_out,
                                       void **second_out, int32_t *count_out) KIV_NOEXCEPT;
 

@@ -43,10 +43,17 @@
  *          26  uint16  length of the second text
  *          28  uint32  1 for an answer, else 0
  *
- * Sockets are /run/kiv/NODE-SAP, the node in eight hexadecimal digits and the
- * service access point in decimal. A socket appears under its name when it has
- * its permissions and is listening, not before; the name of a process that died
- * is taken over, that of a living one never.
+ * The two lengths of texts and that of the payload add up to OVRA_MAX_PAYLOAD at
+ * most, the NULs not counted; a text holds no other NUL. An answer with a token
+ * comes over the connection of its request. A peer that sends anything else is
+ * cut off. Descriptors that come with a record (SCM_RIGHTS, unix(7)) are closed.
+ *
+ * Sockets are /run/kiv/NODE-SAP, the node in eight hexadecimal digits, A to F,
+ * and the service access point in decimal, as in /run/kiv/FE000000-37. A socket
+ * appears under its name when it has its permissions and is listening, not
+ * before; the name of a process that died is taken over, that of a living one
+ * never. Beside it are NODE-SAP.lock, which its owner holds locked (flock(2)) and
+ * which stays, and for a moment NODE-SAP.new.
  *
  * Identity. ovra_recv tells which process sent a message, as the kernel knows
  * it: the process that made the connection, and its user and group at that
@@ -56,10 +63,13 @@
  * buffers, one set for each connection, for what is on its way; OVRA_MAX_BACKLOG
  * for what has arrived while its receiver waited for something else;
  * OVRA_MAX_CONNECTIONS that others have made to one queue, after which new ones
- * wait. A sender waits for room as long as its options say. An answer never
+ * wait, and as many that it has made, after which sending elsewhere is EMFILE.
+ * When the backlog is full, answers to requests whose wait has ended with ETIME
+ * make room. A sender waits for room as long as its options say. An answer never
  * waits, so that one client that does not read cannot hold up a server: it is
- * cut off. Connections are served in turn. All times are of the monotonic clock,
- * and signals do not lengthen them.
+ * cut off. Connections are served in turn; who connects to a queue that one
+ * process alone has kept busy may wait a hundredth of a second. All times are of
+ * the monotonic clock, and signals do not lengthen them.
  *
  * A queue belongs to the thread that uses it and to the process that opened it:
  * in a child of fork (POSIX) it is closed. No function raises SIGPIPE.
@@ -74,7 +84,7 @@ KIV_PLATFORM_BEGIN
 #define OVRA_ADDRESS(node, sap) ((uint64_t)(node) << 32 | (uint64_t)(sap))
 #define OVRA_ADDRESS_NONE UINT64_MAX
 
-#define OVRA_NODE_LOCAL 0xFE000000U /* this node */
+#define OVRA_NODE_LOCAL 0xFE000000U  /* this node */
 #define OVRA_NODE_ACTIVE 0xFE000001U /* the node that holds the configuration */
 
 #define OVRA_MAX_PAYLOAD 131072U
@@ -133,9 +143,11 @@ typedef struct ovra_peer {
 /* Opens a queue at `address`, whose socket has the permissions `mode` (such as 0666: any process
  * may send to it), or without an address for OVRA_ADDRESS_NONE. Makes /run/kiv (mode 0755) where it
  * is missing. Returns the queue: a descriptor, close-on-exec, that polls readable (POLLIN) while
- * ovra_recv without a token would not wait. The caller closes it with ovra_close. Returns -1:
- * EADDRINUSE when a living process has the address; the error of mkdir, socket, bind, chmod or
- * rename (POSIX). */
+ * ovra_recv without a token would not wait; it may do so, too, when a connection comes or goes, so
+ * that a poll loop receives with OVRA_RECV_NO_WAIT. The caller closes it with ovra_close. Returns
+ * -1: EADDRINUSE when a living process has the address; EEXIST when what has its name is no socket;
+ * EINVAL for other bits than permissions; the error of mkdir, socket, bind, chmod or rename
+ * (POSIX). */
 KIV_PLATFORM_API int ovra_open(uint64_t address, uint32_t mode) KIV_PLATFORM_NOEXCEPT;
 
 /* Closes the queue, its connections and its address. Messages received over it stay valid until
@@ -155,7 +167,8 @@ KIV_PLATFORM_API int ovra_send(int queue, uint64_t address, uint32_t opcode, con
 /* Answers a message that was received over this queue, with its token: the sender of a request
  * gets the answer by it, the sender of a one-way message as a message like any other. `status` is
  * the result of cmi_req_resp, where the request came from there. Never waits: a sender that has no
- * room left for its answers is cut off, and the result is EPIPE. */
+ * room left for its answers is cut off, and the result is EPIPE. EINVAL for a message that was
+ * sent, or is itself an answer with a token. */
 KIV_PLATFORM_API int ovra_answer(int queue, const ovra_message *request, uint32_t opcode,
                                  int32_t status, const void *payload,
                                  uint32_t length) KIV_PLATFORM_NOEXCEPT;
@@ -166,7 +179,8 @@ KIV_PLATFORM_API int ovra_answer(int queue, const ovra_message *request, uint32_
  * unless that is null. Null `options` wait without limit for any message. With a token, what
  * arrives meanwhile without it is kept for later calls. Returns 0 or -1: EPIPE when the peer that
  * should answer goes away, without a token that is any peer to which this queue has sent, or
- * when nobody can send to this queue any more; EAGAIN with OVRA_RECV_NO_WAIT when there is none. */
+ * when nobody can send to this queue any more; EPROTO in the same way; EAGAIN with
+ * OVRA_RECV_NO_WAIT when there is none. After ETIME the same answer can be waited for again. */
 KIV_PLATFORM_API int ovra_recv(int queue, ovra_message *message, ovra_peer *peer,
                                const ovra_recv_options *options) KIV_PLATFORM_NOEXCEPT;
 

@@ -1,0 +1,239 @@
+// What the daemon has to bear from its clients and from the files beside its own.
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <kiv/kiv_process_api.h>
+#include <kiv/kivd_lib.h>
+#include <kiv/platform/syserr.h>
+
+#include "daemon_process.h"
+#include "lab/kivd/status.h"
+#include "switch_root.h"
+#include "trees.h"
+
+namespace {
+
+using daemon_process::answer;
+using daemon_process::ask;
+using daemon_process::living;
+using daemon_process::running;
+using kiv::support::unique_fd;
+using testing::EndsWith;
+using testing::HasSubstr;
+
+constexpr uint64_t address = OVRA_ADDRESS(OVRA_NODE_LOCAL, 37);
+
+kivd::daemon_status status()
+{
+    kivd::daemon_status told{};
+    const answer given = ask(kivd::message_status);
+    EXPECT_EQ(given.size, sizeof told);
+    if (given.size == sizeof told)
+        std::memcpy(&told, given.payload.get(), sizeof told);
+    return told;
+}
+
+void write_tree(const std::string &name, const trees::tree &nodes)
+{
+    switch_root::write_file(
+        "/ubex/etc/par/" + name + ".par",
+        std::string(reinterpret_cast<const char *>(nodes.data()), nodes.size() * sizeof nodes[0]));
+}
+
+class KivdFaults : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        switch_root::require();
+        std::signal(SIGPIPE, SIG_IGN);
+    }
+};
+
+// A connection that speaks for itself.
+unique_fd connect_to_daemon()
+{
+    unique_fd connection(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    sockaddr_un name{};
+    name.sun_family = AF_UNIX;
+    std::strcpy(name.sun_path, "/run/kiv/FE000000-37");
+    if (connect(connection.get(), reinterpret_cast<const sockaddr *>(&name), sizeof name) != 0)
+        connection.close();
+    return connection;
+}
+
+// Asks for long answers and reads none of them: it is cut off again and again, and connects anew.
+int never_read()
+{
+    const int queue = ovra_open(OVRA_ADDRESS_NONE, 0);
+    ovra_message sent;
+    constexpr int enough = 20'000;
+    for (int i = 0; i < enough; ++i) {
+        if (ovra_send(queue, address, 938, nullptr, 0, &sent, 0, nullptr) != 0)
+            return errno;
+    }
+    return 0;
+}
+
+// Nonsense as fast as it goes, for as long as the process lives.
+[[noreturn]] void flood()
+{
+    const int queue = ovra_open(OVRA_ADDRESS_NONE, 0);
+    const std::string nonsense(100, 'x');
+    for (uint32_t opcode = 0;; ++opcode)
+        ovra_send(queue, address, opcode % 1000, nonsense.data(), 100, nullptr, 0, nullptr);
+}
+
+class descriptor_limit {
+public:
+    explicit descriptor_limit(rlim_t soft)
+    {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        const rlimit low{soft, before_.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &low);
+    }
+    descriptor_limit(const descriptor_limit &) = delete;
+    descriptor_limit &operator=(const descriptor_limit &) = delete;
+    ~descriptor_limit() { setrlimit(RLIMIT_NOFILE, &before_); }
+
+private:
+    rlimit before_{};
+};
+
+TEST_F(KivdFaults, ServesTheOthersWhateverSomeClientsDo)
+{
+    std::unique_ptr<running> daemon;
+    {
+        const descriptor_limit low(64);
+        daemon = std::make_unique<running>();
+    }
+    daemon->serves();
+    std::vector<unique_fd> silent;
+    for (int i = 0; i < 300; ++i) {
+        silent.push_back(connect_to_daemon());
+        ASSERT_TRUE(silent.back()) << i;
+    }
+    const std::string frame(40, 'x');
+    for (size_t i = 0; i < 10; ++i)
+        send(silent[i].get(), frame.data(), i * 4, MSG_NOSIGNAL);
+    const pid_t flooding = fork();
+    if (flooding == 0)
+        flood();
+    const living deaf(never_read);
+    EXPECT_EQ(deaf.result(), 0);
+    for (int i = 0; i < 500; ++i)
+        ASSERT_EQ(ask(938).status, 0) << i;
+    EXPECT_EQ(kivd_switchname_set(0, "edge"), 0);
+    kill(flooding, SIGKILL);
+    waitpid(flooding, nullptr, 0);
+    EXPECT_GT(status().bad_messages, 20U);
+    daemon->wait_for("more bad messages");
+}
+
+TEST_F(KivdFaults, TellsOfARefusalThatHidesBehindNonsense)
+{
+    const uid_t stranger = geteuid() == 0 ? 65534 : geteuid();
+    running daemon({"--administrator", std::to_string(stranger + 1)});
+    daemon.serves();
+    const living process([&] {
+        if (setresuid(stranger, stranger, stranger) != 0)
+            return 1;
+        for (int i = 0; i < 1000; ++i)
+            ask(12345);
+        return kivd_switchname_set(0, "theirs");
+    });
+    EXPECT_EQ(process.result(), -1);
+    EXPECT_THAT(daemon.wait_for("refused to"), HasSubstr("set name of switch"));
+}
+
+TEST_F(KivdFaults, MergesOnceWhenManyEndAtOnce)
+{
+    running daemon;
+    daemon.serves();
+    trees::tree nodes = trees::of_nodes(2);
+    trees::add_child(nodes, 0, 1);
+    nodes[1].action = KIV_ACTION_TERMINAL;
+    std::vector<std::unique_ptr<living>> modules;
+    for (int i = 0; i < 30; ++i) {
+        const std::string name = "m" + std::to_string(i);
+        name.copy(nodes[1].token, sizeof nodes[1].token - 1);
+        write_tree(name, nodes);
+        modules.push_back(
+            std::make_unique<living>([&] { return kiv_register_parse_tree(0, name.c_str()); }));
+        ASSERT_EQ(modules.back()->result(), 0);
+    }
+    ASSERT_EQ(kivd_generate_main_tree(0), 0);
+    EXPECT_EQ(status().tree_number, 31U);
+    const uint64_t merges = status().merges;
+    kill(daemon.pid(), SIGSTOP);
+    modules.clear();
+    kill(daemon.pid(), SIGCONT);
+    daemon.wait_for("nodes of 1 trees");
+    EXPECT_EQ(status().merges, merges + 1);
+}
+
+TEST_F(KivdFaults, WritesThroughNoLinkInTheFolderOfTheTrees)
+{
+    running daemon;
+    daemon.serves();
+    switch_root::write_file("/ubex/victim", "untouched");
+    for (int number = 1; number < 20; ++number) {
+        for (const char *suffix : {".par", ".par_done"}) {
+            const std::string link = "/ubex/etc/par/main_tree" + std::to_string(number) + suffix;
+            ASSERT_TRUE(symlink("/ubex/victim", link.c_str()) == 0 || errno == EEXIST);
+        }
+    }
+    char before[KIVD_PARFILE_NAME_SIZE];
+    char after[KIVD_PARFILE_NAME_SIZE];
+    ASSERT_EQ(kivd_kiv_dynamic_parfile_name_get(0, before), 0);
+    EXPECT_EQ(kivd_generate_main_tree(0), 0);
+    ASSERT_EQ(kivd_kiv_dynamic_parfile_name_get(0, after), 0);
+    EXPECT_STRNE(before, after);
+    EXPECT_EQ(switch_root::read_file("/ubex/victim"), "untouched");
+    EXPECT_EQ(kiv_register_parse_tree(0, "main_tree3"), static_cast<int>(KIV_ERROR_BAD_MESSAGE))
+        << "a name of the daemon's own";
+}
+
+TEST_F(KivdFaults, TellsAsMuchOfAReportAsAMessageHolds)
+{
+    running daemon;
+    daemon.serves();
+    constexpr size_t keywords = 8;
+    const auto write_keywords = [&](const std::string &name) {
+        trees::tree nodes = trees::of_nodes(keywords + 1);
+        for (uint16_t i = 1; i <= keywords; ++i) {
+            trees::add_child(nodes, 0, i);
+            std::string(30, static_cast<char>('a' + i)).copy(nodes[i].token, 30);
+            ("run_" + name).copy(nodes[i].func_id, sizeof nodes[i].func_id - 1);
+            nodes[i].action = KIV_ACTION_TERMINAL;
+        }
+        write_tree(name, nodes);
+        return kiv_register_parse_tree(0, name.c_str());
+    };
+    for (int i = 0; i < 300; ++i)
+        ASSERT_EQ(write_keywords("a-rather-long-name-" + std::to_string(i)), 0);
+    // The daemon writes as many lines to its log.
+    const pid_t merging = fork();
+    if (merging == 0)
+        _exit(static_cast<uint32_t>(kivd_generate_main_tree(0)) == KIV_ERROR_TREE_UNUSABLE ? 0 : 1);
+    daemon.wait_for("nodes of 2 trees");
+    int ended = 0;
+    waitpid(merging, &ended, 0);
+    EXPECT_EQ(ended, 0);
+    const answer report = ask(kivd::message_merge_report);
+    EXPECT_EQ(report.status, 0);
+    EXPECT_GT(report.size, OVRA_MAX_PAYLOAD / 2);
+    EXPECT_THAT(static_cast<const char *>(report.payload.get()), EndsWith(" more\n"));
+}
+
+} // namespace

@@ -30,8 +30,6 @@
 #include "rounds.h"
 #include "trees.h"
 
-extern char **environ;
-
 namespace {
 
 constexpr uint32_t service = 37;
@@ -361,9 +359,9 @@ void contribute(size_t module)
 double merge_seconds_of_node()
 {
     constexpr int rounds_of_merge = 15;
-    std::vector<double> times;
-    for (int i = 0; i < rounds_of_merge; ++i)
-        times.push_back(rounds::seconds_of([] { expect(kivd_generate_main_tree(0) == 0); }));
+    std::vector<double> times(rounds_of_merge);
+    for (double &time : times)
+        time = rounds::seconds_of([] { expect(kivd_generate_main_tree(0) == 0); });
     return rounds::median(times) / status().nodes;
 }
 

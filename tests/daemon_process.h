@@ -43,6 +43,14 @@ inline answer ask(uint32_t opcode, const void *payload = nullptr, uint32_t size 
     return {status, std::unique_ptr<void, freed>(reply), length};
 }
 
+// Whether root can be another user for a while, who then reaches the files of the switch root:
+// those that proot shows stand in a folder of its owner only.
+inline bool is_other_user_possible()
+{
+    const char *tool = std::getenv("KIV_ROOT_TOOL");
+    return geteuid() == 0 && tool != nullptr && std::strcmp(tool, "bwrap") == 0;
+}
+
 // Its log goes to a pipe, on which tests wait for what they expect.
 class running {
 public:
@@ -55,6 +63,7 @@ public:
         kiv::support::unique_fd other(ends[1]);
         options.insert(options.begin(), {KIVD_PATH, "--foreground"});
         std::vector<char *> argv;
+        argv.reserve(options.size() + 1);
         for (std::string &option : options)
             argv.push_back(option.data());
         argv.push_back(nullptr);
@@ -81,7 +90,7 @@ public:
         for (;;) {
             const size_t newline = unread_.find('\n');
             if (newline != std::string::npos) {
-                const std::string line = unread_.substr(0, newline);
+                std::string line = unread_.substr(0, newline);
                 unread_.erase(0, newline + 1);
                 if (line.find(text) != std::string::npos)
                     return line;

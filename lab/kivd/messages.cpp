@@ -105,10 +105,10 @@ struct handlers {
         if (status == 0)
             status = me.commit(next);
         if (status == 0) {
-            std::string line(KIVD_ROLE_TEXT_SIZE, '\0');
+            std::array<char, KIVD_ROLE_TEXT_SIZE> line{};
             kivd_perm_group_wrapper_cli_str_get(line.data(), static_cast<int32_t>(message.opcode),
                                                 &wanted);
-            me.log_.write(line.c_str() + (" by " + kiv::roles::user_name(message.sender.uid)));
+            me.log_.write(line.data() + (" by " + kiv::roles::user_name(message.sender.uid)));
         }
         return {message.opcode, status};
     }

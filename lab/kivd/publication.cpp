@@ -62,6 +62,31 @@ std::string load(const std::string &path, loaded_tree &tree)
     return {};
 }
 
+// The shell's own tree and those of the table, but for the ones that are left out.
+std::vector<loaded_tree> load_all(const std::string &directory, const kiv_tree_table &trees,
+                                  std::vector<std::string> &left_out)
+{
+    std::vector<loaded_tree> loaded;
+    loaded.reserve(static_cast<size_t>(trees.last_index) + 2);
+    size_t room = most_nodes;
+    const auto take = [&](const std::string &name, const std::string &file) {
+        loaded_tree tree{name, {}};
+        std::string fault = load(directory + "/" + file, tree);
+        if (fault.empty() && tree.nodes.size() > room)
+            fault = "the trees before it leave no room in memory";
+        if (!fault.empty()) {
+            left_out.push_back(name + ": " + file + ": " + fault);
+            return;
+        }
+        room -= tree.nodes.size();
+        loaded.push_back(std::move(tree));
+    };
+    take("the shell's own", own_tree);
+    for (int32_t i = 0; i <= trees.last_index; ++i)
+        take(trees.entries[i].module_id, trees.entries[i].par_file_name);
+    return loaded;
+}
+
 } // namespace
 
 bool is_published_name(std::string_view name)
@@ -88,25 +113,7 @@ std::string publication::name() const
 merge_report publication::publish(const kiv_tree_table &trees)
 {
     merge_report report;
-    std::vector<loaded_tree> loaded;
-    loaded.reserve(static_cast<size_t>(trees.last_index) + 2);
-    size_t room = most_nodes;
-    const auto take = [&](const std::string &name, const std::string &file) {
-        loaded_tree tree{name, {}};
-        std::string fault = load(directory_ + "/" + file, tree);
-        if (fault.empty() && tree.nodes.size() > room)
-            fault = "the trees before it leave no room in memory";
-        if (!fault.empty()) {
-            report.left_out.push_back(name + ": " + file + ": " + fault);
-            return;
-        }
-        room -= tree.nodes.size();
-        loaded.push_back(std::move(tree));
-    };
-    take("the shell's own", own_tree);
-    for (int32_t i = 0; i <= trees.last_index; ++i)
-        take(trees.entries[i].module_id, trees.entries[i].par_file_name);
-
+    const std::vector<loaded_tree> loaded = load_all(directory_, trees, report.left_out);
     std::vector<kiv::merge::contribution> contributions;
     contributions.reserve(loaded.size());
     for (const loaded_tree &tree : loaded)

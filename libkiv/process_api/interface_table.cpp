@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <span>
 #include <string_view>
 
 #include <kiv/common.h>
@@ -98,11 +99,12 @@ bool has_sound_counts(const kiv_interface_table &table)
 {
     if (table.last_index < -1 || table.last_index > last_slot)
         return false;
-    return std::all_of(table.entries, table.entries + table.last_index + 1,
-                       [](const kiv_interface_table_entry &entry) {
-                           return entry.help_info.field_count >= 0 &&
-                                  entry.help_info.field_count <= KIV_INTF_HELP_FIELDS;
-                       });
+    const auto count = static_cast<size_t>(table.last_index + 1);
+    return std::ranges::all_of(std::span(table.entries).first(count),
+                               [](const kiv_interface_table_entry &entry) {
+                                   const int32_t fields = entry.help_info.field_count;
+                                   return fields >= 0 && fields <= KIV_INTF_HELP_FIELDS;
+                               });
 }
 
 bool fetch_table(int queue, kiv_interface_table &table)

@@ -165,7 +165,7 @@ int show_settings(int argc, char **argv)
         return fail_request("settings", -1);
     const owned<kiv_cfg_info> told(received);
     summary all;
-    all.add("switchname", std::string(kiv::support::field_text(told->switchname)));
+    all.add("switchname", std::string(field_text(told->switchname)));
     all.add("session-timeout", int64_t{told->session_timeout});
     all.add("session-timeout-2", int64_t{told->session_timeout_second_form});
     all.add("max-sessions", int64_t{told->max_sessions});
@@ -194,8 +194,8 @@ int trees_command(int argc, char **argv)
     listing all({"tree", "file"});
     for (int32_t i = 0; i <= told->last_index; ++i) {
         const kiv_tree_table_entry &entry = told->entries[i];
-        all.add({std::string(kiv::support::field_text(entry.module_id)),
-                 std::string(kiv::support::field_text(entry.par_file_name))});
+        all.add({std::string(field_text(entry.module_id)),
+                 std::string(field_text(entry.par_file_name))});
     }
     return all.print(json);
 }

@@ -23,8 +23,6 @@
 #include "options.h"
 #include "report.h"
 
-extern char **environ;
-
 namespace kivctl {
 
 namespace {

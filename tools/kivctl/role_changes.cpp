@@ -160,9 +160,9 @@ int list_roles(const role_table &table, std::string_view wanted)
         std::string rules;
         for (int32_t n = kivd_perm_group_next_rule_id_get(&role, 0); n > 0;
              n = kivd_perm_group_next_rule_id_get(&role, n)) {
-            std::string line(KIVD_ROLE_TEXT_SIZE, '\0');
+            std::array<char, KIVD_ROLE_TEXT_SIZE> line{};
             kivd_perm_group_conf_entry_cli_str_get(line.data(), &role.rules[n - 1], n);
-            rules.append(rules.empty() ? "" : "; ").append(line.c_str());
+            rules.append(rules.empty() ? "" : "; ").append(line.data());
         }
         all.add({text_of(role.name), text_of(role.description), rules, list_of(table.vsans[i])});
     }
@@ -196,9 +196,9 @@ int send(const role_job &job, uint32_t opcode, const change &made)
         return fail_request(text_of(made.role_name), result);
     if (job.json)
         return done;
-    std::string line(KIVD_ROLE_TEXT_SIZE, '\0');
+    std::array<char, KIVD_ROLE_TEXT_SIZE> line{};
     kivd_perm_group_wrapper_cli_str_get(line.data(), static_cast<int32_t>(opcode), &made);
-    return print(line.c_str() + std::string("\n"));
+    return print(line.data() + std::string("\n"));
 }
 
 int run_change(int argc, char **argv, const char *state, int work(const role_job &))

@@ -71,6 +71,18 @@ bool is_sound_table(const std::string &reply, size_t index_offset, int32_t index
     return reply.size() >= index_offset + sizeof index && index >= -1 && index < capacity;
 }
 
+bool has_possible_fields(const std::string &reply, int32_t last_index)
+{
+    for (int32_t i = 0; i <= last_index; ++i) {
+        kiv_interface_table_entry entry;
+        std::memcpy(&entry, reply.data() + static_cast<size_t>(i) * sizeof entry, sizeof entry);
+        const int32_t count = entry.help_info.field_count;
+        if (count < 0 || count > KIV_INTF_HELP_FIELDS)
+            return false;
+    }
+    return true;
+}
+
 void check_interfaces(const input &from)
 {
     constexpr size_t index_offset = offsetof(kiv_interface_table, last_index);
@@ -80,7 +92,8 @@ void check_interfaces(const input &from)
     const int count = kivd_interface_table_get(1, &entries);
     const owned<kiv_interface_table_entry> owner(entries);
     const bool is_sound =
-        is_sound_table(reply, index_offset, from.index, KIV_INTERFACE_TABLE_CAPACITY);
+        is_sound_table(reply, index_offset, from.index, KIV_INTERFACE_TABLE_CAPACITY) &&
+        has_possible_fields(reply, from.index);
     require(count == (is_sound ? from.index + 1 : -1) && (entries != nullptr) == is_sound);
     show_interface_table(entries, count);
     for (int i = 0; i < count; ++i)
@@ -177,7 +190,9 @@ void check_roles(const input &from)
     const int result = kivd_perm_group_table_get(1, 1, &roles, &second, &count);
     const owned<kivd_perm_group> role_owner(roles);
     const owned<void> second_owner(second);
-    require(result == (reply.size() % sizeof(kivd_perm_group) == 0 ? 0 : 51));
+    const bool is_short = !reply.empty() && reply.size() < sizeof(kivd_perm_group);
+    require(result == (is_short ? 51 : 0));
+    require(is_short || static_cast<size_t>(count) == reply.size() / sizeof(kivd_perm_group));
     for (int32_t i = 0; i < count; ++i)
         check_role(roles[i]);
     require(kivd_perm_group_locate_entry_by_name(roles, count, "network-admin") < count);

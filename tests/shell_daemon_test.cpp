@@ -162,16 +162,21 @@ TEST_F(ShellDaemon, TakesTheTreeOfTheDaemonWhileThereIsOne)
     EXPECT_THAT(run_shell("-c alpha").error, HasSubstr("unknown word \"alpha\""));
     running daemon;
     daemon.serves();
+    const shell_session open;
+    EXPECT_THAT(open.answer_to("alpha"), EndsWith("KIV_PARSE_ERROR"));
     {
         const living module(
             [] { return kiv_register_parse_tree(0, "alpha") + kivd_generate_main_tree(0); });
         ASSERT_EQ(module.result(), 0);
+        EXPECT_THAT(open.answer_to("alpha"), EndsWith("KIV_CALLBACK_SUCCESS"));
         const outcome known = run_shell("-c alpha");
         EXPECT_EQ(known.status, 0) << known.error;
         EXPECT_THAT(known.output, StartsWith("Shell:"));
     }
     daemon.wait_for("nodes of 2 trees");
     daemon.wait_for("nodes of 1 trees");
+    EXPECT_THAT(open.answer_to("alpha"), EndsWith("KIV_PARSE_ERROR"));
+    EXPECT_THAT(open.answer_to("configure terminal"), EndsWith("KIV_CALLBACK_SUCCESS"));
     EXPECT_THAT(run_shell("-c alpha").error, HasSubstr("unknown word \"alpha\""));
     EXPECT_EQ(run_shell("-c 'show version'").status, 0);
     daemon.end(SIGKILL);

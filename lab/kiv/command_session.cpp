@@ -14,11 +14,11 @@ constexpr std::string_view xml_word = "xml-show";
 
 class command_session {
 public:
-    command_session(const options &chosen, const tree_view &tree, const configuration_store &store,
-                    daemon_link &daemon, const rights *limits)
-        : shell_(chosen, tree, store, {text_sink(answer_), text_sink(answer_)})
+    command_session(const options &chosen, followed_tree &tree, const configuration_store &store,
+                    daemon_link &daemon, rights *limits)
+        : shell_(chosen, tree.view(), store, {text_sink(answer_), text_sink(answer_)})
     {
-        shell_.take_part(daemon, limits);
+        shell_.take_part(daemon, tree, limits);
     }
 
     int run()
@@ -87,8 +87,8 @@ private:
 
 } // namespace
 
-int run_command_session(const options &chosen, const tree_view &tree,
-                        const configuration_store &store, daemon_link &daemon, const rights *limits)
+int run_command_session(const options &chosen, followed_tree &tree,
+                        const configuration_store &store, daemon_link &daemon, rights *limits)
 {
     return command_session(chosen, tree, store, daemon, limits).run();
 }

@@ -2,18 +2,17 @@
 #define LAB_KIV_COMMAND_SESSION_H
 
 #include "daemon_link.h"
+#include "followed_tree.h"
 #include "options.h"
 #include "store.h"
-#include "tree.h"
 
 namespace kiv_shell {
 
 // Answers the command lines of a program on standard input, until END_KIV or the end. An empty line
 // gets no answer; each other one gets exactly one, and nothing else is written on standard output.
 // Returns the exit status of the shell.
-int run_command_session(const options &chosen, const tree_view &tree,
-                        const configuration_store &store, daemon_link &daemon,
-                        const rights *limits);
+int run_command_session(const options &chosen, followed_tree &tree,
+                        const configuration_store &store, daemon_link &daemon, rights *limits);
 
 } // namespace kiv_shell
 

@@ -10,18 +10,16 @@
 #include "command_session.h"
 #include "daemon_link.h"
 #include "files.h"
+#include "followed_tree.h"
 #include "options.h"
 #include "run.h"
 #include "session.h"
 #include "store.h"
-#include "support/published_trees.h"
-#include "tree.h"
 
 namespace {
 
 using namespace kiv_shell;
 
-constexpr const char *unpublished_tree = "/ubex/etc/par/main_tree.par";
 constexpr const char *store_directory = "/ubex/cfg";
 
 // A closed stream would be the next file that is opened, and the configuration might be written
@@ -43,28 +41,6 @@ int print_usage()
     return error == 0 ? status_done : status_failed;
 }
 
-std::string tree_path(const daemon_link &daemon)
-{
-    if (std::string merged = daemon.tree_path(); !merged.empty())
-        return merged;
-    const std::string published = kiv::support::published_tree(kiv::support::published_directory);
-    return published.empty() ? unpublished_tree : published;
-}
-
-// A file that the daemon has just replaced twice is gone: then there is another one.
-failure open_tree(tree_file &tree, const daemon_link &daemon)
-{
-    std::string path;
-    failure failed;
-    for (std::string next = tree_path(daemon); next != path; next = tree_path(daemon)) {
-        path = next;
-        failed = tree.open(path);
-        if (!failed)
-            break;
-    }
-    return failed;
-}
-
 int start(int argc, char **argv)
 {
     options chosen;
@@ -77,19 +53,18 @@ int start(int argc, char **argv)
     daemon_link daemon;
     if (!daemon.is_there() && isatty(STDIN_FILENO) == 1 && chosen.quiet == 0)
         complain("no daemon: using the default command tree, without roles");
-    tree_file tree;
-    if (const failure failed = open_tree(tree, daemon)) {
+    followed_tree tree(daemon);
+    if (const failure failed = tree.open()) {
         complain(*failed);
         return status_unusable;
     }
-    const tree_view view = tree.view();
     const configuration_store store(store_directory);
-    const std::optional<rights> limits = daemon.user_rights(view);
-    const rights *limit = limits ? &*limits : nullptr;
+    std::optional<rights> limits = daemon.user_rights(tree.view());
+    rights *limit = limits ? &*limits : nullptr;
     if (chosen.input == input_kind::session)
-        return run_command_session(chosen, view, store, daemon, limit);
-    session shell(chosen, view, store, standard_streams());
-    shell.take_part(daemon, limit);
+        return run_command_session(chosen, tree, store, daemon, limit);
+    session shell(chosen, tree.view(), store, standard_streams());
+    shell.take_part(daemon, tree, limit);
     return run(shell);
 }
 

@@ -47,10 +47,21 @@ session::session(const options &chosen, const tree_view &tree, const configurati
 {
 }
 
-void session::take_part(daemon_link &daemon, const rights *limits)
+void session::take_part(daemon_link &daemon, followed_tree &newest, rights *limits)
 {
     daemon_ = &daemon;
+    newest_ = &newest;
     limits_ = limits;
+}
+
+// Modes are nodes of the tree in which they were entered.
+void session::refresh_tree()
+{
+    if (newest_ == nullptr || modes_.size() > 1 || !newest_->refresh())
+        return;
+    configuration_mode_ = tree_.mode_of_function(configure_function);
+    if (limits_ != nullptr)
+        limits_->take(tree_);
 }
 
 failure session::stay_in_configuration_mode()
@@ -65,6 +76,7 @@ line_outcome session::run_line(std::string_view line, std::string_view location)
 {
     if (is_blank_or_comment(line))
         return line_outcome::done;
+    refresh_tree();
     const parse_result parsed = parse_command(tree_, modes_.current(), line);
     if (const auto *error = std::get_if<line_error>(&parsed)) {
         report(location, line, *error);

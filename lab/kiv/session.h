@@ -10,6 +10,7 @@
 #include "daemon_link.h"
 #include "failure.h"
 #include "files.h"
+#include "followed_tree.h"
 #include "modes.h"
 #include "options.h"
 #include "parser.h"
@@ -46,9 +47,10 @@ public:
     const tree_view &tree() const { return tree_; }
     mode_stack &modes() { return modes_; }
 
-    // From now on the user may run what these rights permit, and configuration takes the lock. Both
-    // outlive the session; `limits` may be null.
-    void take_part(daemon_link &daemon, const rights *limits);
+    // From now on the user may run what these rights permit, configuration takes the lock, and
+    // commands of the outermost mode are those of the daemon's newest tree. All outlive the
+    // session; its tree is the view of this one, and `limits` may be null.
+    void take_part(daemon_link &daemon, followed_tree &newest, rights *limits);
 
     // Puts the session into configuration mode for good, as for a configuration file.
     failure stay_in_configuration_mode();
@@ -87,6 +89,7 @@ public:
 private:
     failure load(configuration &into, std::string_view text) const;
     failure run(const handler &found, const command &parsed, output &out);
+    void refresh_tree();
     failure lock_for(const command &parsed);
 
     const options &chosen_;
@@ -98,7 +101,8 @@ private:
     mode_stack modes_;
     configuration *open_change_ = nullptr;
     daemon_link *daemon_ = nullptr;
-    const rights *limits_ = nullptr;
+    followed_tree *newest_ = nullptr;
+    rights *limits_ = nullptr;
     bool ended_ = false;
     bool shows_xml_ = false;
 };

@@ -247,7 +247,7 @@ std::optional<int> read_session(int argc, char **argv, const char *usage, lock_r
 int announce_state(const char *state, bool json)
 {
     if (!json)
-        return print(std::string(state) + "\n");
+        return print(std::string(state) + " by process " + std::to_string(getpid()) + "\n");
     summary all;
     all.add("state", state);
     return all.print(true);

@@ -17,6 +17,9 @@ namespace {
 
 using namespace kivd;
 
+// Where the shell looks for trees, too.
+constexpr const char *tree_directory = "/ubex/etc/par";
+
 constexpr int status_failed = 1;
 constexpr int status_usage = 2;
 
@@ -41,7 +44,7 @@ int serve(const options &chosen, background &behind)
     if (const int error = out.open(chosen.log_to); error != 0)
         return complain(chosen.log_to.c_str(), error);
     const auto served = std::make_unique<kivd::daemon>(
-        chosen.state_directory, chosen.tree_directory,
+        chosen.state_directory, tree_directory,
         permissions(chosen.administrator, kiv::roles::users_file), out);
     server loop(*served, out);
     // The address comes first: of two daemons, the second one touches nothing.

@@ -9,7 +9,7 @@
 namespace kivd {
 
 const char *const usage_text =
-    "usage: kivd [--foreground] [--log stderr|syslog|FILE] [--state DIR] [--trees DIR]\n"
+    "usage: kivd [--foreground] [--log stderr|syslog|FILE] [--state DIR]\n"
     "            [--administrator UID]\n"
     "\n"
     "The daemon of the shell: keeps what modules register, merges their command trees, keeps the\n"
@@ -18,7 +18,6 @@ const char *const usage_text =
     "  --foreground         do not go into the background\n"
     "  --log WHERE          default: stderr in the foreground, else syslog; SIGHUP reopens a file\n"
     "  --state DIR          what survives the daemon (default: /ubex/etc/kivd)\n"
-    "  --trees DIR          contributed and merged trees (default: /ubex/etc/par)\n"
     "  --administrator UID  the user who may change everything, as root may (default: the\n"
     "                       daemon's own)\n"
     "\n"
@@ -62,7 +61,6 @@ constexpr std::array option_table{
     option{"--help", false, take_flag<&options::help>},
     option{"--log", true, take_text<&options::log_to>},
     option{"--state", true, take_text<&options::state_directory>},
-    option{"--trees", true, take_text<&options::tree_directory>},
     option{"--administrator", true, take_administrator},
 };
 

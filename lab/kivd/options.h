@@ -12,7 +12,6 @@ struct options {
     bool help = false;
     std::string log_to; // empty: standard error in the foreground, else the system's log
     std::string state_directory = "/ubex/etc/kivd";
-    std::string tree_directory = "/ubex/etc/par";
     uid_t administrator;
 };
 

@@ -39,11 +39,25 @@ uint64_t start_time(int32_t pid)
     return started;
 }
 
+// Tells this start of the machine from others; 0 where that cannot be told.
+uint32_t boot_number()
+{
+    const unique_fd file(open("/proc/sys/kernel/random/boot_id", O_RDONLY | O_CLOEXEC));
+    std::string text;
+    if (!file || kiv::support::read_all(file.get(), longest_stat, text) != 0)
+        return 0;
+    // The first digits of a random UUID.
+    uint32_t number = 0;
+    std::from_chars(text.data(), text.data() + text.size(), number, 16);
+    return number;
+}
+
 } // namespace
 
 int processes::open()
 {
     watch_ = unique_fd(epoll_create1(EPOLL_CLOEXEC));
+    boot_ = boot_number();
     return watch_ ? 0 : errno;
 }
 
@@ -54,7 +68,7 @@ std::optional<process> processes::follow(int32_t pid)
     unique_fd descriptor(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
     if (!descriptor)
         return std::nullopt;
-    const process which{pid, 0, start_time(pid)};
+    const process which{pid, boot_, start_time(pid)};
     epoll_event event{};
     event.events = EPOLLIN;
     event.data.fd = pid;

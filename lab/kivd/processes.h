@@ -34,6 +34,7 @@ private:
     };
 
     kiv::support::unique_fd watch_;
+    uint32_t boot_ = 0;
     std::map<int32_t, followed> by_pid_;
 };
 

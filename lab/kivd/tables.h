@@ -13,10 +13,10 @@
 namespace kivd {
 
 // A process, told from a later one with its number by the time when it started, in clock ticks
-// since the machine did.
+// since the machine did, and by that start of the machine.
 struct process {
     int32_t pid;
-    uint32_t reserved;
+    uint32_t boot;
     uint64_t started;
 
     bool operator==(const process &) const = default;

@@ -7,17 +7,14 @@
 #include <kiv/platform/syserr.h>
 
 #include "publication.h"
+#include "support/field_text.h"
 #include "tables.h"
 
 namespace kivd {
 
 namespace {
 
-template <size_t Size>
-std::string_view text_of(const char (&field)[Size])
-{
-    return {field, strnlen(field, Size)};
-}
+using kiv::support::field_text;
 
 // The name of a file in the folder of the trees: no way out of it, and nothing hidden.
 bool is_file_name(std::string_view name)
@@ -31,8 +28,8 @@ bool is_file_name(std::string_view name)
 // The file of a tree is named after it, unless the registration names one.
 bool complete(const kiv_tree_table_entry &entry, kiv_tree_table_entry &completed)
 {
-    const std::string module(text_of(entry.module_id));
-    std::string file(text_of(entry.par_file_name));
+    const std::string module(field_text(entry.module_id));
+    std::string file(field_text(entry.par_file_name));
     if (file.empty())
         file = module + ".par";
     if (!is_file_name(module) || !is_file_name(file) || is_published_name(file) ||
@@ -59,7 +56,7 @@ void remove_interface_at(tables &all, int32_t index)
 bool is_terminated(const kiv_interface_table_entry &entry)
 {
     const kiv_intf_help_info &help = entry.help_info;
-    const auto ends = [](const auto &field) { return text_of(field).size() < sizeof field; };
+    const auto ends = [](const auto &field) { return field_text(field).size() < sizeof field; };
     return ends(entry.name) && ends(entry.verify_func) && ends(entry.listing_func) &&
            ends(entry.library_name) && ends(help.help_str) && help.field_count >= 0 &&
            help.field_count <= KIV_INTF_HELP_FIELDS &&

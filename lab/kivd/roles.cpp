@@ -6,6 +6,7 @@
 
 #include <kiv/platform/syserr.h>
 
+#include "support/field_text.h"
 #include "tables.h"
 
 namespace kivd {
@@ -15,7 +16,7 @@ namespace {
 template <size_t Size>
 std::string text_of(const char (&field)[Size])
 {
-    return {field, strnlen(field, Size)};
+    return std::string(kiv::support::field_text(field));
 }
 
 // A role is made by its first change, as a file is by its first write.

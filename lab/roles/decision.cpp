@@ -6,20 +6,18 @@
 
 #include <pwd.h>
 
+#include "support/field_text.h"
+
 namespace kiv::roles {
 
 namespace {
 
-template <size_t Size>
-std::string_view text_of(const char (&field)[Size])
-{
-    return {field, strnlen(field, Size)};
-}
+using kiv::support::field_text;
 
 bool matches(const kivd_perm_group_conf_entry &rule, const action &wanted)
 {
     return rule.slot_state == 0 && rule.command_type == wanted.type &&
-           (rule.all_features == 1 || text_of(rule.feature) == wanted.feature);
+           (rule.all_features == 1 || field_text(rule.feature) == wanted.feature);
 }
 
 bool is_predefined(const std::string &name)
@@ -61,7 +59,7 @@ bool applies(const kivd_perm_group_conf_entry &rule, const action &wanted)
 
 decision decide(const kivd_perm_group &role, const action &wanted)
 {
-    const std::string name(text_of(role.name));
+    const std::string name(field_text(role.name));
     for (int number = std::clamp(role.rule_count, 0, KIVD_ROLE_RULES); number > 0; --number) {
         const kivd_perm_group_conf_entry &rule = role.rules[number - 1];
         if (!applies(rule, wanted))
@@ -80,7 +78,7 @@ decision decide(std::span<const std::string> names, std::span<const kivd_perm_gr
     decision last{false, "", 0, "the user has no role"};
     for (const std::string &name : names) {
         const auto role = std::ranges::find_if(configured, [&](const kivd_perm_group &each) {
-            return each.valid == 1 && text_of(each.name) == name;
+            return each.valid == 1 && field_text(each.name) == name;
         });
         if (is_predefined(name))
             last = decide_predefined(name);

@@ -45,6 +45,7 @@ public:
         posix_spawn_file_actions_adddup2(&actions, to[0], STDIN_FILENO);
         posix_spawn_file_actions_adddup2(&actions, from[1], STDOUT_FILENO);
         std::vector<char *> vector;
+        vector.reserve(arguments.size() + 1);
         for (std::string &argument : arguments)
             vector.push_back(argument.data());
         vector.push_back(nullptr);

@@ -86,7 +86,7 @@ std::string read_options(int argc, const char *const *argv, options &into)
         if (row->has_operand && ++i == argc)
             return name + " needs an operand";
         if (const std::string fault = row->take(into, argv[i]); !fault.empty())
-            return name + ": " + fault;
+            return std::string(row->name).append(": ").append(fault);
     }
     if (into.log_to.empty())
         into.log_to = into.foreground ? "stderr" : "syslog";

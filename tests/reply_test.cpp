@@ -325,7 +325,8 @@ TEST_F(Reply, IsBoundedByTheDeadlineHoweverMuchComes)
             kiv_interact_reply_end_set(end, 1500);
             testing::internal::CaptureStdout();
             EXPECT_EQ(exchange(std::string(2 << 20, 'c')), nothing);
-            EXPECT_EQ(elapsed(), 1500ms);
+            // One look more where the system cannot write without waiting.
+            EXPECT_THAT(elapsed(), testing::AnyOf(1500ms, 1501ms));
             EXPECT_THAT(testing::internal::GetCapturedStdout(),
                         testing::HasSubstr("deadline expired"));
         }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include <sched.h>
+#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -158,16 +159,37 @@ private:
     }};
 };
 
-void answer_all(int ready)
+bool answer_one(int queue, const ovra_recv_options *options)
+{
+    ovra_message message;
+    if (ovra_recv(queue, &message, nullptr, options) != 0)
+        return false;
+    expect(ovra_answer(queue, &message, opcode, 0, reply.data(), reply_size) == 0);
+    ovra_drop(&message);
+    return true;
+}
+
+void answer_as_they_come(int ready)
 {
     const int queue = ovra_open(OVRA_ADDRESS(OVRA_NODE_LOCAL, service), 0600);
     expect(queue >= 0);
     say_ready(ready);
-    ovra_message message;
-    while (ovra_recv(queue, &message, nullptr, nullptr) == 0) {
-        expect(ovra_answer(queue, &message, opcode, 0, reply.data(), reply_size) == 0);
-        ovra_drop(&message);
-    }
+    while (answer_one(queue, nullptr))
+        ;
+}
+
+// As a server does that waits for other things as well.
+void answer_what_epoll_tells(int ready)
+{
+    const int queue = ovra_open(OVRA_ADDRESS(OVRA_NODE_LOCAL, service), 0600);
+    const int events = epoll_create1(EPOLL_CLOEXEC);
+    epoll_event event{};
+    event.events = EPOLLIN;
+    expect(queue >= 0 && epoll_ctl(events, EPOLL_CTL_ADD, queue, &event) == 0);
+    say_ready(ready);
+    constexpr ovra_recv_options at_once{OVRA_OPTIONS_VERSION, OVRA_RECV_NO_WAIT, 0, 0, {}};
+    while (epoll_wait(events, &event, 1, -1) == 1)
+        answer_one(queue, &at_once);
 }
 
 class with_cmi : public contender {
@@ -285,7 +307,7 @@ void count_ratio(benchmark::State &state, const std::string &name, contender &on
     state.counters[name] = one.time_at(share) / other.time_at(share);
 }
 
-template <class Measured>
+template <class Measured, void (*serve)(int ready)>
 void exchange(benchmark::State &state)
 {
     constexpr int count = 200;
@@ -294,7 +316,7 @@ void exchange(benchmark::State &state)
         return;
     }
     const one_processor here;
-    const server answering(answer_all);
+    const server answering(serve);
     Measured measured;
     bare baseline;
     std::vector<rounds::contender> contenders{{"library", [&] { measured.run(count); }},
@@ -312,15 +334,19 @@ void exchange(benchmark::State &state)
 #endif
 }
 
-BENCHMARK(exchange<with_cmi>)
-    ->Name("transport/cmi")
-    ->Iterations(250)
-    ->UseManualTime()
-    ->Unit(benchmark::kMicrosecond);
-BENCHMARK(exchange<with_ovra>)
-    ->Name("transport/ovra")
-    ->Iterations(250)
-    ->UseManualTime()
-    ->Unit(benchmark::kMicrosecond);
+void set_up(benchmark::internal::Benchmark *exchange)
+{
+    exchange->Iterations(250)->UseManualTime()->Unit(benchmark::kMicrosecond);
+}
+
+BENCHMARK(exchange<with_cmi, answer_as_they_come>)
+    ->Name("transport/cmi/blocking_server")
+    ->Apply(set_up);
+BENCHMARK(exchange<with_ovra, answer_as_they_come>)
+    ->Name("transport/ovra/blocking_server")
+    ->Apply(set_up);
+BENCHMARK(exchange<with_cmi, answer_what_epoll_tells>)
+    ->Name("transport/cmi/polling_server")
+    ->Apply(set_up);
 
 } // namespace

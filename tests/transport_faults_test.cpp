@@ -254,6 +254,12 @@ TEST_F(Faults, AServiceDies)
         connection.close();
         EXPECT_EQ(receive(queue_, token).error, EPIPE) << has_read;
     }
+    // Without going away: it only says nothing more.
+    const uint32_t unanswered = ask();
+    const socket_end silent = accept(listener);
+    receive(silent);
+    shutdown(silent.number(), SHUT_WR);
+    EXPECT_EQ(receive(queue_, unanswered).error, EPIPE);
     // After it, with something unread.
     const uint32_t token = ask();
     const uint32_t second = ask();
@@ -266,6 +272,23 @@ TEST_F(Faults, AServiceDies)
     EXPECT_EQ(send(queue_, service_address, 1, ""), 0);
     accept(listener).close();
     EXPECT_EQ(receive(queue_).error, EPIPE);
+}
+
+TEST_F(Faults, AnAnswerOfADeadServiceIsNotAwaitedFromItsSuccessor)
+{
+    const socket_end listener = open_listener();
+    const uint32_t token = ask();
+    accept(listener).close();
+    EXPECT_EQ(receive(queue_, token).error, EPIPE);
+    // As many connections as there are parts of tokens for them, so that one comes again.
+    socket_end connection;
+    for (uint32_t i = 0; i < OVRA_MAX_CONNECTIONS; ++i) {
+        connection.close();
+        receive_now(queue_);
+        ASSERT_EQ(send(queue_, service_address, 1, ""), 0);
+        connection = accept(listener);
+        ASSERT_EQ(receive_now(queue_, token).error, EPIPE) << i;
+    }
 }
 
 TEST_F(Faults, AServiceDiesWhileItIsAsked)

@@ -154,6 +154,25 @@ TEST_F(Names, AFolderThatMayNotBeWrittenIsAnError)
     EXPECT_EQ(result, 0);
 }
 
+TEST_F(Names, AListenerThatMayNotBeAskedKeepsItsName)
+{
+    const socket_end listener = open_listener();
+    chmod(service_path, 0600);
+    chmod("/run/kiv", 0777);
+    process other([](process &) {
+        if (geteuid() == 0 && seteuid(65'534) != 0)
+            return 77;
+        return geteuid() != 65'534 ? 77 : open_error() == EACCES ? 0 : 1;
+    });
+    const int result = other.end();
+    chmod("/run/kiv", 0755);
+    unlink(lock_path);
+    if (result == 77)
+        GTEST_SKIP() << "no other user here";
+    EXPECT_EQ(result, 0);
+    EXPECT_TRUE(exists(service_path));
+}
+
 TEST_F(Names, OneOfManyGetsTheName)
 {
     for (int round = 0; round < 10; ++round) {

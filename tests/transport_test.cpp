@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <sys/resource.h>
@@ -235,6 +236,21 @@ TEST_F(Server, KeepsTheOrderOfEachSenderAndServesAllInTurn)
     }
 }
 
+TEST_F(Server, LetsNobodyWaitLongForOneWhoSendsAllTheTime)
+{
+    const socket_end busy = connect();
+    for (int i = 0; i < 100; ++i)
+        ASSERT_TRUE(send(busy, request(1)));
+    for (int i = 0; i < 10; ++i)
+        ASSERT_EQ(receive_now(queue_).opcode, 1U);
+    const socket_end newcomer = connect();
+    ASSERT_TRUE(send(newcomer, request(2)));
+    int turns = 1;
+    while (turns < 90 && receive_now(queue_).opcode == 1)
+        ++turns;
+    EXPECT_LE(turns, 20);
+}
+
 TEST_F(Server, ReportsTheSenderThatTheKernelKnows)
 {
     process liar([](process &parent) {
@@ -331,6 +347,53 @@ TEST_F(Server, ServesAsManyConnectionsAsItSaysAndLetsTheOthersWait)
     EXPECT_FALSE(polls_readable(queue_));
 }
 
+TEST_F(Server, GivesOneUserAShareOfItsConnections)
+{
+    process other([](process &parent) {
+        rlimit limit{};
+        getrlimit(RLIMIT_NOFILE, &limit);
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+        if (limit.rlim_max < OVRA_MAX_OF_USER + 200 || geteuid() != 0 || seteuid(65'534) != 0)
+            return 77;
+        std::vector<socket_end> clients;
+        for (uint32_t i = 0; i < OVRA_MAX_OF_USER; ++i) {
+            clients.push_back(connect());
+            send(clients.back(), request(1, "", 1));
+            if (header_of(receive(clients.back())).opcode != 1)
+                return 1;
+        }
+        if (ask("").error != EPIPE)
+            return 2;
+        clients.pop_back();
+        // The server hears of that before it hears of the next one.
+        if (ask("").status != 5)
+            return 3;
+        parent.tell();
+        return parent.await() ? 0 : 4;
+    });
+    std::thread serving([this] {
+        ovra_message message;
+        while (ovra_recv(queue_, &message, nullptr, nullptr) == 0) {
+            const uint32_t opcode = ovra_opc_get(&message);
+            ovra_answer(queue_, &message, opcode, 5, nullptr, 0);
+            ovra_drop(&message);
+            if (opcode == end_of_service)
+                return;
+        }
+    });
+    const bool is_at_limit = other.await();
+    EXPECT_EQ(ask("").status, 5) << "others are served";
+    EXPECT_EQ(ask("", "", "", 10, end_of_service).status, 5);
+    serving.join();
+    other.tell();
+    const int result = other.end();
+    if (result == 77)
+        GTEST_SKIP() << "no other user here, or too few descriptors";
+    EXPECT_TRUE(is_at_limit);
+    EXPECT_EQ(result, 0);
+}
+
 TEST_F(Server, GoesOnWhenDescriptorsAreThereAgain)
 {
     rlimit limit{};
@@ -375,6 +438,56 @@ TEST_F(Queue, IsClosedInChildren)
     EXPECT_EQ(child.end(), 0);
     EXPECT_EQ(receive(queue_, token).payload, "ours");
     EXPECT_EQ(ask("after").payload, "after");
+}
+
+TEST_F(Queue, TakesTheNumberOfOneWhoseDescriptorsWereClosed)
+{
+    process child([](process &) {
+        alarm(20);
+        const int first = ovra_open(service_address, 0666);
+        close_range(static_cast<unsigned>(first), ~0U, 0);
+        const int second = ovra_open(service_address, 0666);
+        if (first < 0 || second != first)
+            return 1;
+        const socket_end client = connect();
+        return send(client, request(3)) && receive(second).opcode == 3 ? ovra_close(second) : 2;
+    });
+    EXPECT_EQ(child.end(), 0);
+}
+
+TEST_F(Queue, CanBeAskedForWhileTheProcessEnds)
+{
+    process server(serve_echoes);
+    ASSERT_TRUE(server.await());
+    process child([](process &) {
+        std::atexit([] { _exit(ask("late").payload == "late" && ask("").status == 41 ? 0 : 1); });
+        std::exit(ask("before").payload == "before" ? 2 : 3);
+        return 4;
+    });
+    EXPECT_EQ(child.end(), 0);
+}
+
+TEST_F(Queue, TellsAStatusFromAFailure)
+{
+    process service([](process &parent) {
+        const socket_end listener = open_listener();
+        parent.tell();
+        const socket_end asked = accept(listener);
+        const uint32_t token = header_of(receive(asked)).token;
+        send(asked, record({.mode = -1, .token = token, .length = 3, .is_answer = 1}, "why"));
+        return 0;
+    });
+    ASSERT_TRUE(service.await());
+    void *response = nullptr;
+    uint32_t length = 0;
+    errno = ETIME;
+    EXPECT_EQ(
+        cmi_req_resp(7, CMI_MODE_QUERY, nullptr, &response, &length, "", "", service_point, 37, 10),
+        -1);
+    EXPECT_EQ(errno, 0);
+    EXPECT_EQ(std::string(static_cast<char *>(response), length), "why");
+    std::free(response);
+    EXPECT_EQ(service.end(), 0);
 }
 
 TEST_F(Server, PollsReadableWhileThereIsSomethingToReceive)

@@ -23,8 +23,11 @@ enum opcode : uint32_t {
 
 constexpr int32_t registration_wait = 20; // seconds
 
+// A status of -1 that comes from the daemon is no fault of the transport.
 int transport_error()
 {
+    if (errno == 0)
+        return -1;
     return static_cast<int>(KIV_ERROR_TRANSPORT |
                             (static_cast<uint32_t>(errno) & KIV_ERROR_TRANSPORT_ERRNO_MASK));
 }

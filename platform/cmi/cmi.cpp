@@ -60,10 +60,34 @@ private:
     uint32_t last_token_ = 0;
 };
 
-client &of_this_thread()
+// Handlers of exit may ask when the client of their thread is gone already.
+thread_local client *kept_client;
+thread_local bool has_ended;
+
+struct client_of_thread {
+    client_of_thread() { kept_client = &kept; }
+    client_of_thread(const client_of_thread &) = delete;
+    client_of_thread &operator=(const client_of_thread &) = delete;
+    ~client_of_thread()
+    {
+        kept_client = nullptr;
+        has_ended = true;
+    }
+
+    client kept;
+};
+
+// Runs `use` with the client of this thread, at the thread's end with one for this time.
+template <class Use>
+int with_client(Use use)
 {
-    thread_local client current;
-    return current;
+    if (!has_ended) {
+        static thread_local client_of_thread owner;
+    }
+    if (kept_client != nullptr)
+        return use(*kept_client);
+    client passing;
+    return use(passing);
 }
 
 std::string_view text(const char *given)
@@ -71,18 +95,25 @@ std::string_view text(const char *given)
     return given == nullptr ? std::string_view("") : std::string_view(given);
 }
 
-int request(uint64_t service, const content &content, int32_t timeout)
+// Takes the payload of the answer only where it is wanted: the memory serves the next one.
+int request(uint64_t service, const content &content, int32_t timeout, frame_header &answer,
+            void **response)
 {
     if (timeout <= 0)
         return EINVAL;
     deadline until = deadline::after(static_cast<uint32_t>(timeout));
-    try {
-        outgoing_frame frame;
-        const int error = frame.set(content);
-        return error != 0 ? error : of_this_thread().exchange(service, frame, until);
-    } catch (const std::exception &) { // there was no memory
-        return ENOMEM;
-    }
+    outgoing_frame frame;
+    if (const int error = frame.set(content); error != 0)
+        return error;
+    return with_client([&](client &asking) {
+        const int error = asking.exchange(service, frame, until);
+        if (error != 0)
+            return error;
+        answer = asking.answer().header();
+        if (response != nullptr)
+            *response = asking.answer().take().release();
+        return 0;
+    });
 }
 
 } // namespace
@@ -108,14 +139,17 @@ int cmi_remote_req_resp(uint32_t opcode, int32_t mode, const void *request, void
     *length = 0;
     if (response != nullptr)
         *response = nullptr;
-    const int error = flags != 0 ? EINVAL : ::request(OVRA_ADDRESS(node, service), said, timeout);
-    if (error != 0) {
-        errno = error;
-        return -1;
+    frame_header answer{};
+    int error = EINVAL;
+    try {
+        if (flags == 0)
+            error = ::request(OVRA_ADDRESS(node, service), said, timeout, answer, response);
+    } catch (const std::exception &) {
+        error = ENOMEM;
     }
-    payload_landing &answer = of_this_thread().answer();
-    *length = answer.header().payload_length;
-    if (response != nullptr)
-        *response = answer.take().release();
-    return answer.header().mode;
+    errno = error; // 0 tells a status of -1 from a failure
+    if (error != 0)
+        return -1;
+    *length = answer.payload_length;
+    return answer.mode;
 }

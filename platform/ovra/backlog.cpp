@@ -31,6 +31,12 @@ void backlog::give_up(uint32_t token)
     next_given_up_ = (next_given_up_ + 1) % given_up_.size();
 }
 
+void backlog::forget(uint32_t token)
+{
+    take(token);
+    std::ranges::replace(given_up_, token, 0U);
+}
+
 block backlog::remove(size_t index)
 {
     block removed = std::move(messages_[index]);

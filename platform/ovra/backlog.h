@@ -24,6 +24,9 @@ public:
     // Says that the wait for an answer has ended without it.
     void give_up(uint32_t token);
 
+    // Drops what is known of a token that is given to another request now.
+    void forget(uint32_t token);
+
 private:
     block remove(size_t index);
     bool is_given_up(const block &message) const;

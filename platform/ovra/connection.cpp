@@ -59,10 +59,9 @@ int past_reset(Call call)
     return error == ECONNRESET ? call() : error;
 }
 
-// The largest record has to fit where the system's default is small.
-int make_room_to_send(int socket)
+int make_room_to_send(int socket, size_t bytes)
 {
-    const int wanted = static_cast<int>(sizeof(frame_header) + max_body) + 64;
+    const int wanted = static_cast<int>(bytes);
     int size = 0;
     socklen_t length = sizeof size;
     if (getsockopt(socket, SOL_SOCKET, SO_SNDBUF, &size, &length) != 0)
@@ -104,9 +103,12 @@ int connection::connect(uint64_t address, deadline &until)
     return error != 0 ? error : prepare();
 }
 
+// Room for some answers, as far as the system permits: those of a client that asks for several
+// things before it reads.
 int connection::take(descriptor socket)
 {
     socket_ = std::move(socket);
+    static_cast<void>(make_room_to_send(number(), 2 * max_body));
     return prepare();
 }
 
@@ -115,7 +117,8 @@ int connection::prepare()
     socklen_t length = sizeof peer_;
     if (getsockopt(number(), SOL_SOCKET, SO_PEERCRED, &peer_, &length) != 0)
         return errno;
-    return make_room_to_send(number());
+    // The largest record has to fit where the system's default is small.
+    return make_room_to_send(number(), sizeof(frame_header) + max_body + 64);
 }
 
 void connection::close()

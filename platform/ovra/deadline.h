@@ -16,7 +16,6 @@ public:
     static deadline never() { return {true, 0}; }
     static deadline at_once() { return {false, 0}; }
     static deadline after(uint32_t seconds) { return {true, int64_t{seconds} * second}; }
-    static deadline moment() { return {true, 1}; }
 
     bool waits() const { return waits_; }
     bool is_limited() const { return !waits_ || length_ > 0; }

@@ -14,11 +14,12 @@ size_t aligned(size_t offset)
     return (offset + alignment - 1) / alignment * alignment;
 }
 
-// A record without a byte and the end of the connection look the same to recv.
+// A record without a byte and the end of the connection look the same to recv. A peer that only
+// stops sending has ended it, too.
 bool is_at_end(int socket)
 {
-    pollfd state{.fd = socket, .events = 0, .revents = 0};
-    return poll(&state, 1, 0) == 1 && (state.revents & POLLHUP) != 0;
+    pollfd state{.fd = socket, .events = POLLRDHUP, .revents = 0};
+    return poll(&state, 1, 0) == 1 && (state.revents & (POLLHUP | POLLRDHUP)) != 0;
 }
 
 } // namespace

@@ -43,14 +43,19 @@ int look_at(const std::string &path, bool &is_there)
     return S_ISSOCK(found.st_mode) ? 0 : EEXIST;
 }
 
-// Somebody may listen without the lock: when its file was deleted by hand.
-bool is_listened_to(const std::string &path)
+// Somebody may listen without the lock: when its file was deleted by hand. A name is free only when
+// it is sure that nobody does.
+int check_listener(const std::string &path)
 {
     const descriptor probe = open_socket(SOCK_NONBLOCK);
+    if (!probe)
+        return errno;
     const sockaddr_un address = socket_address(path);
     if (connect(probe.number(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0)
-        return true;
-    return errno == EAGAIN || errno == EPROTOTYPE;
+        return EADDRINUSE;
+    if (errno == ECONNREFUSED || errno == ENOENT)
+        return 0;
+    return errno == EAGAIN || errno == EPROTOTYPE ? EADDRINUSE : errno;
 }
 
 int check_name(const std::string &path)
@@ -58,7 +63,7 @@ int check_name(const std::string &path)
     bool is_there = false;
     if (const int error = look_at(path, is_there); error != 0)
         return error;
-    return is_there && is_listened_to(path) ? EADDRINUSE : 0;
+    return is_there ? check_listener(path) : 0;
 }
 
 // Only a killed process leaves its temporary name.
@@ -90,7 +95,7 @@ int named_socket::open(uint64_t address, mode_t mode)
     const std::string temporary = socket_path(address, ".new");
     int error = make_folder();
     if (error == 0)
-        error = take_lock(address);
+        error = take_lock(socket_path(address, ".lock"));
     if (error == 0)
         error = check_name(path);
     if (error == 0)
@@ -107,18 +112,33 @@ int named_socket::open(uint64_t address, mode_t mode)
     return error;
 }
 
-int named_socket::take_lock(uint64_t address)
+int named_socket::take_lock(const std::string &path)
+{
+    for (int attempts = 2; attempts > 0; --attempts) {
+        if (const int error = lock_file(path); error != 0) {
+            lock_ = {};
+            return error;
+        }
+        // The file may have been deleted by hand in between; others lock the one that is there.
+        struct stat locked {};
+        struct stat found {};
+        if (fstat(lock_.number(), &locked) == 0 && lstat(path.c_str(), &found) == 0 &&
+            is_same_file(locked, found))
+            return 0;
+    }
+    lock_ = {};
+    return EADDRINUSE;
+}
+
+int named_socket::lock_file(const std::string &path)
 {
     constexpr int flags = O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK;
-    const std::string path = socket_path(address, ".lock");
     lock_ = descriptor::open([&path] { return ::open(path.c_str(), flags, 0600); });
     if (!lock_)
         return errno;
     if (flock(lock_.number(), LOCK_EX | LOCK_NB) == 0)
         return 0;
-    const int error = errno == EWOULDBLOCK ? EADDRINUSE : errno;
-    lock_ = {};
-    return error;
+    return errno == EWOULDBLOCK ? EADDRINUSE : errno;
 }
 
 // A socket is bound with its own permissions: nobody can connect before it has the final ones.

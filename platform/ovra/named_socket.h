@@ -26,7 +26,8 @@ public:
     int number() const { return listener_.number(); }
 
 private:
-    int take_lock(uint64_t address);
+    int take_lock(const std::string &path);
+    int lock_file(const std::string &path);
     int listen_at(const std::string &path, mode_t mode);
 
     std::string path_; // once the socket is there

@@ -13,6 +13,7 @@ namespace {
 constexpr uint32_t serials = OVRA_MAX_CONNECTIONS;
 constexpr uint32_t counts = UINT32_MAX / serials + 1;
 static_assert(serials * static_cast<uint64_t>(counts) == uint64_t{1} << 32);
+constexpr uint32_t different_counts = counts - 1; // no 0, so that no token is 0
 
 std::atomic<uint32_t> last_id;
 
@@ -36,7 +37,29 @@ peer *peers::at_address(uint64_t address) const
 peer *peers::of_token(uint32_t token) const
 {
     const auto found = by_serial_.find(token / counts);
-    return found == by_serial_.end() ? nullptr : found->second;
+    if (found == by_serial_.end())
+        return nullptr;
+    // An earlier connection may have had the same serial.
+    return index_of(token) > found->second->tokens_before ? found->second : nullptr;
+}
+
+// Which one of all tokens it is, from 1; 0 when it has not been made. Only the last ones with
+// different counts can be told from each other.
+uint64_t peers::index_of(uint32_t token) const
+{
+    const uint32_t count = token % counts;
+    if (count == 0)
+        return 0;
+    const uint64_t last = tokens_ % different_counts;
+    const uint64_t age = (last + different_counts - count % different_counts) % different_counts;
+    return age < tokens_ ? tokens_ - age : 0;
+}
+
+size_t peers::accepted_of(uid_t user) const
+{
+    return static_cast<size_t>(std::ranges::count_if(all_, [user](const auto &entry) {
+        return !entry.second->is_ours && entry.second->link.peer().uid == user;
+    }));
 }
 
 bool peers::has_serial_left() const
@@ -46,13 +69,16 @@ bool peers::has_serial_left() const
 
 void peers::number(peer &added)
 {
-    added.id = ++last_id;
+    do
+        added.id = ++last_id;
+    while (added.id == 0 || all_.contains(added.id));
     if (!added.is_ours)
         return;
     do
         last_serial_ = (last_serial_ + 1) % serials;
     while (by_serial_.contains(last_serial_));
     added.serial = last_serial_;
+    added.tokens_before = tokens_;
     by_serial_.emplace(added.serial, &added);
     by_address_.emplace(added.address, &added);
 }
@@ -90,8 +116,8 @@ void peers::remove(const peer &peer)
 
 uint32_t peers::new_token(const peer &peer)
 {
-    last_token_ = std::max((last_token_ + 1) % counts, 1U);
-    return peer.serial * counts + last_token_;
+    const auto last = static_cast<uint32_t>(tokens_++ % different_counts);
+    return peer.serial * counts + last + 1;
 }
 
 bool peers::is_token_of(const peer &peer, uint32_t token)

@@ -74,7 +74,11 @@ int queue::reach(uint64_t address, deadline &until, peer *&to)
 
 int queue::send_to(peer &to, outgoing_frame &frame, ovra_message *sent, deadline &until)
 {
-    frame.header.token = sent != nullptr ? peers_.new_token(to) : 0;
+    frame.header.token = 0;
+    if (sent != nullptr) {
+        frame.header.token = peers_.new_token(to);
+        backlog_.forget(frame.header.token);
+    }
     const int error = to.link.send(frame, until);
     if (error == 0 && sent != nullptr)
         *sent = {nullptr, to.id, frame.header.token, frame.header.opcode, 0};
@@ -116,41 +120,25 @@ int queue::receive_any(block &message, deadline &until)
 {
     // Others may come and go without end; when the time is over, that is not waited for.
     uint32_t patience = 2 * OVRA_MAX_CONNECTIONS;
+    // Whoever does not wait has been told by poll that there is something, so that the kernel need
+    // not be asked twice.
+    bool may_guess = !until.waits();
     for (;;) {
         ring();
         if (has_lost_peer_ || (name_ == nullptr && peers_.is_empty())) {
             has_lost_peer_ = false;
             return EPIPE;
         }
-        int error = until.is_limited() ? nothing : wait_for_only(message);
         uint64_t source = 0;
-        if (error == nothing)
-            error = waiting_.wait(source, until);
-        if (error == 0 && !message)
+        const bool is_guessed = std::exchange(may_guess, false) && waiting_.guess(source);
+        int error = is_guessed ? 0 : waiting_.wait(source, until);
+        if (error == 0)
             error = serve(source, message);
         if (error != nothing)
             return error;
-        if (until.is_over() && --patience == 0)
+        if (until.is_over() && !is_guessed && --patience == 0)
             return until.error();
     }
-}
-
-// While the only peer asks one thing after the other, it is waited for with one call instead of
-// two: not long, and not always, for somebody who connects has to wait meanwhile.
-int queue::wait_for_only(block &message)
-{
-    constexpr uint32_t few = 8;
-    constexpr uint32_t many = 32;
-    peer *from = peers_.only();
-    if (from == nullptr || from->is_ours || ++in_a_row_ < few || in_a_row_ % many == 0)
-        return nothing;
-    deadline moment = deadline::moment();
-    int error = serve_peer(*from, message, moment);
-    if (error == ETIME)
-        error = nothing;
-    if (error != 0)
-        in_a_row_ = 0;
-    return error;
 }
 
 int queue::serve(uint64_t source, block &message)
@@ -159,17 +147,16 @@ int queue::serve(uint64_t source, block &message)
         accept();
     else if (source == waiting_set::alarm)
         resume();
-    else if (peer *from = peers_.find(static_cast<uint32_t>(source))) {
-        deadline now = deadline::at_once();
-        return serve_peer(*from, message, now);
-    }
+    else if (peer *from = peers_.find(static_cast<uint32_t>(source)))
+        return serve_peer(*from, message);
     return nothing;
 }
 
-int queue::serve_peer(peer &from, block &message, deadline &until)
+int queue::serve_peer(peer &from, block &message)
 {
     const bool is_ours = from.is_ours;
-    const int error = read(from, message, until);
+    deadline now = deadline::at_once();
+    const int error = read(from, message, now);
     if (error == EAGAIN)
         return nothing;
     // What others do wrong is their affair, and their end is nobody's.
@@ -245,8 +232,15 @@ void queue::accept()
             pause(true);
         return;
     }
-    if (accepted->link.take(std::move(socket)) == 0)
+    if (accepted->link.take(std::move(socket)) == 0 && may_connect(accepted->link.peer().uid))
         admit(std::move(accepted));
+}
+
+// One user cannot take the connections from all others, the superuser and the own user apart, who
+// could stop this process, too.
+bool queue::may_connect(uid_t user) const
+{
+    return user == 0 || user == own_user_ || peers_.accepted_of(user) < OVRA_MAX_OF_USER;
 }
 
 int queue::admit(std::unique_ptr<peer> added)

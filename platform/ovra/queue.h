@@ -5,6 +5,8 @@
 #include <memory>
 #include <unordered_map>
 
+#include <unistd.h>
+
 #include "ovra/backlog.h"
 #include "ovra/block.h"
 #include "ovra/message_landing.h"
@@ -41,12 +43,12 @@ private:
     int receive_answer(uint32_t token, block &message, deadline &until);
     int check_room(peer &from, uint32_t token, deadline &until);
     int read(peer &from, block &message, deadline &until);
-    int wait_for_only(block &message);
     static int check_origin(const peer &from, block &message);
     int serve(uint64_t source, block &message);
-    int serve_peer(peer &from, block &message, deadline &until);
+    int serve_peer(peer &from, block &message);
 
     void accept();
+    bool may_connect(uid_t user) const;
     void pause(bool for_a_while);
     void resume();
     void retire(peer &gone);
@@ -57,7 +59,7 @@ private:
     std::unique_ptr<named_socket> name_;
     bool is_paused_ = false;
     bool has_lost_peer_ = false; // and has not said so
-    uint32_t in_a_row_ = 0;      // messages of the only peer
+    const uid_t own_user_ = geteuid();
 
     peers peers_;
     message_landing landing_;

@@ -12,9 +12,9 @@ namespace {
 struct table {
     std::map<int, std::unique_ptr<queue>> queues;
     uint32_t process = process_generation();
-    // Another thread of the parent may have been at work on these when it forked. Nobody touches
-    // them again.
-    std::multimap<int, std::unique_ptr<queue>> of_parents;
+    // Nobody touches these again: another thread of the parent may have been at work on them when
+    // it forked, or somebody else closed their descriptors, whose numbers now belong to others.
+    std::multimap<int, std::unique_ptr<queue>> lost;
 };
 
 // Low numbers, nearly all that there are, are found without the mutex.
@@ -42,7 +42,7 @@ table &current()
 {
     static table &tables = *new table;
     if (tables.process != process_generation()) {
-        tables.of_parents.merge(tables.queues);
+        tables.lost.merge(tables.queues);
         tables.process = process_generation();
     }
     return tables;
@@ -71,7 +71,10 @@ int add(std::unique_ptr<queue> opened)
     const std::lock_guard hold(fork_mutex());
     const int number = opened->number();
     queue *const target = opened.get();
-    current().queues.emplace(number, std::move(opened));
+    table &tables = current();
+    if (auto old = tables.queues.extract(number); !old.empty())
+        tables.lost.insert(std::move(old));
+    tables.queues.emplace(number, std::move(opened));
     set_shortcut(number, target);
     return number;
 }

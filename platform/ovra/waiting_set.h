@@ -1,7 +1,11 @@
 #ifndef OVRA_WAITING_SET_H
 #define OVRA_WAITING_SET_H
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+
+#include <sys/epoll.h>
 
 #include "ovra/deadline.h"
 #include "ovra/descriptor.h"
@@ -31,14 +35,25 @@ public:
     void set_alarm();
     void stop_alarm();
 
-    // Waits for one of them, each in turn.
+    // Waits for one of them, each in turn. It may turn out to have nothing, or to be gone.
     int wait(uint64_t &source, deadline &until);
+    // Which it will be, most likely, when one has been the only one for some time.
+    bool guess(uint64_t &source);
 
 private:
+    int fetch(deadline &until);
+
     descriptor epoll_;
     descriptor bell_;
     descriptor alarm_;
     bool is_ringing_ = false;
+
+    // What the kernel has told at once, and how much of it has been used.
+    std::array<epoll_event, 16> heard_{};
+    size_t heard_count_ = 0;
+    size_t used_count_ = 0;
+    uint64_t lone_ = 0; // what was heard last, when it was all there was
+    uint32_t guesses_left_ = 0;
 };
 
 } // namespace kiv::transport

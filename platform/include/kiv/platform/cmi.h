@@ -14,7 +14,9 @@
  *   free(reply);
  *
  * The connection to a service is kept for the next request of the same thread,
- * and closed after a failure. A child of fork (POSIX) makes its own.
+ * and closed after a failure. A child of fork (POSIX) makes its own. A thread
+ * that may be in one of these functions must not be cancelled (pthread_cancel,
+ * POSIX). Handlers of exit may call them.
  */
 #ifndef KIV_PLATFORM_CMI_H
 #define KIV_PLATFORM_CMI_H
@@ -35,8 +37,9 @@ KIV_PLATFORM_BEGIN
  *   length         in: bytes of the request; out: bytes of the answer, 0 on failure
  *   text1, text2   travel as they are; null is empty
  *   client         the caller's identity, as it says itself
- * Returns the status of the answer, or -1 with errno: EPIPE when the service is not there, or goes
- * away before it answers; ETIME; EMSGSIZE; EINVAL for a time-out that is not above 0; EPROTO;
+ * Returns the status of the answer, with errno 0: a status of -1 comes from the service then, and
+ * the response is the caller's. Or -1 with another errno: EPIPE when the service is not there, or
+ * goes away before it answers; ETIME; EMSGSIZE; EINVAL for a time-out that is not above 0; EPROTO;
  * ENOMEM and others as for the system calls (POSIX). Only answers to this request count: anything
  * else from the service is passed over. A request that could not be delivered because the service
  * was restarted is sent once more; a delivered one never. */

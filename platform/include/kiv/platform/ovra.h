@@ -57,22 +57,30 @@
  *
  * Identity. ovra_recv tells which process sent a message, as the kernel knows
  * it: the process that made the connection, and its user and group at that
- * time. Nothing in a message can change that.
+ * time; of an answer the process that opened the queue at the address, and its
+ * user and group when it did. Nothing in a message can change that.
  *
  * Bounds. OVRA_MAX_PAYLOAD for texts and payload together; the kernel's socket
  * buffers, one set for each connection, for what is on its way; OVRA_MAX_BACKLOG
  * for what has arrived while its receiver waited for something else;
  * OVRA_MAX_CONNECTIONS that others have made to one queue, after which new ones
  * wait, and as many that it has made, after which sending elsewhere is EMFILE.
+ * Of those that others have made one user has OVRA_MAX_OF_USER at most, unless it
+ * is the superuser or the one that opened the queue; more are closed at once,
+ * which their makers see as EPIPE.
  * When the backlog is full, answers to requests whose wait has ended with ETIME
  * make room. A sender waits for room as long as its options say. An answer never
  * waits, so that one client that does not read cannot hold up a server: it is
- * cut off. Connections are served in turn; who connects to a queue that one
- * process alone has kept busy may wait a hundredth of a second. All times are of
- * the monotonic clock, and signals do not lengthen them.
+ * cut off. One answer of any size has room on each connection while nothing else
+ * is unread there, so that who has one request under way is never cut off; who
+ * asks more before it reads relies on the size of the kernel's buffers.
+ * Connections are served in turn. All times are of the monotonic clock, and
+ * signals do not lengthen them.
  *
  * A queue belongs to the thread that uses it and to the process that opened it:
- * in a child of fork (POSIX) it is closed. No function raises SIGPIPE.
+ * in a child of fork (POSIX) it is closed. No function raises SIGPIPE. A thread
+ * that may be in one of these functions must not be cancelled (pthread_cancel,
+ * POSIX).
  */
 #ifndef KIV_PLATFORM_OVRA_H
 #define KIV_PLATFORM_OVRA_H
@@ -90,6 +98,7 @@ KIV_PLATFORM_BEGIN
 #define OVRA_MAX_PAYLOAD 131072U
 #define OVRA_MAX_BACKLOG 64U
 #define OVRA_MAX_CONNECTIONS 4096U
+#define OVRA_MAX_OF_USER (OVRA_MAX_CONNECTIONS / 4)
 #define OVRA_FRAME_MAGIC 0x4F565231U
 #define OVRA_SEND_WAIT 10U /* seconds, where the options say nothing */
 
@@ -134,7 +143,8 @@ typedef struct ovra_peer {
     uint32_t uid;
     uint32_t gid;
     uint32_t client;     /* as the sender says: not verified */
-    uint32_t connection; /* the same for all messages over one connection, never used again */
+    uint32_t connection; /* the same for all messages over one connection, not 0; not used again
+                            while that is open, nor before 4294967294 more have been made */
     uint32_t reserved2;
 } ovra_peer;
 

@@ -354,7 +354,10 @@ TEST_F(Server, GivesOneUserAShareOfItsConnections)
         getrlimit(RLIMIT_NOFILE, &limit);
         limit.rlim_cur = limit.rlim_max;
         setrlimit(RLIMIT_NOFILE, &limit);
-        if (limit.rlim_max < OVRA_MAX_OF_USER + 200 || geteuid() != 0 || seteuid(65'534) != 0)
+        const char *tool = std::getenv("KIV_ROOT_TOOL");
+        const bool is_alone = tool != nullptr && std::string(tool) == "proot";
+        if (limit.rlim_max < OVRA_MAX_OF_USER + 200 || is_alone || geteuid() != 0 ||
+            seteuid(65'534) != 0)
             return 77;
         std::vector<socket_end> clients;
         for (uint32_t i = 0; i < OVRA_MAX_OF_USER; ++i) {

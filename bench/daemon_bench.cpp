@@ -4,117 +4,29 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <memory>
 #include <span>
 #include <string>
 #include <vector>
 
 #include <poll.h>
-#include <spawn.h>
 #include <sys/epoll.h>
 #include <sys/resource.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <kiv/kiv_process_api.h>
 #include <kiv/kivd_lib.h>
 #include <kiv/platform/cmi.h>
 #include <kiv/platform/ovra.h>
 
-#include "lab/kivd/status.h"
+#include "daemon_process.h"
 #include "rounds.h"
-#include "trees.h"
 
 namespace {
 
-constexpr uint32_t service = 37;
-constexpr uint64_t address = OVRA_ADDRESS(OVRA_NODE_LOCAL, service);
+using namespace processes;
 
-void expect(bool as_it_should_be)
-{
-    if (!as_it_should_be)
-        std::abort();
-}
-
-struct freed {
-    void operator()(void *block) const { std::free(block); }
-};
-
-std::string ask(uint32_t opcode)
-{
-    void *reply = nullptr;
-    uint32_t size = 0;
-    expect(cmi_req_resp(opcode, CMI_MODE_QUERY, nullptr, &reply, &size, "", "", service, 0, 30) ==
-           0);
-    const std::unique_ptr<void, freed> block(reply);
-    return {static_cast<const char *>(reply), size};
-}
-
-kivd::daemon_status status()
-{
-    kivd::daemon_status told;
-    const std::string answer = ask(kivd::message_status);
-    expect(answer.size() == sizeof told);
-    std::memcpy(&told, answer.data(), sizeof told);
-    return told;
-}
-
-// In the background: the command ends when the daemon serves.
-class daemon_process {
-public:
-    daemon_process()
-    {
-        std::string program = KIVD_PATH;
-        std::string option = "--log";
-        std::string file = "/dev/null";
-        char *arguments[] = {program.data(), option.data(), file.data(), nullptr};
-        pid_t starter = -1;
-        int ended = 0;
-        expect(posix_spawn(&starter, KIVD_PATH, nullptr, nullptr, arguments, environ) == 0 &&
-               waitpid(starter, &ended, 0) == starter && ended == 0);
-        pid_ = status().pid;
-        descriptor_ = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));
-        expect(descriptor_ >= 0);
-    }
-    daemon_process(const daemon_process &) = delete;
-    daemon_process &operator=(const daemon_process &) = delete;
-    ~daemon_process()
-    {
-        pollfd end{descriptor_, POLLIN, 0};
-        kill(pid_, SIGTERM);
-        poll(&end, 1, -1);
-        close(descriptor_);
-    }
-
-    // Kilobytes.
-    double resident_memory() const
-    {
-        std::ifstream text("/proc/" + std::to_string(pid_) + "/status");
-        for (std::string word; text >> word;) {
-            double size = 0;
-            if (word == "VmRSS:" && text >> size)
-                return size;
-        }
-        std::abort();
-    }
-
-private:
-    pid_t pid_ = -1;
-    int descriptor_ = -1;
-};
-
-bool is_in_switch_root(benchmark::State &state)
-{
-    if (std::getenv("KIV_SWITCH_ROOT") != nullptr)
-        return true;
-    state.SkipWithError("run it with script/switch-root");
-    return false;
-}
+constexpr uint64_t address = OVRA_ADDRESS(OVRA_NODE_LOCAL, daemon_service);
 
 // -- Many clients
 
@@ -265,18 +177,23 @@ void ask_at_once(benchmark::State &state)
     raise_descriptor_limit();
     const daemon_process daemon;
     crowd clients(count);
+    std::vector<double> late;
+    std::vector<double> middle;
     std::vector<double> ratios;
     for ([[maybe_unused]] auto iteration : state) {
         clients.forget_times();
         clients.run(count * requests_of_each);
-        ratios.push_back(clients.time_at(0.99) / clients.time_at(0.5));
+        late.push_back(clients.time_at(0.99));
+        middle.push_back(clients.time_at(0.5));
+        ratios.push_back(late.back() / middle.back());
     }
+    state.counters["p99"] = rounds::median(late);
+    state.counters["median"] = rounds::median(middle);
     state.counters["lost"] = static_cast<double>(clients.lost());
     state.counters["wrong"] = static_cast<double>(clients.wrong());
     state.counters["p99/median"] = rounds::median(ratios);
 }
 
-// To stay within: 3, and none lost or wrong.
 BENCHMARK(ask_at_once)
     ->Name("daemon/clients")
     ->Arg(1000)
@@ -292,7 +209,7 @@ void disturb(const std::string &nonsense)
     void *reply = nullptr;
     uint32_t size = static_cast<uint32_t>(nonsense.size());
     cmi_req_resp(nonsense.empty() ? 1 : 905, CMI_MODE_CHANGE, nonsense.data(), &reply, &size, "",
-                 "", service, 0, 30);
+                 "", daemon_service, 0, 30);
     std::free(reply);
     expect(kivd_cli_lock(0, 1) == 0 && kivd_cli_unlock(0, 1) == 0);
     ask(kivd::message_merge_report);
@@ -320,41 +237,18 @@ void remember(benchmark::State &state)
         run(first_turns);
         const double before = daemon.resident_memory();
         run(all / of_one_turn);
-        state.counters["after/before"] = daemon.resident_memory() / before;
+        const double after = daemon.resident_memory();
+        state.counters["before"] = before;
+        state.counters["after"] = after;
+        state.counters["after/before"] = after / before;
     }
     state.counters["lost"] = static_cast<double>(clients.lost());
     state.counters["wrong"] = static_cast<double>(clients.wrong());
 }
 
-// To stay within: 1.1.
 BENCHMARK(remember)->Name("daemon/memory")->Iterations(1)->Unit(benchmark::kSecond);
 
 // -- Registration and merge
-
-constexpr size_t nodes_of_tree = 40;
-
-std::string name_of(size_t module)
-{
-    return "bench-" + std::to_string(module);
-}
-
-void contribute(size_t module)
-{
-    trees::tree nodes(1);
-    nodes[0].children[0] = 1;
-    nodes[0].child_count = 1;
-    // As many below each word of the first level as keep its place far from its limit.
-    trees::print(nodes.emplace_back().token, "group-%zu", module / 16);
-    nodes[1].children[0] = 2;
-    nodes[1].child_count = 1;
-    trees::print(nodes.emplace_back().token, "module-%zu", module);
-    trees::grow(nodes, nodes_of_tree, 0);
-    std::ofstream file("/ubex/etc/par/" + name_of(module) + ".par", std::ios::binary);
-    file.write(reinterpret_cast<const char *>(nodes.data()),
-               static_cast<std::streamsize>(nodes.size() * sizeof nodes[0]));
-    file.close();
-    expect(file.good() && kiv_register_parse_tree(0, name_of(module).c_str()) == 0);
-}
 
 double merge_seconds_of_node()
 {
@@ -372,23 +266,19 @@ void register_and_merge(benchmark::State &state)
     constexpr size_t some = 100;
     constexpr size_t many = 500;
     const daemon_process daemon;
+    contributed_trees contributed;
     for ([[maybe_unused]] auto iteration : state) {
-        for (size_t module = 0; module < some; ++module)
-            contribute(module);
+        contributed.grow_to(some);
         const double of_some = merge_seconds_of_node();
-        for (size_t module = some; module < many; ++module)
-            contribute(module);
+        contributed.grow_to(many);
         const double of_many = merge_seconds_of_node();
-        expect(status().tree_number == many + 1 && status().nodes > many * (nodes_of_tree - 3));
+        expect(status().tree_number == many + 1 && status().nodes > many * (contributed_trees::nodes_of_each - 3));
+        state.counters["500x40"] = of_many;
+        state.counters["100x40"] = of_some;
         state.counters["500x40/100x40"] = of_many / of_some;
-    }
-    for (size_t module = 0; module < many; ++module) {
-        expect(kiv_deregister_parse_tree(0, name_of(module).c_str()) == 0);
-        unlink(("/ubex/etc/par/" + name_of(module) + ".par").c_str());
     }
 }
 
-// To stay within: 1.5.
 BENCHMARK(register_and_merge)
     ->Name("daemon/merge")
     ->Iterations(1)

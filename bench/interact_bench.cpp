@@ -1,5 +1,4 @@
-// What the session costs beside two bare pipes to the same child. Everything runs on one processor:
-// to wake an idle one takes longer than an exchange.
+// What the session costs beside two bare pipes to the same child, all on one processor.
 
 #include <csignal>
 #include <cstdlib>
@@ -11,7 +10,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sched.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -19,18 +17,15 @@
 #include <kiv/extras.h>
 #include <kiv/kiv_interact_exec.h>
 
+#include "processes.h"
 #include "rounds.h"
 
 namespace {
 
+using namespace processes;
+
 constexpr const char *script = "/sbin/kivScript.sh";
 constexpr size_t marker_size = sizeof KIV_INTERACT_SUCCESS_MARKER - 1;
-
-void expect(bool as_it_should_be)
-{
-    if (!as_it_should_be)
-        std::abort();
-}
 
 // A program at the ends of two pipes, and no more.
 class bare_pipes {
@@ -98,11 +93,6 @@ class session {
 public:
     explicit session(int32_t end)
     {
-        sched_getaffinity(0, sizeof before_, &before_);
-        cpu_set_t one;
-        CPU_ZERO(&one);
-        CPU_SET(static_cast<size_t>(sched_getcpu()), &one);
-        sched_setaffinity(0, sizeof one, &one);
         unlink(script);
         expect(symlink(ANSWERING_CHILD, script) == 0);
         kiv_interact_reply_end_set(end, 0);
@@ -110,11 +100,7 @@ public:
     }
     session(const session &) = delete;
     session &operator=(const session &) = delete;
-    ~session()
-    {
-        kiv_interact_session_close();
-        sched_setaffinity(0, sizeof before_, &before_);
-    }
+    ~session() { kiv_interact_session_close(); }
 
     static void exchange(const char *command, size_t expected)
     {
@@ -124,16 +110,8 @@ public:
     }
 
 private:
-    cpu_set_t before_{};
+    one_processor here_;
 };
-
-bool in_switch_root(benchmark::State &state)
-{
-    if (std::getenv("KIV_SWITCH_ROOT") != nullptr)
-        return true;
-    state.SkipWithError("run it with script/switch-root");
-    return false;
-}
 
 void repeat(int count, const std::function<void()> &run)
 {
@@ -144,7 +122,7 @@ void repeat(int count, const std::function<void()> &run)
 // Replies of so many bytes.
 void by_marker(benchmark::State &state)
 {
-    if (!in_switch_root(state))
+    if (!is_in_switch_root(state))
         return;
     const session open(KIV_INTERACT_END_MARKER);
     const bare_pipes bare({script});
@@ -168,7 +146,7 @@ BENCHMARK(by_marker)
 
 void by_quiet(benchmark::State &state)
 {
-    if (!in_switch_root(state))
+    if (!is_in_switch_root(state))
         return;
     const session open(KIV_INTERACT_END_QUIET);
     const std::string command = std::to_string(40);
@@ -186,7 +164,7 @@ BENCHMARK(by_quiet)
 // The same exchanges with the tools that people drive shells with.
 void beside(benchmark::State &state, const std::string &tool, std::vector<std::string> start)
 {
-    if (!in_switch_root(state))
+    if (!is_in_switch_root(state))
         return;
     std::signal(SIGPIPE, SIG_IGN);
     const session open(KIV_INTERACT_END_MARKER);

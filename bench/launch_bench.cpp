@@ -11,6 +11,7 @@
 
 #include <kiv/kiv_exec_lib.h>
 
+#include "processes.h"
 #include "rounds.h"
 
 namespace {
@@ -72,10 +73,8 @@ void launch_with_system()
 
 void launch(benchmark::State &state)
 {
-    if (std::getenv("KIV_SWITCH_ROOT") == nullptr) {
-        state.SkipWithError("run it with script/switch-root");
+    if (!processes::is_in_switch_root(state))
         return;
-    }
     unlink(program);
     if (symlink(TRIVIAL_PROGRAM, program) != 0) {
         state.SkipWithError("cannot install the trivial program");

@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "processes.h"
 #include "rounds.h"
 #include "trees.h"
 
@@ -51,10 +52,8 @@ void read_once(size_t size)
 
 void load(benchmark::State &state)
 {
-    if (std::getenv("KIV_SWITCH_ROOT") == nullptr) {
-        state.SkipWithError("run it with script/switch-root");
+    if (!processes::is_in_switch_root(state))
         return;
-    }
     const trees::tree tree = trees::of_size(static_cast<size_t>(state.range(0)));
     if (!store(tree)) {
         state.SkipWithError("cannot store the tree");

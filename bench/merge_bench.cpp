@@ -92,7 +92,6 @@ void merge_by_number(benchmark::State &state)
                             merging("20x1000", 20, 1000)});
 }
 
-// To stay within: 1.5.
 BENCHMARK(merge_by_number)
     ->Name("merge/by_number")
     ->Iterations(30)
@@ -111,7 +110,6 @@ void merge_beside_reading(benchmark::State &state)
                      {"read_all", [&] { benchmark::DoNotOptimize(sum += sum_of_words(result)); }}});
 }
 
-// To stay within: 20.
 BENCHMARK(merge_beside_reading)
     ->Name("merge/nodes")
     ->Args({100, 40})

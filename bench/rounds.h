@@ -1,6 +1,7 @@
 // Measures contenders against each other, round by round: every round runs each contender once, in
-// an order of its own, and gives one ratio; the medians of the ratios are what is reported. Drift
-// of the machine hits all contenders of a round alike, and what one leaves behind hits each.
+// an order of its own, and gives one ratio; the medians of the ratios are what is reported, beside
+// the medians of the times. Drift of the machine hits all contenders of a round alike, and what one
+// leaves behind hits each.
 #ifndef KIV_BENCH_ROUNDS_H
 #define KIV_BENCH_ROUNDS_H
 
@@ -39,6 +40,7 @@ inline double median(std::vector<double> values)
 inline void measure(benchmark::State &state, const std::vector<contender> &contenders)
 {
     std::vector<std::vector<double>> ratios(contenders.size());
+    std::vector<std::vector<double>> all_times(contenders.size());
     std::vector<double> times(contenders.size());
     for (const contender &warm_up : contenders)
         warm_up.run();
@@ -50,10 +52,13 @@ inline void measure(benchmark::State &state, const std::vector<contender> &conte
         for (const size_t turn : order)
             times[turn] = seconds_of(contenders[turn].run);
         state.SetIterationTime(times[0]);
-        for (size_t i = 0; i < contenders.size(); ++i)
+        for (size_t i = 0; i < contenders.size(); ++i) {
             ratios[i].push_back(times[i] / times[1]);
+            all_times[i].push_back(times[i]);
+        }
     }
     for (size_t i = 0; i < contenders.size(); ++i) {
+        state.counters[contenders[i].name] = median(all_times[i]);
         if (i != 1)
             state.counters[contenders[i].name + "/" + contenders[1].name] = median(ratios[i]);
     }

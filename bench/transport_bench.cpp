@@ -4,16 +4,12 @@
 
 #include <algorithm>
 #include <array>
-#include <csignal>
 #include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include <sched.h>
 #include <sys/epoll.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <kiv/platform/cmi.h>
@@ -23,9 +19,12 @@
 #include <systemd/sd-bus.h>
 #endif
 
+#include "processes.h"
 #include "rounds.h"
 
 namespace {
+
+using namespace processes;
 
 constexpr uint32_t service = 37;
 constexpr uint32_t opcode = 905;
@@ -34,66 +33,6 @@ constexpr size_t reply_size = 14'600;
 
 const std::array<char, request_size> request{'q'};
 const std::array<char, reply_size> reply{'a'};
-
-void expect(bool as_it_should_be)
-{
-    if (!as_it_should_be)
-        std::abort();
-}
-
-// This process and its children on one processor, for as long as this lives.
-class one_processor {
-public:
-    one_processor()
-    {
-        sched_getaffinity(0, sizeof before_, &before_);
-        cpu_set_t one;
-        CPU_ZERO(&one);
-        CPU_SET(static_cast<size_t>(sched_getcpu()), &one);
-        sched_setaffinity(0, sizeof one, &one);
-    }
-    one_processor(const one_processor &) = delete;
-    one_processor &operator=(const one_processor &) = delete;
-    ~one_processor() { sched_setaffinity(0, sizeof before_, &before_); }
-
-private:
-    cpu_set_t before_{};
-};
-
-// A process that says when it is ready, and is killed at the end.
-class server {
-public:
-    explicit server(const std::function<void(int ready)> &serve)
-    {
-        std::array<int, 2> ready{};
-        expect(pipe(ready.data()) == 0);
-        process_ = fork();
-        if (process_ == 0) {
-            close(ready[0]);
-            serve(ready[1]);
-            _exit(1);
-        }
-        close(ready[1]);
-        char byte = 0;
-        expect(read(ready[0], &byte, 1) == 1);
-        close(ready[0]);
-    }
-    server(const server &) = delete;
-    server &operator=(const server &) = delete;
-    ~server()
-    {
-        kill(process_, SIGKILL);
-        waitpid(process_, nullptr, 0);
-    }
-
-private:
-    pid_t process_ = -1;
-};
-
-void say_ready(int ready)
-{
-    expect(write(ready, "", 1) == 1);
-}
 
 class contender {
 public:
@@ -121,42 +60,12 @@ private:
     std::vector<double> times_;
 };
 
-class pair_of_sockets {
-public:
-    explicit pair_of_sockets(int type)
-    {
-        expect(socketpair(AF_UNIX, type | SOCK_CLOEXEC, 0, ends_.data()) == 0);
-    }
-    pair_of_sockets(const pair_of_sockets &) = delete;
-    pair_of_sockets &operator=(const pair_of_sockets &) = delete;
-    ~pair_of_sockets()
-    {
-        close(ends_[0]);
-        close(ends_[1]);
-    }
-    int operator[](size_t end) const { return ends_[end]; }
-
-private:
-    std::array<int, 2> ends_{};
-};
-
 class bare : public contender {
 public:
-    void exchange() override
-    {
-        static std::array<char, reply_size> received;
-        expect(send(ends_[0], request.data(), request_size, MSG_NOSIGNAL) == request_size &&
-               recv(ends_[0], received.data(), reply_size, 0) == reply_size);
-    }
+    void exchange() override { connection_.exchange(); }
 
 private:
-    pair_of_sockets ends_{SOCK_SEQPACKET};
-    server server_{[this](int ready) {
-        say_ready(ready);
-        std::array<char, request_size> received{};
-        while (recv(ends_[1], received.data(), request_size, 0) == request_size)
-            expect(send(ends_[1], reply.data(), reply_size, MSG_NOSIGNAL) == reply_size);
-    }};
+    bare_connection connection_{request_size, reply_size};
 };
 
 bool answer_one(int queue, const ovra_recv_options *options)
@@ -301,20 +210,26 @@ private:
 };
 #endif
 
-void count_ratio(benchmark::State &state, const std::string &name, contender &one, contender &other,
-                 double share)
+// Of single exchanges, which other work on the machine hardly reaches.
+void count(benchmark::State &state, contender &measured, const std::string &name, contender &other,
+           const std::string &percentile)
 {
-    state.counters[name] = one.time_at(share) / other.time_at(share);
+    const double share = std::stod(percentile) / 100;
+    const double time = measured.time_at(share);
+    const double time_of_other = other.time_at(share);
+    const std::string ours = "library p" + percentile;
+    const std::string theirs = name + " p" + percentile;
+    state.counters[ours] = time;
+    state.counters[theirs] = time_of_other;
+    state.counters[ours + "/" + theirs] = time / time_of_other;
 }
 
 template <class Measured, void (*serve)(int ready)>
 void exchange(benchmark::State &state)
 {
     constexpr int count = 200;
-    if (std::getenv("KIV_SWITCH_ROOT") == nullptr) {
-        state.SkipWithError("run it with script/switch-root");
+    if (!is_in_switch_root(state))
         return;
-    }
     const one_processor here;
     const server answering(serve);
     Measured measured;
@@ -326,11 +241,10 @@ void exchange(benchmark::State &state)
     contenders.push_back({"sd_bus", [&] { bus.run(count); }});
 #endif
     rounds::measure(state, contenders);
-    // Of single exchanges, which other work on the machine hardly reaches.
-    count_ratio(state, "library/bare p50", measured, baseline, 0.5);
-    count_ratio(state, "library/bare p99", measured, baseline, 0.99);
+    count(state, measured, "bare", baseline, "50");
+    count(state, measured, "bare", baseline, "99");
 #ifdef KIV_BENCH_SD_BUS
-    count_ratio(state, "library/sd_bus p50", measured, bus, 0.5);
+    count(state, measured, "sd_bus", bus, "50");
 #endif
 }
 

@@ -71,7 +71,7 @@ bool apply_line(const tree_view &tree, mode_stack &modes, std::string_view line,
     if (parsed == nullptr || parsed->output_file)
         return false;
     const std::string_view function = tree.function(parsed->node);
-    const handler *known = find_handler(function);
+    const handler *known = find_handler(tree, parsed->node);
     if (known == nullptr)
         return false;
     modes.leave_to(depth);

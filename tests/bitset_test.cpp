@@ -60,20 +60,6 @@ TEST(Bitset, IgnoresNumbersBeyondItsStorage)
     EXPECT_EQ(bitset_is_bit_set(set, 32), 0);
 }
 
-TEST(Bitset, FindsTheFirstMemberAndTheFirstFreeNumber)
-{
-    vsan_set set;
-    EXPECT_EQ(bitset_first_bit(set.get()), -1);
-    EXPECT_EQ(bitset_first_free_bit(set.get()), 0);
-    std::memset(set.bytes, 0xFF, sizeof set.bytes);
-    EXPECT_EQ(bitset_first_bit(set.get()), 0);
-    EXPECT_EQ(bitset_first_free_bit(set.get()), -1);
-    set.bytes[511] = 0x7F;
-    EXPECT_EQ(bitset_first_free_bit(set.get()), 4095);
-    set = set_of({4095});
-    EXPECT_EQ(bitset_first_bit(set.get()), 4095);
-}
-
 TEST(Bitset, CopiesAndIntersectsSetsOfDifferentSizes)
 {
     vsan_set wide = set_of({1, 100, 127, 128, 4000});
@@ -106,11 +92,9 @@ TEST(Bitset, PrintsTheHighestByteFirst)
 
 TEST(Bitset, ListsItsMembersAsRanges)
 {
-    std::vector<uint32_t> bits{1, 2, 3, 4, 5, 7};
-    for (uint32_t bit = 10; bit <= 4095; ++bit)
-        bits.push_back(bit);
-    vsan_set set = set_of(bits);
-    EXPECT_EQ(text_of(set), "1-5,7,10-4095");
+    vsan_set set = set_of({1, 2, 3, 4, 5, 7});
+    std::memset(set.bytes + 2, 0xFF, sizeof set.bytes - 2);
+    EXPECT_EQ(text_of(set), "1-5,7,16-4095");
 }
 
 // Sets whose storage ends within a word of the machine, with numbers at each place of it.

@@ -14,10 +14,12 @@
 #include <kiv/kiv_exec_lib.h>
 
 #include "fake_seam.h"
+#include "observed.h"
 #include "switch_root.h"
 
 namespace {
 
+using kiv_tests::printed;
 using switch_root::read_file;
 using switch_root::write_file;
 using testing::ElementsAre;
@@ -28,13 +30,6 @@ constexpr uint32_t box_online = 3225;
 constexpr uint32_t failed = 0x40540001;
 constexpr uint32_t missing = 0x40540002;
 constexpr uint32_t too_long = 0x4054001E;
-
-std::string printed(const std::function<void()> &print)
-{
-    testing::internal::CaptureStdout();
-    print();
-    return testing::internal::GetCapturedStdout();
-}
 
 class BootConfiguration : public switch_root::recorded {
 protected:

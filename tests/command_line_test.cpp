@@ -8,6 +8,8 @@
 
 #include <kiv/kiv_exec_lib.h>
 
+#include "observed.h"
+
 namespace {
 
 using builder = uint32_t (*)(kiv_system_info *, char *, size_t) noexcept;
@@ -174,11 +176,6 @@ TEST(CommandLine, IsTracedOnRequest)
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Command str:/usr/sb\n");
 }
 
-struct abort_case {
-    void (*call)();
-    const char *message;
-};
-
 kiv_system_info typed(int32_t type)
 {
     kiv_system_info info{};
@@ -191,24 +188,23 @@ TEST(CommandLineDeathTest, ProgrammingErrorsAbort)
     static kiv_system_info unknown = typed(4);
     static kiv_system_info file = typed(KIV_EXEC_FILE);
     static char line[16];
-    const abort_case cases[] = {
-        {[] { kiv_system_cmd_str_create(nullptr, line, 16); },
-         "kiv_exec_lib:[0-9]+: kiv_system_cmd_str_create: Assertion `info_p' failed"},
-        {[] { kiv_talvek_system_cmd_str_create(nullptr, line, 16); },
-         "kiv_exec_lib:[0-9]+: kiv_talvek_system_cmd_str_create: Assertion `info_p' failed"},
-        {[] { kiv_system_cmd_str_create(&unknown, line, 16); },
-         "kiv_exec_lib:[0-9]+: kiv_system_cmd_str_create: Assertion `0' failed"},
-        {[] { kiv_talvek_system_cmd_str_create(&file, line, 16); },
-         "kiv_exec_lib:[0-9]+: kiv_talvek_system_cmd_str_create: Assertion `0' failed"},
-        {[] { kiv_system_execute(&unknown); },
-         "kiv_exec_lib:[0-9]+: kiv_system_cmd_str_create: Assertion `0' failed"},
-        {[] { kiv_system_internal("x", 4, 1); },
-         "common:[0-9]+: kiv_system_internal: Assertion `0' failed"},
-        {[] { talvek_kiv_system_internal("x", 0, 1, "v"); },
-         "common:[0-9]+: talvek_kiv_system_internal: Assertion `0' failed"},
+    const struct {
+        const char *source;
+        const char *function;
+        const char *expression;
+        void (*call)();
+    } cases[] = {
+        {"kiv_exec_lib", "kiv_system_cmd_str_create", "info_p",
+         [] { kiv_system_cmd_str_create(nullptr, line, 16); }},
+        {"kiv_exec_lib", "kiv_talvek_system_cmd_str_create", "0",
+         [] { kiv_talvek_system_cmd_str_create(&file, line, 16); }},
+        {"kiv_exec_lib", "kiv_system_cmd_str_create", "0", [] { kiv_system_execute(&unknown); }},
+        {"common", "kiv_system_internal", "0", [] { kiv_system_internal("x", 4, 1); }},
+        {"common", "talvek_kiv_system_internal", "0",
+         [] { talvek_kiv_system_internal("x", 0, 1, "v"); }},
     };
-    for (const abort_case &row : cases)
-        EXPECT_DEATH(row.call(), row.message);
+    for (const auto &row : cases)
+        EXPECT_DEATH(row.call(), kiv_tests::failure(row.source, row.function, row.expression));
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // The way back from a compiled tree to its grammar.
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <random>
@@ -135,21 +136,20 @@ private:
         grammar_ += std::string(static_cast<size_t>(2 * level), ' ') + words + '\n';
     }
 
+    // One of the words that have '|' between them.
+    std::string one_of(std::string_view words)
+    {
+        for (auto skipped = below(1 + static_cast<unsigned>(std::ranges::count(words, '|')));
+             skipped > 0; --skipped)
+            words.remove_prefix(words.find('|') + 1);
+        return std::string(words.substr(0, words.find('|')));
+    }
+
     std::string text()
     {
-        constexpr const char *texts[] = {"x",
-                                         "\"\"",
-                                         "\"two words\"",
-                                         "\"\\\"q\\\" \\\\\"",
-                                         "#no",
-                                         "!no",
-                                         "\\",
-                                         "\xC3\xBC\xE2\x82\xAC",
-                                         "root",
-                                         "\"a  b \"",
-                                         "subtype",
-                                         "0x1"};
-        return texts[below(std::size(texts))];
+        return one_of(
+            "x|\"\"|\"two words\"|\"\\\"q\\\" \\\\\"|#no|!no|\\|\xC3\xBC\xE2\x82\xAC|root|"
+            "\"a  b \"|subtype|0x1");
     }
 
     std::string filled() { return one_in(2) ? "f" : "\"f \\\\ \\\"\""; }
@@ -158,43 +158,14 @@ private:
 
     std::string type()
     {
-        constexpr const char *types[] = {"int",
-                                         "int -2147483648..2147483647",
-                                         "int -5..-1",
-                                         "int 0..0",
-                                         "int subtype 7",
-                                         "int-range 1..2",
-                                         "int-multi-range",
-                                         "hex",
-                                         "hex 10..0xff",
-                                         "hex-range 0..0",
-                                         "hex-multi-range subtype 4294967295",
-                                         "vsan",
-                                         "vsan 0..0",
-                                         "vsan-range 5..10",
-                                         "vsan-multi-range subtype 1",
-                                         "string",
-                                         "string 0",
-                                         "string 2147483647",
-                                         "line",
-                                         "uri",
-                                         "uri 0",
-                                         "uri 0xffffffff",
-                                         "interface",
-                                         "interface 0",
-                                         "interface-range 0x8000000000000000",
-                                         "ipv4",
-                                         "ipv6",
-                                         "ip",
-                                         "inet-name",
-                                         "dns-name",
-                                         "user-at-host",
-                                         "mac",
-                                         "wwn",
-                                         "lun",
-                                         "guid",
-                                         "fc-id"};
-        return types[below(std::size(types))] + help();
+        return one_of("int|int -2147483648..2147483647|int -5..-1|int 0..0|int subtype 7|"
+                      "int-range 1..2|int-multi-range|hex|hex 10..0xff|hex-range 0..0|"
+                      "hex-multi-range subtype 4294967295|vsan|vsan 0..0|vsan-range 5..10|"
+                      "vsan-multi-range subtype 1|string|string 0|string 2147483647|line|uri|"
+                      "uri 0|uri 0xffffffff|interface|interface 0|"
+                      "interface-range 0x8000000000000000|ipv4|ipv6|ip|inet-name|dns-name|"
+                      "user-at-host|mac|wwn|lun|guid|fc-id") +
+               help();
     }
 
     void properties(int level)
@@ -278,17 +249,13 @@ TEST(Decompile, SaysWhatGrammarCannot)
         {2, 992, "x", 2, "no statement makes what is in its reserved bytes"},
         {1, 69, "x", 1, "no statement makes what is in its token"},
         {3, 96, "x", 3, "no statement makes what is in its help"},
-        {0, 96, "x", 0, "no statement makes what is in its help"},
-        {1, 192, "x", 1, "no statement makes what is in its sub-mode prompt"},
         {2, 436, "x", 2, "no statement makes what is in its first parameter"},
-        {3, 447, "\x01", 3, "no statement makes what is in its first parameter"},
         {3, 559, "x", 3, "no statement makes what is in its second parameter"},
         {0, 950, "\x01", 0, "no statement makes what is in its children"},
         {0, 983, "\x01", 0, "no statement makes what is in its mask of links"},
         {3, 360, "\x40\x10\x00\x7F"sv, 3, "its type 0x4010007f has no name"},
         {3, 443, "\0"sv, 3, "expected MIN..MAX with MIN not above MAX, found \"1..0\""},
         {2, 96, "a\nkeyword c", 2, "expected text, found \"a\\x0akeyword c\""},
-        {1, 208, "\xC3", 1, "expected text, found \"\\xc3\""},
         {2, 64, "two words", 2, "expected TOKEN without blanks"},
         {2, 64, "\0"sv, 2, "expected TOKEN, found an empty text"},
         {2, 64, "a", 2, "expected siblings with different tokens"},
@@ -312,7 +279,6 @@ TEST(Decompile, SaysWhatGrammarCannot)
     }
 }
 
-// What is written is the whole tree, or nothing, whichever byte differs.
 TEST(Decompile, RefusesARootAlone)
 {
     kiv_array_tree_node root{};
@@ -325,6 +291,7 @@ TEST(Decompile, RefusesARootAlone)
     }
 }
 
+// What is written is the whole tree, or nothing, whichever byte differs.
 TEST(Decompile, LosesNoByte)
 {
     const tree sound = small_tree();

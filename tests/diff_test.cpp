@@ -5,7 +5,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <map>
 #include <memory>
 #include <random>
 #include <string>
@@ -104,38 +103,32 @@ public:
 
     size_t below(size_t bound) { return random_() % bound; }
 
-    std::string line(bool with_oddities)
+    std::string line()
     {
         static const char *const oddities[] = {"\n", "  \t\n", " z\n", "     y\n", "\ta\n", "a \n"};
-        if (with_oddities && below(8) == 0)
+        if (below(8) == 0)
             return oddities[below(std::size(oddities))];
         const size_t level = below(3);
         return std::string(2 * level, ' ') + static_cast<char>('a' + below(variety_)) + '\n';
     }
 
-    std::vector<std::string> lines(size_t most, bool with_oddities)
+    std::vector<std::string> lines(size_t most)
     {
         variety_ = 1 + below(6);
         std::vector<std::string> drawn(below(most + 1));
         for (std::string &each : drawn)
-            each = line(with_oddities);
-        if (!with_oddities && !drawn.empty())
-            drawn.front() = "a\n";
-        for (size_t i = 1; !with_oddities && i < drawn.size(); ++i) {
-            if (diff_rule::level_of(drawn[i]) > diff_rule::level_of(drawn[i - 1]) + 1)
-                drawn[i].erase(0, 2);
-        }
+            each = line();
         return drawn;
     }
 
-    void edit(std::vector<std::string> &drawn, bool with_oddities)
+    void edit(std::vector<std::string> &drawn)
     {
         for (size_t edits = below(6); edits > 0; --edits) {
             const auto at = drawn.begin() + static_cast<ptrdiff_t>(below(drawn.size() + 1));
             const auto last = drawn.end() - at;
             switch (below(4)) {
             case 0:
-                drawn.insert(at, line(with_oddities));
+                drawn.insert(at, line());
                 break;
             case 1:
                 drawn.erase(at, at + std::min<ptrdiff_t>(last, 3));
@@ -145,7 +138,7 @@ public:
                 break;
             default:
                 if (last > 0)
-                    *at = line(with_oddities);
+                    *at = line();
             }
         }
     }
@@ -167,11 +160,11 @@ TEST(Diff, FollowsTheRuleOnAnyTexts)
 {
     random_texts texts(1);
     for (int round = 0; round < 20000 && !HasFailure(); ++round) {
-        std::vector<std::string> lines = texts.lines(round % 10 == 0 ? 200 : 20, true);
+        std::vector<std::string> lines = texts.lines(round % 10 == 0 ? 200 : 20);
         std::string old_text = joined(lines);
         if (texts.below(4) == 0)
-            lines = texts.lines(20, true);
-        texts.edit(lines, true);
+            lines = texts.lines(20);
+        texts.edit(lines);
         std::string new_text = joined(lines);
         for (std::string *text : {&old_text, &new_text}) {
             if (!text->empty() && texts.below(8) == 0)
@@ -206,78 +199,6 @@ TEST(Diff, FollowsTheRuleOnTextsInOtherOrders)
     }
 }
 
-// Growing memory again and again for runs of strays would show.
-TEST(Diff, TakesTimeInProportionWhateverTheTexts)
-{
-    const auto seconds = [](int runs) {
-        std::string texts[2];
-        for (const size_t i : {0U, 1U}) {
-            for (int run = 0; run < runs; ++run) {
-                for (int line = 0; line < 964; ++line)
-                    texts[i] += i == 0 ? "a\n" : "b\n";
-                texts[i] += "c\n";
-            }
-        }
-        const auto start = std::chrono::steady_clock::now();
-        kiv_is_diff_same(texts[0].c_str(), texts[1].c_str());
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    };
-    seconds(10);
-    EXPECT_LT(seconds(640), 64 * (seconds(40) + 0.002)) << "16 times the lines";
-}
-
-// How often there is each line below the same lines.
-using contents = std::map<std::vector<std::string>, int>;
-
-void count(const diff_rule::tree &tree, std::vector<std::string> &path, contents &into)
-{
-    for (const diff_rule::node &each : tree) {
-        path.push_back(each.text);
-        ++into[path];
-        count(each.children, path, into);
-        path.pop_back();
-    }
-}
-
-contents contents_of(const std::string &text)
-{
-    contents counted;
-    std::vector<std::string> path;
-    count(diff_rule::parse(text), path, counted);
-    return counted;
-}
-
-void patch(const std::string &listing, contents &to)
-{
-    std::vector<std::string> path;
-    size_t begin = 0;
-    for (size_t end; (end = listing.find('\n', begin)) != std::string::npos; begin = end + 1) {
-        const char mark = listing[begin + 4];
-        const std::string line = listing.substr(begin + 5, end - begin - 5);
-        path.resize(static_cast<size_t>(diff_rule::level_of(line)) - 1);
-        path.push_back(line);
-        int &held = to[path];
-        held += mark == '+' ? 1 : mark == '-' ? -1 : 0;
-        EXPECT_GE(held, mark == ' ' ? 1 : 0) << line;
-        if (held == 0)
-            to.erase(path);
-    }
-}
-
-TEST(Diff, TurnsTheOldTextIntoTheNewOne)
-{
-    random_texts texts(2);
-    for (int round = 0; round < 5000 && !HasFailure(); ++round) {
-        const std::string old_text = joined(texts.lines(60, false));
-        const std::string new_text = joined(texts.lines(60, false));
-        contents applied = contents_of(old_text);
-        patch(difference(old_text, new_text), applied);
-        EXPECT_EQ(applied, contents_of(new_text)) << shown(old_text, new_text);
-    }
-}
-
-constexpr size_t many = 200'000; // even, and prime to the steps
-
 std::string repeated(const std::string &text, size_t count)
 {
     std::string all;
@@ -286,6 +207,22 @@ std::string repeated(const std::string &text, size_t count)
         all += text;
     return all;
 }
+
+// Growing memory again and again for runs of strays would show.
+TEST(Diff, TakesTimeInProportionWhateverTheTexts)
+{
+    const auto seconds = [](size_t runs) {
+        const std::string old_text = repeated(repeated("a\n", 964) + "c\n", runs);
+        const std::string new_text = repeated(repeated("b\n", 964) + "c\n", runs);
+        const auto start = std::chrono::steady_clock::now();
+        kiv_is_diff_same(old_text.c_str(), new_text.c_str());
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    };
+    seconds(10);
+    EXPECT_LT(seconds(640), 64 * (seconds(40) + 0.002)) << "16 times the lines";
+}
+
+constexpr size_t many = 200'000; // even, and prime to the steps
 
 std::string numbered(const std::string &before, size_t step)
 {

@@ -26,6 +26,14 @@ inline void expect(const std::string &path, const std::string &text)
     EXPECT_EQ(text, content_of(path)) << path;
 }
 
+inline size_t occurrences(const std::string &text, const std::string &part)
+{
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+        ++count;
+    return count;
+}
+
 } // namespace golden
 
 #endif

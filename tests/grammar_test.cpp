@@ -142,7 +142,6 @@ TEST(Grammar, StoresEveryPropertyInItsField)
         {"name n", 0, "6e00"},
         {"run f", 208, "6600"},
         {"run f", 332, "00000004"},
-        {"handler f", 208, "6600"},
         {"handler f", 332, "00000000"},
         {"terminal", 332, "00000004"},
         {"action 0x10\n  submode p\n  run f", 332, "0000001c"},
@@ -181,7 +180,6 @@ TEST(Grammar, StoresEveryTypeWithItsBounds)
     };
     const type_case cases[] = {
         {"int", "40100001", "800000007fffffff00000000"},
-        {"int -5..-1", "40100001", "fffffffbffffffff00000000"},
         {"int -2147483648..0x7fffffff", "40100001", "800000007fffffff00000000"},
         {"int subtype 7", "40100001", "000000000000000000000007"},
         {"int-range 1..2", "40100002", "000000010000000200000000"},
@@ -193,7 +191,6 @@ TEST(Grammar, StoresEveryTypeWithItsBounds)
         {"vsan", "40400001", "0000000100000ffd00000000"},
         {"vsan-range 5..10", "40400002", "000000050000000a00000000"},
         {"vsan-multi-range subtype 4294967295", "40400004", "0000000000000000ffffffff"},
-        {"string", "00000001", "000000000000000000000000"},
         {"string 32", "00000001", "000000200000000000000000"},
         {"line", "00000002", "000000000000000000000000"},
         {"uri", "00000004", "ffffffff0000000000000000"},
@@ -202,16 +199,6 @@ TEST(Grammar, StoresEveryTypeWithItsBounds)
         {"interface 0x1", "40200001", "000000000000000000000000", "0000000000000001"},
         {"interface-range 0x8000000000000000", "40200002", "000000000000000000000000",
          "8000000000000000"},
-        {"ipv4", "40000002", "000000000000000000000000"},
-        {"ipv6", "40000004", "000000000000000000000000"},
-        {"ip", "40000001", "000000000000000000000000"},
-        {"inet-name", "40000008", "000000000000000000000000"},
-        {"dns-name", "00000008", "000000000000000000000000"},
-        {"user-at-host", "00000010", "000000000000000000000000"},
-        {"mac", "40300001", "000000000000000000000000"},
-        {"wwn", "40300002", "000000000000000000000000"},
-        {"lun", "40300004", "000000000000000000000000"},
-        {"guid", "40500001", "000000000000000000000000"},
         {"fc-id", "40600001", "000000000000000000000000"},
     };
     for (const type_case &each : cases) {
@@ -223,13 +210,6 @@ TEST(Grammar, StoresEveryTypeWithItsBounds)
     }
 }
 
-TEST(Grammar, TakesAQuotedWordAfterATypeForItsHelp)
-{
-    const auto node = with_argument("string \"32\"");
-    EXPECT_STREQ(node.parameters[0].help, "32");
-    EXPECT_EQ(bytes_at(node, 436, 4), "00000000");
-}
-
 TEST(Grammar, CountsTheParametersOfANode)
 {
     EXPECT_EQ(bytes_at(with_property("terminal"), 562, 2), "0000");
@@ -238,6 +218,7 @@ TEST(Grammar, CountsTheParametersOfANode)
     EXPECT_EQ(bytes_at(node, 562, 2), "0002");
     EXPECT_EQ(bytes_at(node, 460, 4), "40300001");
     EXPECT_STREQ(node.parameters[1].help, "address");
+    EXPECT_STREQ(with_argument("string \"32\"").parameters[0].help, "32") << "no bound";
 }
 
 TEST(Grammar, GivesTheModuleToTheNodesFromThereOn)
@@ -325,11 +306,9 @@ TEST(Grammar, ReportsBytesThatAreNoText)
         {"keyword a\n  \tterminal\n", 2, "found a tab"},
         {"keyword a \"tab\t\"\n", 1, "found a tab"},
         {"keyword a\0b\n"s, 1, "found the control character \"\\x00\""},
-        {"keyword a\x7F\n", 1, "found the control character \"\\x7f\""},
         {"keyword a\r \n", 1, "found the control character \"\\x0d\""},
         {"keyword a\xC2\x9B\n", 1, "found the control character \"\\xc2\\x9b\""},
         {"keyword a\xC3\n", 1, "expected UTF-8 text, found the byte \"\\xc3\""},
-        {"keyword \xC0\xAF\n", 1, "expected UTF-8 text, found the byte \"\\xc0\""},
         {"keyword \xED\xA0\x80\n", 1, "expected UTF-8 text, found the byte \"\\xed\""},
         {"keyword \xF4\x90\x80\x80\n", 1, "expected UTF-8 text, found the byte \"\\xf4\""},
         {"roles" + repeated(" 1", 256), 1, "expected at most 256 words"},
@@ -338,11 +317,6 @@ TEST(Grammar, ReportsBytesThatAreNoText)
     };
     for (const mistake &each : cases)
         expect_reported(each);
-}
-
-TEST(Grammar, TellsTokensApartByTheirCase)
-{
-    EXPECT_EQ(nodes_of("keyword a\n  terminal\nkeyword A\n  terminal\n").size(), 3U);
 }
 
 TEST(Grammar, KeepsTextsToTheirFields)
@@ -380,7 +354,6 @@ TEST(Grammar, KeepsTextsToTheirFields)
 
 TEST(Grammar, KeepsTheLimitsOfATree)
 {
-    EXPECT_EQ(bytes_at(nodes_of(leaves(192))[0], 566, 2), "00c0");
     expect_reported({leaves(400), 385, "expected at most 192 children of a node, found one more"});
     EXPECT_EQ(nodes_of(chain(30)).size(), 31U);
     expect_reported({chain(31), 31, "expected at most 31 levels with the root, found one more"});

@@ -12,30 +12,17 @@
 
 #include "full_pinfo.h"
 #include "golden.h"
+#include "observed.h"
 
 namespace {
 
 using kiv_tests::full_pinfo;
-
-std::string printed(const std::function<void()> &print)
-{
-    testing::internal::CaptureStdout();
-    print();
-    return testing::internal::GetCapturedStdout();
-}
+using kiv_tests::printed;
 
 void expect_golden(const char *name, const pinfo &record)
 {
     golden::expect(std::string(TEST_DATA_DIR "/pinfo/") + name,
                    printed([&record] { print_pinfo(&record); }));
-}
-
-size_t occurrences(const std::string &text, const std::string &part)
-{
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-        ++count;
-    return count;
 }
 
 TEST(PrintPinfo, ShowsEveryFieldAndEveryTypeOfArgument)
@@ -104,14 +91,9 @@ TEST(PrintPinfo, ShowsThePlacesThatTheCountNames)
     record->args[255] = &arg;
     record->parameter_count = 255;
     const std::string text = printed([&] { print_pinfo(record.get()); });
-    EXPECT_EQ(occurrences(text, "Param Arg ["), 255U);
+    EXPECT_EQ(golden::occurrences(text, "Param Arg ["), 255U);
     EXPECT_TRUE(text.ends_with("\nParam Arg [253].\nParam Arg [254].Token id: 3Integer :5\n"));
 }
-
-struct argument_case {
-    uint32_t type;
-    std::string text;
-};
 
 TEST(PrintPinfoArg, ShowsTheTokenAndTheLabelledValue)
 {
@@ -140,23 +122,6 @@ TEST(PrintPinfoArg, ShowsTheTokenAndTheLabelledValue)
         arg.type = row.type;
         arg.subtype = row.subtype;
         EXPECT_EQ(text(), std::string("Token id: -4") + row.value);
-    }
-}
-
-TEST(PrintPinfoArg, ShowsStringsWhole)
-{
-    const argument_case cases[] = {
-        {TYPE_STRING, "String : "},     {TYPE_LINE, "Line : "},
-        {TYPE_DNS_NAME, "DNS name:"},   {TYPE_USERATHOST, "user@host:"},
-        {TYPE_INET_NAME, "INET name:"},
-    };
-    for (const size_t length : {0U, 1023U, 1024U, 100'000U}) {
-        std::string value(length, '%');
-        for (const argument_case &row : cases) {
-            const param_arg arg{1, row.type, 0, value.data(), 0};
-            EXPECT_TRUE(printed([&] { print_pinfo_arg(&arg); }) == "Token id: 1" + row.text + value)
-                << row.text << length;
-        }
     }
 }
 

@@ -34,6 +34,13 @@ std::string text_of(const char *text)
     return text == nullptr ? nothing : text;
 }
 
+struct reply_case {
+    const char *what;
+    reply bursts;
+    clock::duration time;
+    std::string text = {}; // where it is not all that the shell says
+};
+
 class Reply : public testing::Test {
 protected:
     void SetUp() override { restart(); }
@@ -65,6 +72,15 @@ protected:
 
     clock::duration elapsed() const { return shell_->elapsed(); }
 
+    void expect_reply(const std::string &command, const reply_case &one)
+    {
+        std::string text = one.text;
+        for (const burst &said : one.text.empty() ? one.bursts : reply{})
+            text += said.text;
+        EXPECT_EQ(exchange(command, one.bursts), text) << one.what;
+        EXPECT_EQ(elapsed(), one.time) << one.what;
+    }
+
     std::unique_ptr<shell> shell_;
 };
 
@@ -86,95 +102,60 @@ std::string filled(size_t size)
 
 TEST_F(Reply, EndsWhenNothingComesFor30Milliseconds)
 {
-    struct {
-        const char *command;
-        reply bursts;
-        const char *text;
-        clock::duration time;
-    } const cases[] = {
-        {"a", {{0ms, "x"}}, "x", 30ms},
-        {"a", {{7min, "x"}}, "x", 7min + 30ms},
-        {"a", {{0ms, "x"}, {10ms, "y"}, {30ms, "z"}}, "xyz", 70ms},
-        {"a", {{0ms, success}, {10ms, "y"}}, "KIV_CALLBACK_SUCCESSy", 40ms},
-        {"showy", {{0ms, "x"}}, "x", 30ms},
-        {"b\n\nc", {{0ms, "x"}}, "x", 30ms},
+    const reply_case cases[] = {
+        {"a", {{7min, "x"}}, 7min + 30ms},
+        {"a", {{0ms, "x"}, {10ms, "y"}, {30ms, "z"}}, 70ms},
+        {"a", {{0ms, success}, {10ms, "y"}}, 40ms},
+        {"showy", {{0ms, "x"}}, 30ms},
+        {"b\n\nc", {{0ms, "x"}}, 30ms},
     };
-    for (const auto &one : cases) {
-        EXPECT_EQ(exchange(one.command, one.bursts), one.text);
-        EXPECT_EQ(elapsed(), one.time) << one.text;
-    }
-    EXPECT_EQ(shell_->heard(), "a\na\na\na\nshowy\nb\n\nc\n");
+    for (const reply_case &one : cases)
+        expect_reply(one.what, one);
+    EXPECT_EQ(shell_->heard(), "a\na\na\nshowy\nb\n\nc\n");
     EXPECT_EQ(exchange("b", {{0ms, "first "}, {31ms, "late"}}), "first ");
     EXPECT_EQ(exchange("c", {{0ms, " new"}}), "late new") << "stays for the next command";
 }
 
 TEST_F(Reply, OfAShowCommandMayPause)
 {
-    struct {
-        const char *what;
-        reply bursts;
-        std::string text;
-        clock::duration time;
-    } const cases[] = {
-        {"marker by itself", {{0ms, success}}, success, 60ms},
-        {"marker first", {{0ms, success + "\nx"}}, success + "\nx", 60ms},
-        {"then late data", {{0ms, success}, {31ms, "x"}}, success + "x", 61ms},
-        {"marker last", {{0ms, "x\n"}, {10ms, success}}, "x\n" + success, 70ms},
-        {"marker behind output", {{0ms, "x\n" + success}}, "x\n" + success, 55060ms},
-        {"no marker", {{0ms, "x"}}, "x", 55060ms},
-        {"bursts", {{0ms, "x"}, {60ms, "y"}, {9s, success}}, "xy" + success, 9060ms},
-        {"last wait", {{0ms, "x"}, {55059ms, success}}, "x" + success, 55059ms},
-        {"wait begins again", {{0ms, "x"}, {50s, "y"}, {50s, success}}, "xy" + success, 100s},
-        {"failure", {{0ms, "x"}, {60ms, error}}, "x" + error, 55090ms},
-        {"split marker",
-         {{0ms, "x"}, {60ms, "KIV_CALL"}, {1s, "BACK_SUCCESS"}},
-         "x" + success,
-         1060ms},
-        {"split before the pause", {{0ms, "KIV_"}, {60ms, "CALLBACK_SUCCESS"}}, success, 60ms},
-        {"split without pause", {{0ms, "KIV_CALL"}, {9ms, "BACK_SUCCESS"}}, success, 69ms},
-        {"marker within",
-         {{0ms, "x"}, {60ms, "y" + success}, {1s, success}},
-         "xy" + success + success,
-         1060ms},
+    const reply_case cases[] = {
+        {"marker by itself", {{0ms, success}}, 60ms},
+        {"marker first", {{0ms, success + "\nx"}}, 60ms},
+        {"then late data", {{0ms, success}, {31ms, "x"}}, 61ms},
+        {"marker last", {{0ms, "x\n"}, {10ms, success}}, 70ms},
+        {"marker behind output", {{0ms, "x\n" + success}}, 55060ms},
+        {"no marker", {{0ms, "x"}}, 55060ms},
+        {"bursts", {{0ms, "x"}, {60ms, "y"}, {9s, success}}, 9060ms},
+        {"last wait", {{0ms, "x"}, {55059ms, success}}, 55059ms},
+        {"wait begins again", {{0ms, "x"}, {50s, "y"}, {50s, success}}, 100s},
+        {"failure", {{0ms, "x"}, {60ms, error}}, 55090ms},
+        {"split marker", {{0ms, "x"}, {60ms, "KIV_CALL"}, {1s, "BACK_SUCCESS"}}, 1060ms},
+        {"split before the pause", {{0ms, "KIV_"}, {60ms, "CALLBACK_SUCCESS"}}, 60ms},
+        {"split without pause", {{0ms, "KIV_CALL"}, {9ms, "BACK_SUCCESS"}}, 69ms},
+        {"marker within", {{0ms, "x"}, {60ms, "y" + success}, {1s, success}}, 1060ms},
         {"echo",
          {{0ms, "x"}, {60ms, "show it\ny"}, {60ms, "z"}, {60ms, success}},
-         "xz" + success,
-         180ms},
+         180ms,
+         "xz" + success},
         {"split echo",
          {{0ms, "x"}, {60ms, "sho"}, {60ms, "w it"}, {60ms, success}},
-         "x" + success,
-         180ms},
-        {"no echo",
-         {{0ms, "x"}, {60ms, "sho"}, {60ms, "w is"}, {60ms, success}},
-         "xshow is" + success,
-         180ms},
-        {"letter before the marker",
-         {{0ms, "x"}, {60ms, "K"}, {60ms, success}},
-         "xK" + success,
-         120ms},
-        {"letter before a split marker",
+         180ms,
+         "x" + success},
+        {"no echo", {{0ms, "x"}, {60ms, "sho"}, {60ms, "w is"}, {60ms, success}}, 180ms},
+        {"letter before the marker", {{0ms, "x"}, {60ms, "K"}, {60ms, success}}, 120ms},
+        {"letter, split marker",
          {{0ms, "x"}, {60ms, "K"}, {60ms, "KIV_CALL"}, {60ms, "BACK_SUCCESS"}},
-         "xK" + success,
          180ms},
-        {"letter, pause, marker", {{0ms, "K"}, {60ms, success}}, "K" + success, 60ms},
-        {"letter, marker, pause", {{0ms, "K"}, {9ms, success}}, "K" + success, 69ms},
-        {"word before the marker",
-         {{0ms, "x"}, {60ms, "sho"}, {60ms, success}},
-         "xsho" + success,
-         120ms},
+        {"letter, pause, marker", {{0ms, "K"}, {60ms, success}}, 60ms},
+        {"word before the marker", {{0ms, "x"}, {60ms, "sho"}, {60ms, success}}, 120ms},
         {"letter before the echo",
          {{0ms, "x"}, {60ms, "s"}, {60ms, "show it"}, {60ms, success}},
-         "xs" + success,
-         180ms},
-        {"echo before the pause",
-         {{0ms, "show it\n"}, {60ms, success}},
-         "show it\n" + success,
-         60ms},
+         180ms,
+         "xs" + success},
+        {"echo before the pause", {{0ms, "show it\n"}, {60ms, success}}, 60ms},
     };
-    for (const auto &one : cases) {
-        EXPECT_EQ(exchange("show it", one.bursts), one.text) << one.what;
-        EXPECT_EQ(elapsed(), one.time) << one.what;
-    }
+    for (const reply_case &one : cases)
+        expect_reply("show it", one);
 }
 
 TEST_F(Reply, HoldsAnyNumberOfBytes)
@@ -208,17 +189,14 @@ TEST_F(Reply, OfAShowCommandIsCutAfterAPause)
     for (const size_t size : {49'999U, 50'000U, 50'001U}) {
         const std::string burst_text = filled(size);
         const size_t pieces = size > 50'000 ? 2 : 1;
-        std::string expected;
-        for (int i = 0; i < 4; ++i)
-            expected += burst_text;
-        expected += success;
+        const reply bursts{{0ms, burst_text},
+                           {60ms, burst_text},
+                           {60ms, burst_text},
+                           {60ms, burst_text},
+                           {60ms, success}};
+        std::string expected = burst_text + burst_text + burst_text + burst_text + success;
         expected.resize(std::min(expected.size(), (pieces + 1) * 50'003));
-        expect_same(exchange("show it", {{0ms, burst_text},
-                                         {60ms, burst_text},
-                                         {60ms, burst_text},
-                                         {60ms, burst_text},
-                                         {60ms, success}}),
-                    expected);
+        expect_same(exchange("show it", bursts), expected);
         EXPECT_LT(elapsed(), 1s) << "the marker counts though it is cut off";
     }
 }
@@ -248,28 +226,17 @@ TEST_F(Reply, IsNotWaitedForWhereNoneIsDue)
 
 TEST_F(Reply, EndsWithItsMarkerWhereMarkersEndReplies)
 {
-    struct {
-        const char *what;
-        reply bursts;
-        std::string text;
-        clock::duration time;
-    } const cases[] = {
-        {"at once", {{0ms, success}}, success, 0ms},
-        {"every marker", {{0ms, "x" + error}}, "x" + error, 0ms},
-        {"shortest marker", {{0ms, parse_error}}, parse_error, 0ms},
-        {"pauses", {{0ms, "x"}, {1h, "y" + success}}, "xy" + success, 1h},
-        {"split", {{0ms, "xKIV_CALL"}, {1s, "BACK_SUCC"}, {1s, "ESS"}}, "x" + success, 2s},
-        {"a line like it", {{0ms, success + "\n"}, {1s, success}}, success + "\n" + success, 1s},
-        {"in the middle",
-         {{0ms, "a" + parse_error + "b"}, {1s, error}},
-         "a" + parse_error + "b" + error,
-         1s},
+    const reply_case cases[] = {
+        {"every marker", {{0ms, "x" + error}}, 0ms},
+        {"shortest marker", {{0ms, parse_error}}, 0ms},
+        {"pauses", {{0ms, "x"}, {1h, "y" + success}}, 1h},
+        {"split", {{0ms, "xKIV_CALL"}, {1s, "BACK_SUCC"}, {1s, "ESS"}}, 2s},
+        {"a line like it", {{0ms, success + "\n"}, {1s, success}}, 1s},
+        {"in the middle", {{0ms, "a" + parse_error + "b"}, {1s, error}}, 1s},
     };
     kiv_interact_reply_end_set(KIV_INTERACT_END_MARKER, 0);
-    for (const auto &one : cases) {
-        EXPECT_EQ(exchange("show it", one.bursts), one.text) << one.what;
-        EXPECT_EQ(elapsed(), one.time) << one.what;
-    }
+    for (const reply_case &one : cases)
+        expect_reply("show it", one);
     // A full piece may end with a marker in the middle of what the shell has written.
     const std::string full = std::string(50'000 - success.size(), 'x') + success;
     for (const std::string &rest : {"\n" + success, std::string()})
@@ -455,35 +422,28 @@ TEST_F(Reply, MakesTheRecordOfABatch)
 {
     const std::string disabled = "Configuration mode is currently disabled";
     const std::string entered = "configure terminal";
+    const std::string start = "conf t\n\n";
+    const std::string all = start + "a\nb\nend\n\n";
+    const std::string one_line = start + "a\nend\n\n";
     struct {
         const char *lines;
         std::vector<std::string> replies;
         int32_t status;
         std::string output;
         std::string failed;
-        const char *sent;
+        std::string sent;
     } const cases[] = {
-        {"", {success, success}, 1, nothing, nothing, "conf t\n\nend\n\n"},
-        {"a\n\nb\n",
-         {success, "x" + success, success, success},
-         1,
-         nothing,
-         nothing,
-         "conf t\n\na\nb\nend\n\n"},
-        {"a\nb\nc",
-         {success, success, "x\n" + parse_error, success},
-         3,
-         "x\n",
-         "b",
-         "conf t\n\na\nb\nend\n\n"},
-        {"a", {success, "x" + error, success}, 2, "x", "a", "conf t\n\na\nend\n\n"},
-        {"a", {success, error, success}, 2, nothing, "a", "conf t\n\na\nend\n\n"},
-        {"a", {success, "x" + parse_error + error, success}, 3, "x", "a", "conf t\n\na\nend\n\n"},
-        {"a", {success, "x" + error + parse_error, success}, 3, "x", "a", "conf t\n\na\nend\n\n"},
-        {"a", {success, "unmarked", success}, 2, "unmarked", "a", "conf t\n\na\nend\n\n"},
-        {"a", {error}, 2, disabled, entered, "conf t\n\n"},
-        {"a", {parse_error}, 3, disabled, entered, "conf t\n\n"},
-        {"a", {"x" + parse_error}, 2, disabled, entered, "conf t\n\n"},
+        {"", {success, success}, 1, nothing, nothing, start + "end\n\n"},
+        {"a\n\nb\n", {success, "x" + success, success, success}, 1, nothing, nothing, all},
+        {"a\nb\nc", {success, success, "x\n" + parse_error, success}, 3, "x\n", "b", all},
+        {"a", {success, "x" + error, success}, 2, "x", "a", one_line},
+        {"a", {success, error, success}, 2, nothing, "a", one_line},
+        {"a", {success, "x" + parse_error + error, success}, 3, "x", "a", one_line},
+        {"a", {success, "x" + error + parse_error, success}, 3, "x", "a", one_line},
+        {"a", {success, "unmarked", success}, 2, "unmarked", "a", one_line},
+        {"a", {error}, 2, disabled, entered, start},
+        {"a", {parse_error}, 3, disabled, entered, start},
+        {"a", {"x" + parse_error}, 2, disabled, entered, start},
     };
     size_t heard = 0;
     for (const auto &one : cases) {

@@ -14,16 +14,12 @@
 
 #include "golden.h"
 #include "libkiv/lib/hour_clock.h"
+#include "observed.h"
 #include "terminal.h"
 
 namespace {
 
-std::string printed(const std::function<void()> &print)
-{
-    testing::internal::CaptureStdout();
-    print();
-    return testing::internal::GetCapturedStdout();
-}
+using kiv_tests::printed;
 
 TEST(DebugFilter, ReportsWhatIsOn)
 {
@@ -57,10 +53,11 @@ TEST(ShellState, HoldsWhatItIsGiven)
     kiv_asciigen_internal_cmd_punch();
     EXPECT_EQ(kiv_asciigen_internal_cmd_count_get(), 2);
     int root;
+    int history;
     kiv_parse_tree_root_set(&root);
+    kiv_submode_cmd_history_init(&history);
     EXPECT_EQ(kiv_parse_tree_root_get(), &root);
-    kiv_submode_cmd_history_init(&root);
-    EXPECT_EQ(kiv_get_submode_cmd_history(), &root);
+    EXPECT_EQ(kiv_get_submode_cmd_history(), &history);
     EXPECT_EQ(kiv_get_timeout_user_value(-1), 0);
     EXPECT_EQ(kiv_get_timeout_user_value(30), 30);
     char text[] = "MiXed \xC4 09";
@@ -85,9 +82,9 @@ TEST(TransportErrors, HaveTheirMessages)
     EXPECT_EQ(kiv_print_ovra_error_message(1, EACCES), 0);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "Internal CLI error: Cannot allocate memory\n");
-    for (const int32_t kind : {0, 7, -1})
+    for (const int32_t kind : {0, 7})
         EXPECT_DEATH(kiv_print_timeout_message(kind),
-                     "kiv_lib:[0-9]+: .*kiv_print_timeout_message.*Assertion `0' failed");
+                     kiv_tests::failure("kiv_lib", "kiv_print_timeout_message", "0"));
 }
 
 TEST(TerminalNotice, ReachesTheTerminal)
@@ -178,7 +175,9 @@ protected:
 
 TEST_F(VsanMask, IsAskedForOneAndForRanges)
 {
+    EXPECT_EQ(kiv_is_user_vsan_restricted(&mask), 1);
     fill();
+    EXPECT_EQ(kiv_is_user_vsan_restricted(&mask), 0);
     EXPECT_EQ(range(0, 4095), 1);
     EXPECT_EQ(range(0, 4096), 0);
     EXPECT_EQ(range(-1, 3), 0);
@@ -189,6 +188,7 @@ TEST_F(VsanMask, IsAskedForOneAndForRanges)
     for (const uint32_t forbidden : {0U, 7U, 8U, 63U, 64U, 100U, 4095U}) {
         fill();
         clear(forbidden);
+        EXPECT_EQ(kiv_is_user_vsan_restricted(&mask), 1);
         for (int32_t first = 0; first < 140; ++first) {
             for (int32_t last = first - 1; last < 140; ++last) {
                 int expected = 1;
@@ -204,25 +204,13 @@ TEST_F(VsanMask, IsAskedForOneAndForRanges)
                               "`b->size == \\(\\(\\(\\(4096\\)\\+31\\)>>3\\)&~0x3\\)' failed");
 }
 
-TEST_F(VsanMask, RestrictsItsUserUnlessItIsFull)
-{
-    EXPECT_EQ(kiv_is_user_vsan_restricted(&mask), 1);
-    fill();
-    EXPECT_EQ(kiv_is_user_vsan_restricted(&mask), 0);
-    clear(4095);
-    EXPECT_EQ(kiv_is_user_vsan_restricted(&mask), 1);
-}
-
 TEST_F(VsanMask, IsShownAsAListThroughTheCapture)
 {
     EXPECT_EQ(shown(), "Permitted vsans:none\n");
-    for (uint32_t vsan = 0; vsan < 4096; ++vsan) {
-        if (vsan % 3 != 2)
-            bmask4096_set_bit(&mask, vsan);
-    }
+    for (const uint32_t vsan : {0, 1, 3, 4, 4095})
+        bmask4096_set_bit(&mask, vsan);
     const std::string list = shown();
-    EXPECT_TRUE(list.starts_with("Permitted vsans:0-1,3-4,")) << list.substr(0, 40);
-    EXPECT_TRUE(list.ends_with(",4092-4093,4095\n")) << list.substr(list.size() - 40);
+    EXPECT_EQ(list, "Permitted vsans:0-1,3-4,4095\n");
     kiv_set_redir2buf();
     EXPECT_EQ(shown(), "");
     EXPECT_EQ(kiv_get_buf(), list);

@@ -263,12 +263,21 @@ protected:
     {
         session shell(chosen, tree, store, standard_streams());
         std::string text;
-        EXPECT_EQ(shell.read_configuration(text), failure());
+        bool is_partial = false;
+        EXPECT_EQ(shell.read_configuration(text, is_partial), failure());
         return text;
     }
 
+    // What the file means.
+    std::string kept() const
+    {
+        configuration settings = kept_configuration(tree, store, config).empty();
+        EXPECT_EQ(kept_configuration(tree, store, config).read(settings), failure());
+        return settings.text();
+    }
+
     options chosen;
-    configuration_store store{store_directory};
+    mutable configuration_store store{store_directory};
 };
 
 using Session = OnSwitch;
@@ -278,12 +287,12 @@ TEST_F(Session, EntersAndLeavesModes)
 {
     EXPECT_TRUE(run_lines({"configure terminal", "vsan 1", "name a", "vsan 2", "exit", "name b",
                            "exit", "name c", "vsan 1", "exit", "end", "show version"}));
-    EXPECT_EQ(read_file(running_file), "vsan 1\n  name b\n  vsan 2\nname c\n");
+    EXPECT_EQ(kept(), "vsan 1\n  name b\n  vsan 2\nname c\n");
     EXPECT_FALSE(run_lines({"configure terminal", "vsan 1", "host x"})) << "enclosing mode";
     EXPECT_FALSE(run_lines({"configure terminal", "strange"})) << "no handler";
     EXPECT_FALSE(run_lines({"misplaced"})) << "a setting, but not of configuration mode";
     EXPECT_FALSE(run_lines({"configure terminal", "no vsan 01", "vsan 0"}));
-    EXPECT_EQ(read_file(running_file), "name c\n");
+    EXPECT_EQ(kept(), "name c\n");
 }
 
 TEST_F(Session, LimitsModesWithinModes)
@@ -312,7 +321,7 @@ TEST_F(Session, AppliesAFileThatIsNotIndented)
 {
     EXPECT_EQ(apply("! x\r\nvsan 1\r\nname a\nhost b\nname outer\nend\nvsan 2\nno host b"),
               status_done);
-    EXPECT_EQ(read_file(running_file), "vsan 1\n  name a\nvsan 2\nname outer\n");
+    EXPECT_EQ(kept(), "vsan 1\n  name a\nvsan 2\nname outer\n");
 }
 
 TEST_F(Store, KeepsTheChangesOfAllWriters)
@@ -336,29 +345,34 @@ TEST_F(Store, KeepsTheChangesOfAllWriters)
         waitpid(child, &status, 0);
         EXPECT_EQ(status, 0);
     }
-    const std::string text = read_file(running_file);
+    const std::string text = kept();
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), writers * changes) << text;
 }
 
-// Writes two texts in turn until it is killed, and a byte into the pipe after each.
-[[noreturn]] void write_for_ever(const configuration_store &store, const std::string (&texts)[2],
-                                 int mark)
+// Replaces the file by one of two texts in turn, and appends a line to each, until it is killed;
+// with a byte into the pipe after each.
+[[noreturn]] void write_for_ever(configuration_store &store, const std::string (&texts)[2],
+                                 const std::string &line, int mark)
 {
     for (size_t i = 0;; ++i) {
-        const failure failed = store.update([&](std::string &text) {
-            text = texts[i % 2];
-            return failure();
-        });
-        if (failed || write(mark, "x", 1) != 1)
+        if (store.lock() || store.replace(texts[i % 2]) || store.append(line))
+            _exit(1);
+        store.unlock();
+        if (write(mark, "x", 1) != 1)
             _exit(1);
     }
 }
 
 TEST_F(Store, IsWholeWhileItIsWrittenAndWhenTheWriterIsKilled)
 {
-    const std::string texts[] = {std::string(300000, 'a'), std::string(400000, 'b')};
+    const std::string texts[] = {std::string(300000, 'a') + "\n", std::string(400000, 'b') + "\n"};
+    const std::string line(3000, 'c');
     const auto is_whole = [&] {
-        const std::string text = read_file(running_file);
+        std::string text;
+        bool no_tail = false;
+        EXPECT_EQ(store.read(text, no_tail), failure());
+        if (text.ends_with(line + "\n"))
+            text.resize(text.size() - line.size() - 1);
         return text == texts[0] || text == texts[1];
     };
     for (int round = 0; round < 10; ++round) {
@@ -367,7 +381,7 @@ TEST_F(Store, IsWholeWhileItIsWrittenAndWhenTheWriterIsKilled)
         const pid_t child = fork();
         if (child == 0) {
             close(marks[0]);
-            write_for_ever(store, texts, marks[1]);
+            write_for_ever(store, texts, line + "\n", marks[1]);
         }
         close(marks[1]);
         int torn = 0;
@@ -381,9 +395,28 @@ TEST_F(Store, IsWholeWhileItIsWrittenAndWhenTheWriterIsKilled)
         EXPECT_EQ(torn, 0);
         ASSERT_TRUE(is_whole()) << "round " << round;
     }
-    EXPECT_EQ(store.update([](std::string &text) { return text = "after\n", failure(); }),
-              failure());
-    EXPECT_EQ(read_file(running_file), "after\n") << "a lock or a file was left behind";
+    EXPECT_EQ(store.lock(), failure()) << "a lock was left behind";
+    EXPECT_EQ(store.replace("after\n"), failure());
+    EXPECT_EQ(read_file(running_file), "after\n");
+}
+
+TEST_F(Store, TakesUpWhereAWriterWasKilled)
+{
+    ASSERT_EQ(mkdir(store_directory, 0755), 0);
+    write_file(running_file, "host a\nvsan 1\n  name of ha");
+    EXPECT_EQ(kept(), "vsan 1\nhost a\n");
+    EXPECT_TRUE(run_lines({"configure terminal", "host b"}));
+    EXPECT_EQ(kept(), "vsan 1\nhost a\nhost b\n");
+}
+
+TEST_F(Store, DoesNotGrowWithoutEnd)
+{
+    std::vector<std::string> lines{"configure terminal", "host a"};
+    for (int i = 0; i < 6000; ++i)
+        lines.push_back("banner " + std::string(30, i % 2 == 0 ? 'x' : 'y'));
+    EXPECT_TRUE(run_lines(lines));
+    EXPECT_EQ(kept(), "banner " + std::string(30, 'y') + "\nhost a\n");
+    EXPECT_LT(read_file(running_file).size(), 70000U);
 }
 
 TEST_F(Store, LeavesWhatItCannotReadAlone)
@@ -411,7 +444,7 @@ TEST_F(Store, WritesOverNothingThatAnUnfinishedChangeLeft)
     ASSERT_EQ(mkdir(store_directory, 0755), 0);
     ASSERT_EQ(symlink(victim.c_str(), "/ubex/cfg/running.cfg.new"), 0);
     EXPECT_TRUE(run_lines({"configure terminal", "host a"}));
-    EXPECT_EQ(read_file(running_file), "host a\n");
+    EXPECT_EQ(kept(), "host a\n");
     EXPECT_EQ(read_file(victim), "kept");
 }
 
@@ -481,10 +514,10 @@ TEST_F(Program, ReadsCommandsFromStandardInputAndGoesOnAfterErrors)
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.output, "");
     EXPECT_THAT(result.error, HasSubstr("is out of bounds; expected: <int 0..3600>"));
-    EXPECT_EQ(read_file(running_file), "switchname a\n");
+    EXPECT_EQ(kept(), "switchname a\n");
     EXPECT_EQ(run_shell("", "exit\nfoo\n").status, 0) << "nothing is read behind the end";
     run_shell(">&- 2>&-", lines + "show version\n");
-    EXPECT_EQ(read_file(running_file), "switchname a\n") << "a message in the configuration";
+    EXPECT_EQ(kept(), "switchname a\n") << "a message in the configuration";
 }
 
 TEST_F(Program, StopsAtTheFirstLineOfACommandFileThatFails)
@@ -493,7 +526,7 @@ TEST_F(Program, StopsAtTheFirstLineOfACommandFileThatFails)
     const outcome result = run_shell("-f /ubex/commands");
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.error, HasSubstr("/ubex/commands:4: % unknown word \"foo\""));
-    EXPECT_EQ(read_file(running_file), "switchname a\n");
+    EXPECT_EQ(kept(), "switchname a\n");
 }
 
 TEST_F(Program, AppliesAConfigurationFileWholeOrNotAtAll)
@@ -507,12 +540,12 @@ TEST_F(Program, AppliesAConfigurationFileWholeOrNotAtAll)
                              "/ubex/c:5: % value \"9999\"", "/ubex/c:7: % unknown word \"show\"",
                              "/ubex/c:8: % no command of a configuration file writes"})
         EXPECT_THAT(wrong.error, HasSubstr(part));
-    EXPECT_EQ(read_file(running_file), "");
+    EXPECT_EQ(kept(), "");
 
     write_file("/ubex/c", "vsan 1\nname x\ninterface fc1/1\nswitchport speed auto\nvsan 2\n");
     EXPECT_EQ(run_shell("-e 32768 -r /ubex/c").output,
               "/ubex/c: 5 commands checked, none applied\n");
-    EXPECT_EQ(read_file(running_file), "");
+    EXPECT_EQ(kept(), "");
     EXPECT_EQ(run_shell("-r /ubex/c").output, "/ubex/c: 5 commands applied\n");
     EXPECT_EQ(run_shell("-q 1 -nRr /ubex/c").output, "");
     EXPECT_EQ(switch_root::run("mkfifo /ubex/gone; exec 3<>/ubex/gone 4>/ubex/gone 3>&-; "
@@ -520,8 +553,7 @@ TEST_F(Program, AppliesAConfigurationFileWholeOrNotAtAll)
                   .status,
               0)
         << "no reader";
-    EXPECT_EQ(read_file(running_file),
-              "vsan 1\n  name x\nvsan 2\ninterface fc1/1\n  switchport speed auto\n");
+    EXPECT_EQ(kept(), "vsan 1\n  name x\nvsan 2\ninterface fc1/1\n  switchport speed auto\n");
 }
 
 TEST_F(Program, ShowsTheConfigurationAndMarksThePeers)
@@ -536,7 +568,7 @@ TEST_F(Program, ShowsTheConfigurationAndMarksThePeers)
                 StartsWith("! Running configuration of the peer\n! Peer version: 6.2\n"));
     EXPECT_EQ(run_shell(std::string("-o 1 -c 'show running-config > ") + running_file + "'").status,
               0);
-    EXPECT_EQ(read_file(running_file), "switchname a\n") << "shown into its own file";
+    EXPECT_EQ(kept(), "switchname a\n") << "shown into its own file";
 }
 
 TEST_F(Program, ServesTheLibrary)

@@ -2,9 +2,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <string_view>
 
@@ -16,6 +13,7 @@
 
 #include "grammar/compile.h"
 #include "switch_root.h"
+#include "temporary_directory.h"
 #include "trees.h"
 
 using kiv::grammar::compile;
@@ -35,34 +33,16 @@ std::string leaves(size_t count)
 }
 
 // kivctl as a process, in a folder of its own.
-class TreeCommand : public testing::Test {
+class TreeCommand : public testing::Test, protected kiv_tests::temporary_directory {
 protected:
     static void SetUpTestSuite() { switch_root::require(); }
-
-    TreeCommand() { EXPECT_NE(mkdtemp(folder_.data()), nullptr); }
-
-    ~TreeCommand() override { std::filesystem::remove_all(folder_); }
-
-    std::string path(const std::string &name) const { return folder_ + '/' + name; }
-
-    void write(const std::string &name, std::string_view content) const
-    {
-        std::ofstream(path(name), std::ios::binary) << content;
-    }
-
-    std::string read(const std::string &name) const
-    {
-        std::ostringstream content;
-        content << std::ifstream(path(name), std::ios::binary).rdbuf();
-        return content.str();
-    }
 
     // Runs in the folder; "%" in the line is the program.
     int run(std::string line) const
     {
         for (size_t at; (at = line.find('%')) != std::string::npos;)
             line.replace(at, 1, "'" KIVCTL_PATH "' tree");
-        const int status = std::system(("cd " + folder_ + " && (" + line + ") >out 2>err").c_str());
+        const int status = std::system(("cd " + path() + " && (" + line + ") >out 2>err").c_str());
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
@@ -71,9 +51,6 @@ protected:
         run("ls -A | grep -v -e out -e err | sort | tr '\\n' ' '");
         return read("out");
     }
-
-private:
-    std::string folder_ = "tree_command_test.XXXXXX";
 };
 
 TEST_F(TreeCommand, MakesAFileThatIsTheTree)

@@ -10,6 +10,7 @@
 #include <arpa/inet.h>
 
 #include <kiv/kiv_lib.h>
+#include <kiv/module.h>
 #include <kiv/platform/uriparse.h>
 
 #include "failure.h"
@@ -543,6 +544,32 @@ std::string canonical_argument(const kiv_parameter &parameter, string_view text)
 {
     const argument_type *type = find_type(parameter);
     return type == nullptr ? std::string(text) : type->canonical(text);
+}
+
+interface_name read_interface(string_view text)
+{
+    size_t type = 0;
+    while (type < interface_types.size() && !text.starts_with(interface_types[type].name))
+        ++type;
+    if (type == interface_types.size())
+        return {};
+    text.remove_prefix(interface_types[type].name.size());
+    const size_t dash = text.find('-');
+    const size_t slash = text.find('/');
+    const int first = interface_number(text);
+    const int second = slash == string_view::npos ? 0 : interface_number(text.substr(slash + 1));
+    const bool has_second = slash != string_view::npos;
+    const int last = dash == string_view::npos ? has_second ? second : first
+                                               : interface_number(text.substr(dash + 1));
+    return {KIV_IFINDEX(type, first, second),
+            has_second ? KIV_IFINDEX(type, first, last) : KIV_IFINDEX(type, last, 0)};
+}
+
+uint64_t interface_mask(kiv_parameter_type type, string_view text)
+{
+    if (type != TYPE_INTERFACE && type != TYPE_INTERFACE_RANGE)
+        return 0;
+    return uint64_t{1} << KIV_IFINDEX_TYPE(read_interface(text).first);
 }
 
 bool takes_rest_of_line(const kiv_parameter &parameter)

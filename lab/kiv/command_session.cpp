@@ -14,7 +14,7 @@ constexpr std::string_view xml_word = "xml-show";
 
 class command_session {
 public:
-    command_session(const options &chosen, followed_tree &tree, const configuration_store &store,
+    command_session(const options &chosen, followed_tree &tree, configuration_store &store,
                     daemon_link &daemon, rights *limits)
         : shell_(chosen, tree.view(), store, {text_sink(answer_), text_sink(answer_)})
     {
@@ -88,7 +88,7 @@ private:
 } // namespace
 
 int run_command_session(const options &chosen, followed_tree &tree,
-                        const configuration_store &store, daemon_link &daemon, rights *limits)
+                        configuration_store &store, daemon_link &daemon, rights *limits)
 {
     return command_session(chosen, tree, store, daemon, limits).run();
 }

@@ -12,7 +12,7 @@ namespace kiv_shell {
 // gets no answer; each other one gets exactly one, and nothing else is written on standard output.
 // Returns the exit status of the shell.
 int run_command_session(const options &chosen, followed_tree &tree,
-                        const configuration_store &store, daemon_link &daemon, rights *limits);
+                        configuration_store &store, daemon_link &daemon, rights *limits);
 
 } // namespace kiv_shell
 

@@ -34,6 +34,39 @@ bool begins_with(const std::vector<std::string> &words, const std::vector<std::s
     return words.size() >= first.size() && std::equal(first.begin(), first.end(), words.begin());
 }
 
+size_t depth_of(std::string_view line)
+{
+    return std::min(line.find_first_not_of(' '), line.size()) / indentation;
+}
+
+// The last line of the text, and before it the lines that it stands below.
+std::vector<std::string_view> last_lines(std::string_view text)
+{
+    std::vector<std::string_view> lines;
+    for (size_t depth = most_modes; depth > 0 && !text.empty();) {
+        text.remove_suffix(text.back() == '\n' ? 1 : 0);
+        const std::string_view line = text.substr(text.rfind('\n') + 1);
+        text.remove_suffix(line.size());
+        if (is_blank_or_comment(line) || depth_of(line) >= depth)
+            continue;
+        depth = depth_of(line);
+        lines.insert(lines.begin(), line);
+    }
+    return lines;
+}
+
+// The first line of the text that is none of comment.
+std::string_view first_line(std::string_view text)
+{
+    while (!text.empty()) {
+        const std::string_view line = text.substr(0, text.find('\n'));
+        if (!is_blank_or_comment(line))
+            return line;
+        text.remove_prefix(std::min(line.size() + 1, text.size()));
+    }
+    return {};
+}
+
 // Follows lines as a configuration file is read: a line belongs to the innermost mode that knows
 // it, and leaves those within.
 class mode_follower {
@@ -59,6 +92,22 @@ public:
     {
         if (mode)
             modes_.push_back(mode);
+    }
+
+    // Goes through the last lines of a text, to the modes that they leave open.
+    void pass(std::string_view text)
+    {
+        modes_.resize(1);
+        for (const std::string_view line : last_lines(text)) {
+            const std::optional<node_index> mode = modes_.back();
+            if (!mode)
+                return;
+            const parse_result parsed = parse_command(tree_, *mode, line);
+            const auto *known = std::get_if<command>(&parsed);
+            if (known == nullptr || !tree_.enters_mode(known->node))
+                return;
+            modes_.emplace_back(known->node);
+        }
     }
 
 private:
@@ -129,11 +178,14 @@ configuration::block &configuration::below(entry &owner)
 void configuration::put(const std::vector<setting> &path, setting value)
 {
     block *in = &top_;
+    size_t depth = 0;
     for (const setting &outer : path) {
         const auto known = in->places.find(outer.identity);
         in = &below(known != in->places.end() ? in->entries.find(known->second)->second
                                               : store(*in, outer));
+        added_.append(indentation * depth++, ' ').append(outer.text) += '\n';
     }
+    added_.append(indentation * depth, ' ').append(value.text) += '\n';
     store(*in, std::move(value));
 }
 
@@ -150,6 +202,7 @@ void configuration::remove(const std::vector<setting> &path, const std::vector<s
         if (begins_with(at->second.value.words, words)) {
             in->places.erase(at->second.value.identity);
             at = in->entries.erase(at);
+            removed_ = true;
         } else {
             ++at;
         }
@@ -198,13 +251,13 @@ failure configuration::load(std::string_view text)
 }
 
 template <class Visit>
-void configuration::visit(const block &in, size_t depth, Visit &each)
+void configuration::visit(const entry &known, size_t depth, Visit &each)
 {
-    for (const auto &[where, known] : in.entries) {
-        each(depth, known.value);
-        if (known.below)
-            visit(*known.below, depth + 1, each);
-    }
+    each(depth, known.value);
+    if (!known.below)
+        return;
+    for (const auto &[where, lower] : known.below->entries)
+        visit(lower, depth + 1, each);
 }
 
 std::string configuration::text() const
@@ -213,11 +266,12 @@ std::string configuration::text() const
     auto add_line = [&](size_t depth, const setting &value) {
         text.append(indentation * depth, ' ').append(value.text) += '\n';
     };
-    visit(top_, 0, add_line);
+    for (const auto &[where, known] : top_.entries)
+        visit(known, 0, add_line);
     return text;
 }
 
-std::string configuration::text_to_apply() const
+std::string configuration::text_to_apply(std::span<const foreign_text> texts) const
 {
     std::string text;
     mode_follower follower(tree_, mode_);
@@ -226,7 +280,18 @@ std::string configuration::text_to_apply() const
         text.append(indentation * depth, ' ').append(value.text) += '\n';
         follower.enter(value.mode);
     };
-    visit(top_, 0, add_line);
+    const auto add_foreign = [&](const foreign_text &foreign) {
+        text.append(follower.lines_before(std::string(first_line(foreign.text)), 0));
+        text.append(foreign.text);
+        follower.pass(foreign.text);
+    };
+    for (const auto &[where, known] : top_.entries) {
+        for (; !texts.empty() && texts.front().priority < where.first; texts = texts.subspan(1))
+            add_foreign(texts.front());
+        visit(known, 0, add_line);
+    }
+    for (const foreign_text &foreign : texts)
+        add_foreign(foreign);
     return text;
 }
 

@@ -5,9 +5,11 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "failure.h"
@@ -49,9 +51,16 @@ public:
 
     std::string text() const;
 
-    // The same for people and for a configuration file: where a line would be taken for one of
-    // the mode before it, that mode's command with the function `exit` stands in between.
-    std::string text_to_apply() const;
+    // Text of somebody else that goes among the settings, by its priority.
+    struct foreign_text {
+        uint16_t priority;
+        std::string_view text; // whole lines, indented as settings are
+    };
+
+    // The same for people and for a configuration file, with texts that are ordered by their
+    // priority: where a line would be taken for one of the mode before it, that mode's command with
+    // the function `exit` stands in between.
+    std::string text_to_apply(std::span<const foreign_text> texts = {}) const;
 
     // `path` are the settings whose modes lead to the block, from the outermost on; those that
     // are missing are made.
@@ -59,6 +68,11 @@ public:
 
     // Removes the settings of a block that begin with these words, with what stands below them.
     void remove(const std::vector<setting> &path, const std::vector<std::string> &words);
+
+    // What has been put since the last call, as text that load() takes to the same effect; and
+    // whether anything has been removed.
+    std::string take_added() { return std::exchange(added_, {}); }
+    bool take_removed() { return std::exchange(removed_, false); }
 
 private:
     // The order within a block: by priority, then as they came.
@@ -82,11 +96,13 @@ private:
     setting read_line(std::optional<node_index> mode, const block &in, std::string_view line) const;
 
     template <class Visit>
-    static void visit(const block &in, size_t depth, Visit &each);
+    static void visit(const entry &known, size_t depth, Visit &each);
 
     tree_view tree_;
     node_index mode_;
     block top_;
+    std::string added_;
+    bool removed_ = false;
 };
 
 } // namespace kiv_shell

@@ -70,9 +70,20 @@ public:
     failure open(const std::string &name);
 
     void write(std::string_view text) { text_.append(text); }
+    void write(std::string &&text)
+    {
+        if (text_.empty())
+            text_ = std::move(text);
+        else
+            text_.append(text);
+    }
 
     // What has been written.
     std::string &text() { return text_; }
+
+    // What a command that fails has written is worth to be seen all the same, though not in a file.
+    void show_in_any_case() { shown_in_any_case_ = true; }
+    bool is_shown_in_any_case() const { return shown_in_any_case_; }
 
     // Puts the output in the place of what a file holds.
     failure finish();
@@ -83,6 +94,7 @@ private:
     std::string name_;
     std::string text_;
     bool is_regular_file_ = false;
+    bool shown_in_any_case_ = false;
 };
 
 // "kiv: TEXT" on standard error.

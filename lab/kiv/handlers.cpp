@@ -7,6 +7,7 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
+#include "module_link.h"
 #include "session.h"
 
 namespace kiv_shell {
@@ -38,13 +39,16 @@ std::string heading(const options &chosen, bool of_peer)
 failure show_running_config(const invocation &call)
 {
     std::string text;
-    if (auto failed = call.shell.read_configuration(text))
+    bool is_partial = false;
+    failure failed = call.shell.read_configuration(text, is_partial);
+    if (failed && !is_partial)
         return failed;
+    call.out.show_in_any_case();
     const options &chosen = call.shell.chosen();
     if (chosen.with_heading())
         call.out.write(heading(chosen, chosen.peer));
-    call.out.write(text);
-    return {};
+    call.out.write(std::move(text));
+    return failed;
 }
 
 failure show_running_config_peer(const invocation &call)
@@ -83,11 +87,18 @@ failure unset(const invocation &call)
         });
 }
 
+failure run_in_module(const invocation &call)
+{
+    return call.shell.run_in_module(call.parsed, call.configures, call.out.text());
+}
+
+constexpr handler module_handler{"", run_in_module, mode_change::none};
+
 constexpr std::array handlers{
     handler{"", nullptr, mode_change::none},
-    handler{"show_version", show_version, mode_change::none, true},
-    handler{"show_running_config", show_running_config, mode_change::none, true},
-    handler{"show_running_config_peer", show_running_config_peer, mode_change::none, true},
+    handler{"show_version", show_version, mode_change::none},
+    handler{"show_running_config", show_running_config, mode_change::none},
+    handler{"show_running_config_peer", show_running_config_peer, mode_change::none},
     handler{configure_function, configure_terminal, mode_change::none},
     handler{"set", set, mode_change::none},
     handler{add_function, set, mode_change::none},
@@ -98,8 +109,11 @@ constexpr std::array handlers{
 
 } // namespace
 
-const handler *find_handler(std::string_view function)
+const handler *find_handler(const tree_view &tree, node_index node)
 {
+    if (service_of(tree, node) != 0)
+        return &module_handler;
+    const std::string_view function = tree.function(node);
     const auto found = std::find_if(handlers.begin(), handlers.end(),
                                     [&](const handler &row) { return row.name == function; });
     return found == handlers.end() ? nullptr : &*found;

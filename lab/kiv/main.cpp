@@ -58,7 +58,7 @@ int start(int argc, char **argv)
         complain(*failed);
         return status_unusable;
     }
-    const configuration_store store(store_directory);
+    configuration_store store(store_directory);
     std::optional<rights> limits = daemon.user_rights(tree.view());
     rights *limit = limits ? &*limits : nullptr;
     if (chosen.input == input_kind::session)

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "argument_values.h"
+
 namespace kiv_shell {
 
 parse_result mode_stack::find_command(const tree_view &tree, std::string_view line,
@@ -34,7 +36,7 @@ failure mode_stack::advance(const tree_view &tree, const command &done, mode_cha
         return {};
     if (modes_.size() == most_modes)
         return "too many modes within each other";
-    modes_.push_back({done.node, setting_of(tree, done)});
+    modes_.push_back({done.node, setting_of(tree, done), arguments_of(tree, done)});
     return {};
 }
 
@@ -44,6 +46,14 @@ std::vector<setting> mode_stack::path_from(size_t position) const
     for (size_t i = position + 1; i < modes_.size(); ++i)
         path.push_back(modes_[i].entered_by);
     return path;
+}
+
+std::vector<kiv::module::argument> mode_stack::arguments() const
+{
+    std::vector<kiv::module::argument> all;
+    for (const mode &each : modes_)
+        all.insert(all.end(), each.arguments.begin(), each.arguments.end());
+    return all;
 }
 
 } // namespace kiv_shell

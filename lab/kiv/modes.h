@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "configuration.h"
+#include "lab/module/request.h"
 #include "parser.h"
 #include "tree.h"
 
@@ -13,7 +14,8 @@ namespace kiv_shell {
 
 struct mode {
     node_index node;
-    setting entered_by; // the command that entered the mode
+    setting entered_by{}; // the command that entered the mode
+    std::vector<kiv::module::argument> arguments{};
 };
 
 // What a command does to the modes, besides entering the one of its node.
@@ -41,6 +43,9 @@ public:
 
     // The commands that lead from the mode at `position` to the current one.
     std::vector<setting> path_from(size_t position) const;
+
+    // The arguments of all of them.
+    std::vector<kiv::module::argument> arguments() const;
 
 private:
     std::vector<mode> modes_;

@@ -8,7 +8,7 @@ namespace kiv_shell {
 
 const char *const usage_text =
     "usage: kiv [-c COMMAND | -f FILE | -r FILE | --session] [-e N] [-q N] [-o N] [-L]\n"
-    "           [-V VERSION]\n"
+    "           [-V VERSION] [-W SECONDS]\n"
     "\n"
     "  -c COMMAND   run one command line\n"
     "  -f FILE      run the command lines of a file, up to the first that fails\n"
@@ -23,6 +23,7 @@ const char *const usage_text =
     "  -o N         flags; 1: the running configuration without its heading\n"
     "  -L           the peer variant: there is \"show running-config peer\"\n"
     "  -V VERSION   the software version of the peer, shown in headings\n"
+    "  -W SECONDS   how long a module has for an answer: 1 to 3600, 10 without this\n"
     "\n"
     "N is decimal, or hexadecimal with 0x.\n"
     "Without a command or file, command lines come from standard input.\n"
@@ -30,6 +31,8 @@ const char *const usage_text =
     "command tree.\n";
 
 namespace {
+
+constexpr int longest_wait = 3600;
 
 failure set_input(options &into, input_kind kind, const char *operand)
 {
@@ -58,6 +61,13 @@ failure take_number(options &into, const char *operand)
     if (error != std::errc() || rest != end || (hexadecimal && digits.starts_with('-')))
         return "not a number: " + printable(operand);
     return {};
+}
+
+failure take_wait(options &into, const char *operand)
+{
+    const failure failed = take_number<&options::wait_seconds>(into, operand);
+    const bool is_time = into.wait_seconds >= 1 && into.wait_seconds <= longest_wait;
+    return failed || is_time ? failed : "not 1 to 3600 seconds: " + printable(operand);
 }
 
 failure take_version(options &into, const char *operand)
@@ -96,6 +106,7 @@ constexpr std::array option_table{
     option{"-q", true, take_number<&options::quiet>},
     option{"-o", true, take_number<&options::output_form>},
     option{"-V", true, take_version},
+    option{"-W", true, take_wait},
     option{"-L", false, take_peer},
     option{"--help", false, take_help},
 };

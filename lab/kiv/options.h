@@ -22,6 +22,7 @@ struct options {
     int execution = 0;
     int quiet = 0;
     int output_form = 0;
+    int wait_seconds = 10; // for each answer of a module
     bool peer = false;
     std::string peer_version;
     bool boot = false; // started as kivboot

@@ -20,7 +20,7 @@ std::string shown_word(std::string_view text)
     return "\"" + printable(text.substr(0, length)) + "...\"";
 }
 
-// The keyword of a node. A token that is not one word cannot be typed, nor stored in a line.
+// Empty where the node is no keyword.
 std::string_view keyword_of(const tree_view &tree, node_index node)
 {
     if (tree.is_argument(node) || !is_plain_word(tree.token(node)))
@@ -73,13 +73,13 @@ public:
     // The child that the word is, taken from `line`; or why it is none.
     std::variant<matched_word, line_error> match(word_reader &line)
     {
-        if (has_bare_word())
-            find_keyword();
-        if (keyword_)
-            return take_keyword(line);
-        if (candidates_.size() > 1)
-            return line_error{start_, "ambiguous word " + shown_word(word_.text) +
-                                          "; candidates: " + joined(candidates_)};
+        if (!lexical_error_ && !word_.quoted) {
+            const std::vector<keyword> candidates = keywords_with(tree_, parent_, word_.text);
+            if (const keyword *meant = find_meant(candidates))
+                return take_keyword(*meant, line);
+            if (!candidates.empty())
+                return ambiguous(candidates);
+        }
         for (size_t i = 0; i < tree_.child_count(parent_); ++i) {
             const node_index child = tree_.child(parent_, i);
             if (auto argument = match_argument(child, line))
@@ -89,40 +89,31 @@ public:
     }
 
 private:
-    bool has_bare_word() const { return !lexical_error_ && !word_.quoted; }
-
-    template <class Visit>
-    void each_keyword(Visit visit) const
+    // The word itself, or the only one that it begins.
+    const keyword *find_meant(const std::vector<keyword> &candidates) const
     {
-        for (size_t i = 0; i < tree_.child_count(parent_); ++i) {
-            const node_index child = tree_.child(parent_, i);
-            if (const std::string_view keyword = keyword_of(tree_, child); !keyword.empty())
-                visit(child, keyword);
-        }
+        const auto exact =
+            std::find_if(candidates.begin(), candidates.end(),
+                         [&](const keyword &row) { return row.token == word_.text; });
+        if (exact != candidates.end())
+            return &*exact;
+        return candidates.size() == 1 ? &candidates.front() : nullptr;
     }
 
-    // The same word may be there twice, through a link; the first counts.
-    void find_keyword()
+    line_error ambiguous(const std::vector<keyword> &candidates) const
     {
-        bool exact = false;
-        each_keyword([&](node_index child, std::string_view keyword) {
-            if (exact || !keyword.starts_with(word_.text))
-                return;
-            exact = keyword == word_.text;
-            if (exact || !keyword_)
-                keyword_ = child;
-            if (std::find(candidates_.begin(), candidates_.end(), keyword) == candidates_.end())
-                candidates_.emplace_back(keyword);
-        });
-        if (!exact && candidates_.size() > 1)
-            keyword_.reset();
+        std::vector<std::string> tokens;
+        for (const keyword &row : candidates)
+            tokens.emplace_back(row.token);
+        return {start_, "ambiguous word " + shown_word(word_.text) +
+                            "; candidates: " + joined(std::move(tokens))};
     }
 
-    matched_word take_keyword(word_reader &line) const
+    static matched_word take_keyword(const keyword &meant, word_reader &line)
     {
         line.skip_word();
-        const std::string token(keyword_of(tree_, *keyword_));
-        return {*keyword_, true, token, token};
+        const std::string token(meant.token);
+        return {meant.node, true, token, token};
     }
 
     std::optional<matched_word> match_argument(node_index child, word_reader &line)
@@ -130,7 +121,7 @@ private:
         for (const kiv_parameter &parameter : tree_.parameters(child)) {
             if (takes_rest_of_line(parameter)) {
                 const std::string rest(line.take_rest());
-                return matched_word{child, false, rest, rest};
+                return matched_word{child, false, rest, rest, true};
             }
             const fit found =
                 lexical_error_ ? fit::wrong_form : check_argument(parameter, word_.text);
@@ -149,10 +140,7 @@ private:
     // Quoted where it could be taken for something else.
     std::string argument_text(const std::string &value) const
     {
-        bool begins_keyword = false;
-        each_keyword([&](node_index, std::string_view keyword) {
-            begins_keyword = begins_keyword || keyword.starts_with(value);
-        });
+        const bool begins_keyword = !keywords_with(tree_, parent_, value).empty();
         return begins_keyword || !is_plain_word(value) ? quoted_word(value) : value;
     }
 
@@ -172,12 +160,26 @@ private:
     size_t start_;
     word word_;
     std::optional<line_error> lexical_error_;
-    std::optional<node_index> keyword_;
-    std::vector<std::string> candidates_;
     std::vector<std::string> out_of_bounds_;
 };
 
-// Whether no word can follow the node's.
+} // namespace
+
+std::vector<keyword> keywords_with(const tree_view &tree, node_index parent, std::string_view text)
+{
+    std::vector<keyword> found;
+    for (size_t i = 0; i < tree.child_count(parent); ++i) {
+        const node_index child = tree.child(parent, i);
+        if (!tree.token(child).starts_with(text))
+            continue;
+        const std::string_view token = keyword_of(tree, child);
+        if (!token.empty() && std::none_of(found.begin(), found.end(),
+                                           [&](const keyword &row) { return row.token == token; }))
+            found.push_back({child, token});
+    }
+    return found;
+}
+
 bool is_last(const tree_view &tree, node_index node)
 {
     return tree.ends_command(node) && (tree.child_count(node) == 0 || tree.enters_mode(node));
@@ -194,9 +196,6 @@ std::optional<line_error> match_words(const tree_view &tree, word_reader &line, 
         into.words.push_back(std::get<matched_word>(std::move(matched)));
         into.node = into.words.back().node;
     }
-    if (into.words.empty() || !tree.ends_command(into.node))
-        return line_error{line.position(),
-                          "incomplete command; expected: " + expectations(tree, into.node)};
     return {};
 }
 
@@ -219,8 +218,6 @@ std::optional<line_error> match_redirection(word_reader &line, command &into)
     return {};
 }
 
-} // namespace
-
 std::string canonical_line(const command &parsed)
 {
     std::string line;
@@ -238,6 +235,9 @@ parse_result parse_command(const tree_view &tree, node_index mode, std::string_v
     parsed.node = mode;
     if (auto error = match_words(tree, reader, parsed))
         return std::move(*error);
+    if (parsed.words.empty() || !tree.ends_command(parsed.node))
+        return line_error{reader.position(),
+                          "incomplete command; expected: " + expectations(tree, parsed.node)};
     if (auto error = match_redirection(reader, parsed))
         return std::move(*error);
     return parsed;

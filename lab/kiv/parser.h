@@ -18,6 +18,7 @@ struct matched_word {
     bool is_keyword;
     std::string value;     // the keyword in full; the argument in its one spelling
     std::string canonical; // the value as it stands in a line
+    bool is_rest_of_line = false;
 };
 
 struct command {
@@ -29,6 +30,28 @@ struct command {
 // The words in their canonical form, one blank between them, without the redirection. Parses as
 // the same command again.
 std::string canonical_line(const command &parsed);
+
+// The rules of matching, for those who look at a line before it is complete.
+
+struct keyword {
+    node_index node;
+    std::string_view token; // as long as the tree
+};
+
+// The keywords below a node that begin with the text, as the tree has them, each once: the same
+// word may be there twice, through a link, and the first counts. A token that is not one word
+// cannot be typed, nor stored in a line, and is none.
+std::vector<keyword> keywords_with(const tree_view &tree, node_index parent, std::string_view text);
+
+// Whether no word can follow the node's in a command.
+bool is_last(const tree_view &tree, node_index node);
+
+// Takes the words from `line` that lead on from the node of `into`, up to the end or to the
+// redirection. A command need not end with them.
+std::optional<line_error> match_words(const tree_view &tree, word_reader &line, command &into);
+
+// Takes the redirection, if there is one, and what follows.
+std::optional<line_error> match_redirection(word_reader &line, command &into);
 
 using parse_result = std::variant<command, line_error>;
 

@@ -93,7 +93,7 @@ decision rights::of_role(const std::string &name, const command &parsed, bool co
 
 decision rights::may_run(const command &parsed, bool configures) const
 {
-    const handler *found = find_handler(tree_.function(parsed.node));
+    const handler *found = find_handler(tree_, parsed.node);
     if (found != nullptr && found->after != mode_change::none)
         return {true, "", 0, "everybody may leave a mode"};
     decision last{false, "", 0, "the user has no role"};

@@ -37,13 +37,34 @@ std::string pointed_out(std::string_view line, size_t position)
     return shown + "\n" + caret + "^\n";
 }
 
+// A comment line in the place of the part.
+std::string missing_part(const configuration_part &part)
+{
+    std::string_view why = *part.missing;
+    why = why.substr(0, why.find('\n'));
+    return "! MISSING: " + part.generator + " of module " + printable(part.module) + ": " +
+           printable(why) + "\n";
+}
+
+// What "do" is said of; empty for another line.
+std::string_view behind_do(std::string_view line)
+{
+    word_reader words(line);
+    word first;
+    if (words.at_end() || words.peek(first) || first.quoted || first.text != "do")
+        return {};
+    words.skip_word();
+    return words.take_rest();
+}
+
 } // namespace
 
-session::session(const options &chosen, const tree_view &tree, const configuration_store &store,
+session::session(const options &chosen, const tree_view &tree, configuration_store &store,
                  streams where)
-    : chosen_(chosen), tree_(tree), store_(store), where_(where),
+    : chosen_(chosen), tree_(tree), where_(where),
       configuration_mode_(tree.mode_of_function(configure_function)),
-      modes_(std::vector<mode>{{root_node, {}}})
+      modes_(std::vector<mode>{{root_node}}), kept_(tree, store, configuration_mode_),
+      modules_(chosen.wait_seconds)
 {
 }
 
@@ -60,6 +81,7 @@ void session::refresh_tree()
     if (newest_ == nullptr || modes_.size() > 1 || !newest_->refresh())
         return;
     configuration_mode_ = tree_.mode_of_function(configure_function);
+    kept_.take_mode(configuration_mode_);
     if (limits_ != nullptr)
         limits_->take(tree_);
 }
@@ -68,8 +90,21 @@ failure session::stay_in_configuration_mode()
 {
     if (!configuration_mode_)
         return "the command tree has no configuration mode";
-    modes_ = mode_stack(std::vector<mode>{{root_node, {}}, {*configuration_mode_, {}}});
+    modes_ = mode_stack(std::vector<mode>{{root_node}, {*configuration_mode_}});
     return {};
+}
+
+bool session::is_configuring() const
+{
+    return modes_.size() > configuration_position;
+}
+
+line_outcome session::conclude(std::string_view location, const failure &failed) const
+{
+    if (!failed)
+        return line_outcome::done;
+    report(location, *failed);
+    return line_outcome::failed;
 }
 
 line_outcome session::run_line(std::string_view line, std::string_view location)
@@ -78,21 +113,38 @@ line_outcome session::run_line(std::string_view line, std::string_view location)
         return line_outcome::done;
     refresh_tree();
     const parse_result parsed = parse_command(tree_, modes_.current(), line);
+    if (const auto *found = std::get_if<command>(&parsed))
+        return conclude(location, execute(*found));
+    if (const auto outside = run_outside(line, location))
+        return *outside;
+    report(location, line, std::get<line_error>(parsed));
+    return line_outcome::not_understood;
+}
+
+// A line that begins with "do"; nothing for another one, or in the outermost mode.
+std::optional<line_outcome> session::run_outside(std::string_view line, std::string_view location)
+{
+    const std::string_view rest = modes_.size() > 1 ? behind_do(line) : std::string_view();
+    if (rest.empty())
+        return {};
+    const parse_result parsed = parse_command(tree_, root_node, rest);
     if (const auto *error = std::get_if<line_error>(&parsed)) {
-        report(location, line, *error);
+        report(location, line, {error->position + line.size() - rest.size(), error->text});
         return line_outcome::not_understood;
     }
-    const failure failed = execute(std::get<command>(parsed));
-    if (!failed)
-        return line_outcome::done;
-    report(location, *failed);
-    return line_outcome::failed;
+    const auto &found = std::get<command>(parsed);
+    const handler *by = nullptr;
+    output out(where_.output);
+    failure failed = prepare(found, false, by, out);
+    if (!failed && (tree_.enters_mode(found.node) || by->after != mode_change::none))
+        failed = "a command that changes the mode cannot be run with \"do\"";
+    return conclude(location, failed ? failed : run(*by, found, false, out));
 }
 
 failure session::find(const command &parsed, bool configures, const handler *&found) const
 {
     const std::string_view function = tree_.function(parsed.node);
-    found = find_handler(function);
+    found = find_handler(tree_, parsed.node);
     if (found == nullptr)
         return "no handler for " + printable(function) + " in this shell";
     if (function.empty() && !tree_.enters_mode(parsed.node))
@@ -110,89 +162,124 @@ failure session::lock_for(const command &parsed)
     return daemon_ != nullptr && enters ? daemon_->lock() : failure();
 }
 
-failure session::run(const handler &found, const command &parsed, output &out)
+failure session::give_up_lock()
 {
-    if (auto failed = found.run == nullptr ? failure() : found.run({*this, parsed, out}))
+    if (is_configuring())
+        return {};
+    if (daemon_ != nullptr)
+        daemon_->unlock();
+    return kept_.settle();
+}
+
+failure session::prepare(const command &parsed, bool configures, const handler *&found, output &out)
+{
+    if (auto failed = find(parsed, configures, found))
         return failed;
-    if (found.shows && shows_xml_)
+    return parsed.output_file ? out.open(*parsed.output_file) : failure();
+}
+
+failure session::run(const handler &found, const command &parsed, bool configures, output &out)
+{
+    const failure failed =
+        found.run == nullptr ? failure() : found.run({*this, parsed, out, configures});
+    if (failed && (parsed.output_file || !out.is_shown_in_any_case()))
+        return failed;
+    const failure unfinished = finish(parsed, out);
+    return failed ? failed : unfinished;
+}
+
+failure session::finish(const command &parsed, output &out)
+{
+    const bool shows = is_show_function(tree_.function(parsed.node));
+    if (shows && shows_xml_)
         out.text() = xml_show(canonical_line(parsed), out.text());
+    if (shows && pager_ && !parsed.output_file)
+        return pager_(out.text());
     return out.finish();
 }
 
 failure session::execute(const command &parsed)
 {
     const handler *found = nullptr;
-    if (auto failed = find(parsed, modes_.size() > configuration_position, found))
-        return failed;
     output out(where_.output);
-    if (parsed.output_file) {
-        if (auto failed = out.open(*parsed.output_file))
-            return failed;
-    }
+    if (auto failed = prepare(parsed, is_configuring(), found, out))
+        return failed;
     if (auto failed = lock_for(parsed))
         return failed;
-    failure failed = run(*found, parsed, out);
+    failure failed = run(*found, parsed, is_configuring(), out);
     if (!failed) {
         ended_ = found->after == mode_change::leave && modes_.size() == 1;
         failed = modes_.advance(tree_, parsed, found->after);
     }
-    if (daemon_ != nullptr && modes_.size() <= configuration_position)
-        daemon_->unlock();
-    return failed;
+    const failure unsettled = give_up_lock();
+    return failed ? failed : unsettled;
 }
 
-failure session::load(configuration &into, std::string_view text) const
+// A module refuses a change to whoever has lost the lock, as all have where the daemon was started
+// again; then nothing has been done, and it may be had once more.
+failure session::run_in_module(const command &parsed, bool configures, std::string &output)
 {
-    auto failed = into.load(text);
-    if (failed)
-        *failed = store_.file_name() + ": " + *failed;
-    return failed;
+    const auto within = [&] {
+        return configures ? modes_.arguments() : std::vector<kiv::module::argument>();
+    };
+    failure failed = modules_.run(tree_, parsed, within(), configures, output);
+    if (!failed || !modules_.needs_lock() || !configures || daemon_ == nullptr)
+        return failed;
+    if (auto refused = daemon_->lock())
+        return refused;
+    output.clear();
+    return modules_.run(tree_, parsed, within(), configures, output);
 }
 
 failure session::in_one_change(const std::function<failure()> &work)
 {
     if (auto failed = daemon_ == nullptr ? failure() : daemon_->lock())
         return failed;
-    return store_.update([&](std::string &text) -> failure {
-        configuration running(tree_, configuration_mode_.value_or(root_node));
-        if (auto failed = load(running, text))
-            return failed;
-        open_change_ = &running;
-        failure failed = work();
-        open_change_ = nullptr;
-        text = running.text();
-        return failed;
-    });
+    return kept_.in_one_change(work);
 }
 
 failure session::change_configuration(const change &work)
 {
-    if (!configuration_mode_ || modes_.size() <= configuration_position ||
+    if (!configuration_mode_ || !is_configuring() ||
         modes_.at(configuration_position) != *configuration_mode_)
         return "settings are made in configuration mode";
-    if (open_change_ == nullptr) {
-        return in_one_change([&] { return change_configuration(work); });
-    }
-    work(*open_change_, modes_.path_from(configuration_position));
-    return {};
+    // In a change of many settings, the lock was made sure of at its beginning.
+    const bool is_sure = daemon_ == nullptr || kept_.is_changing();
+    if (auto failed = is_sure ? failure() : daemon_->lock())
+        return failed;
+    return kept_.update([&](configuration &settings) {
+        work(settings, modes_.path_from(configuration_position));
+        return failure();
+    });
 }
 
-failure session::read_configuration(std::string &text) const
+failure session::read_configuration(std::string &text, bool &is_partial) const
 {
-    std::string stored;
-    if (auto failed = store_.read(stored))
+    configuration running = kept_.empty();
+    if (auto failed = kept_.read(running))
         return failed;
-    configuration running(tree_, configuration_mode_.value_or(root_node));
-    if (auto failed = load(running, stored))
-        return failed;
-    text = running.text_to_apply();
-    return {};
+    std::vector<configuration_part> parts = configuration_parts(tree_);
+    fetch_parts(parts, chosen_.wait_seconds);
+    std::string missing;
+    std::vector<configuration::foreign_text> texts;
+    for (configuration_part &part : parts) {
+        if (part.missing) {
+            part.text = missing_part(part);
+            missing += part.text;
+        }
+        texts.push_back({part.priority, part.text});
+    }
+    text = running.text_to_apply(texts);
+    is_partial = !missing.empty();
+    return is_partial ? failure("% the running configuration is incomplete:\n" + missing)
+                      : failure();
 }
 
 void session::report(std::string_view location, std::string_view text) const
 {
+    const bool stands = text.ends_with('\n');
     std::string message(location);
-    message.append("% ").append(text).append("\n");
+    message.append(stands ? "" : "% ").append(text).append(stands ? "" : "\n");
     where_.error.write(message);
 }
 

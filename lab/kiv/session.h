@@ -11,7 +11,9 @@
 #include "failure.h"
 #include "files.h"
 #include "followed_tree.h"
+#include "kept_configuration.h"
 #include "modes.h"
+#include "module_link.h"
 #include "options.h"
 #include "parser.h"
 #include "store.h"
@@ -40,7 +42,7 @@ enum class line_outcome {
 class session {
 public:
     // Everything referred to outlives the session.
-    session(const options &chosen, const tree_view &tree, const configuration_store &store,
+    session(const options &chosen, const tree_view &tree, configuration_store &store,
             streams where);
 
     const options &chosen() const { return chosen_; }
@@ -56,16 +58,24 @@ public:
     failure stay_in_configuration_mode();
 
     // Runs a line in the current mode and reports what is wrong with it, after `location`. A blank
-    // line is done.
+    // line is done. "do LINE" runs the line in the outermost mode, unless the current one has such
+    // a keyword.
     line_outcome run_line(std::string_view line, std::string_view location = {});
 
-    // The handler that the shell has for the command, which is one of configuration mode or not;
-    // fails where there is none, or the user may not run it, as execute() does.
+    // The handler of the command, which is one of configuration mode or not; fails where there is
+    // none, or the user may not run it, as execute() does.
     failure find(const command &parsed, bool configures, const handler *&found) const;
     failure execute(const command &parsed);
 
+    // What a handler of a module's command does.
+    failure run_in_module(const command &parsed, bool configures, std::string &output);
+
     // Whether show commands print XML from now on; at first they do not.
     void show_as_xml(bool wanted) { shows_xml_ = wanted; }
+
+    // Where show commands print from now on, unless their output goes into a file.
+    using pager = std::function<failure(std::string_view text)>;
+    void page_with(pager wanted) { pager_ = std::move(wanted); }
 
     // Set by a command that leaves the outermost mode.
     bool ended() const { return ended_; }
@@ -77,9 +87,11 @@ public:
     // Everything that `work` changes goes into the store at once, or nothing if it fails.
     failure in_one_change(const std::function<failure()> &work);
 
-    // The running configuration as it is applied again.
-    failure read_configuration(std::string &text) const;
+    // The running configuration of shell and modules, as it is applied again. Where parts of it
+    // could not be had, the text is partial, and says where.
+    failure read_configuration(std::string &text, bool &is_partial) const;
 
+    // A text that ends with a newline is shown as it stands.
     void report(std::string_view location, std::string_view text) const;
     void report(std::string_view location, std::string_view line, const line_error &error) const;
 
@@ -87,22 +99,28 @@ public:
     void inform(std::string_view text) const;
 
 private:
-    failure load(configuration &into, std::string_view text) const;
-    failure run(const handler &found, const command &parsed, output &out);
+    bool is_configuring() const;
+    line_outcome conclude(std::string_view location, const failure &failed) const;
+    std::optional<line_outcome> run_outside(std::string_view line, std::string_view location);
+    failure prepare(const command &parsed, bool configures, const handler *&found, output &out);
+    failure run(const handler &found, const command &parsed, bool configures, output &out);
+    failure finish(const command &parsed, output &out);
     void refresh_tree();
     failure lock_for(const command &parsed);
+    failure give_up_lock();
 
     const options &chosen_;
     const tree_view &tree_;
-    const configuration_store &store_;
     streams where_;
     // The mode whose commands make up the running configuration, if the tree has one.
     std::optional<node_index> configuration_mode_;
     mode_stack modes_;
-    configuration *open_change_ = nullptr;
+    kept_configuration kept_;
+    module_link modules_;
     daemon_link *daemon_ = nullptr;
     followed_tree *newest_ = nullptr;
     rights *limits_ = nullptr;
+    pager pager_;
     bool ended_ = false;
     bool shows_xml_ = false;
 };

@@ -4,7 +4,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include "files.h"
 
@@ -15,47 +15,81 @@ namespace {
 constexpr mode_t directory_mode = 0755;
 constexpr mode_t file_mode = 0644;
 
-failure take_lock(const std::string &name, unique_fd &lock)
+} // namespace
+
+bool configuration_store::state::operator==(const state &other) const
 {
-    lock = unique_fd(open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, file_mode));
-    if (!lock)
+    return device == other.device && inode == other.inode && size == other.size &&
+           changed.tv_sec == other.changed.tv_sec && changed.tv_nsec == other.changed.tv_nsec;
+}
+
+failure configuration_store::read(std::string &text, bool &is_whole) const
+{
+    if (auto failed = read_file_if_there(file_name(), text))
+        return failed;
+    const size_t lines = text.rfind('\n') + 1;
+    is_whole = lines == text.size();
+    // Zeros are no beginning of a line, but damage.
+    if (text.find('\0', lines) == std::string::npos)
+        text.resize(lines);
+    return {};
+}
+
+failure configuration_store::lock()
+{
+    if (mkdir(directory_.c_str(), directory_mode) != 0 && errno != EEXIST)
+        return system_failure(directory_, errno);
+    const std::string name = directory_ + "/.lock";
+    if (!lock_)
+        lock_ = unique_fd(open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, file_mode));
+    if (!lock_)
         return system_failure(name, errno);
-    while (flock(lock.get(), LOCK_EX) != 0) {
+    while (flock(lock_.get(), LOCK_EX) != 0) {
         if (errno != EINTR)
             return system_failure(name, errno);
     }
     return {};
 }
 
-} // namespace
-
-failure configuration_store::read(std::string &text) const
+void configuration_store::unlock()
 {
-    return read_file_if_there(file_name(), text);
+    flock(lock_.get(), LOCK_UN);
 }
 
-failure configuration_store::update(const std::function<failure(std::string &text)> &change) const
+configuration_store::state configuration_store::now() const
 {
-    if (mkdir(directory_.c_str(), directory_mode) != 0 && errno != EEXIST)
-        return system_failure(directory_, errno);
-    unique_fd lock;
-    if (auto failed = take_lock(directory_ + "/.lock", lock))
-        return failed;
-    std::string text;
-    if (auto failed = read(text))
-        return failed;
-    std::string changed = text;
-    if (auto failed = change(changed))
-        return failed;
-    return changed == text ? failure() : write(changed);
+    struct stat status {};
+    if (stat(file_name().c_str(), &status) != 0)
+        return {};
+    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim};
 }
 
-failure configuration_store::write(const std::string &text) const
+failure configuration_store::append(std::string_view text)
+{
+    unique_fd file(open(file_name().c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+    struct stat before {};
+    if (!file || fstat(file.get(), &before) != 0)
+        return system_failure(file_name(), errno);
+    const int error = write_all(file.get(), text);
+    if (error != 0 && ftruncate(file.get(), before.st_size) != 0)
+        return system_failure(file_name(), errno);
+    return error == 0 ? failure() : system_failure(file_name(), error);
+}
+
+failure configuration_store::replace(const std::string &text)
 {
     // The lock keeps others away from the name.
     const int error =
         kiv::support::replace_file(file_name(), text, directory_ + "/running.cfg.new");
     return error == 0 ? failure() : system_failure(file_name(), error);
+}
+
+failure configuration_store::settle() const
+{
+    const unique_fd file(open(file_name().c_str(), O_RDONLY | O_CLOEXEC));
+    if (file && fdatasync(file.get()) == 0)
+        return {};
+    return errno == ENOENT ? failure() : system_failure(file_name(), errno);
 }
 
 } // namespace kiv_shell

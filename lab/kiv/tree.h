@@ -32,6 +32,8 @@ public:
 
     const kiv_array_tree_node &node(node_index index) const { return nodes_[index]; }
 
+    size_t size() const { return count_; }
+
     // Links are children like the others: a line comes through them word by word.
     size_t child_count(node_index index) const
     {

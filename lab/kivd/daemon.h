@@ -82,6 +82,7 @@ private:
     std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
     std::string text_; // of the last answer that is text
     uint32_t word_ = 0;
+    sender_answer sender_{};
     std::vector<std::string> left_out_;
 };
 

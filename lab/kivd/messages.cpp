@@ -230,6 +230,16 @@ struct handlers {
             me.text_.append("and ").append(std::to_string(more)).append(" more\n");
         return {message.opcode, 0, std::as_bytes(std::span(me.text_.c_str(), me.text_.size() + 1))};
     }
+
+    static reply sender(self me, asked message)
+    {
+        const auto wanted = record_of<sender_question>(message);
+        me.ended();
+        me.sender_ = {me.permissions_.is_administrator(wanted.user),
+                      me.lock_ && me.lock_->owner.pid == wanted.pid,
+                      me.permissions_.vsans(me.tables_, wanted.user)};
+        return {message.opcode, 0, bytes_of(me.sender_)};
+    }
 };
 
 namespace {
@@ -283,6 +293,8 @@ constexpr std::array message_table{
             handlers::change<settings_message, handlers::take_number<&kiv_cfg_info::max_sessions>>},
     message{message_status, "status", 0, at_daemon, nullptr, handlers::status},
     message{message_merge_report, "merge report", 0, at_daemon, nullptr, handlers::merge_report},
+    message{message_sender, "question about a sender", sizeof(sender_question), at_daemon, nullptr,
+            handlers::sender},
 };
 
 static_assert(std::ranges::is_sorted(message_table, {}, &message::opcode));

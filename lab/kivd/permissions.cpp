@@ -37,13 +37,42 @@ kiv::roles::decision permissions::may_change(const tables &all, const ovra_peer 
 {
     if (is_administrator(sender))
         return {true, std::string(kiv::roles::administrator_role), 0, "administrator"};
-    std::vector<std::string> names =
-        kiv::roles::roles_in(read_users(users_file_), kiv::roles::user_name(sender.uid));
-    if (names.empty())
-        names.emplace_back(kiv::roles::default_role);
-    return kiv::roles::decide(names,
+    return kiv::roles::decide(roles_of(sender.uid),
                               std::span(all.roles).first(static_cast<size_t>(all.role_count)),
                               {KIVD_COMMAND_CONFIG, feature, feature.empty()});
+}
+
+bmask4096 permissions::vsans(const tables &all, uid_t user) const
+{
+    bmask4096 permitted = KIV_BMP_INIT(4096);
+    const auto permit = [&](const auto &bytes_of_role) {
+        for (size_t i = 0; i < std::size(permitted.bytes); ++i)
+            permitted.bytes[i] = static_cast<uint8_t>(permitted.bytes[i] | bytes_of_role(i));
+    };
+    const auto every = [](size_t) { return uint8_t{0xFF}; };
+    if (is_administrator(user)) {
+        permit(every);
+        return permitted;
+    }
+    for (const std::string &name : roles_of(user)) {
+        const int32_t configured = find_role(all, name);
+        if (kivd_static_perm_group_locate_entry_by_name(
+                kivd_static_perm_group_table, kivd_static_perm_group_table_size, name.c_str()) >= 0)
+            permit(every);
+        else if (configured >= 0)
+            permit(
+                [&](size_t i) { return all.role_vsans[static_cast<size_t>(configured)].bytes[i]; });
+    }
+    return permitted;
+}
+
+std::vector<std::string> permissions::roles_of(uid_t user) const
+{
+    std::vector<std::string> names =
+        kiv::roles::roles_in(read_users(users_file_), kiv::roles::user_name(user));
+    if (names.empty())
+        names.emplace_back(kiv::roles::default_role);
+    return names;
 }
 
 } // namespace kivd

@@ -18,17 +18,20 @@ public:
 
     uid_t administrator() const { return administrator_; }
 
-    bool is_administrator(const ovra_peer &sender) const
-    {
-        return sender.uid == 0 || sender.uid == administrator_;
-    }
+    bool is_administrator(uid_t user) const { return user == 0 || user == administrator_; }
+    bool is_administrator(const ovra_peer &sender) const { return is_administrator(sender.uid); }
 
     // Whether the sender of a message may change the configuration of this feature; without one,
     // that of any feature.
     kiv::roles::decision may_change(const tables &all, const ovra_peer &sender,
                                     std::string_view feature) const;
 
+    // Those that one of the user's roles permits. The predefined roles permit all.
+    bmask4096 vsans(const tables &all, uid_t user) const;
+
 private:
+    std::vector<std::string> roles_of(uid_t user) const;
+
     uid_t administrator_;
     std::string users_file_;
 };

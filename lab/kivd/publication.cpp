@@ -22,7 +22,7 @@ namespace kivd {
 
 namespace {
 
-constexpr const char *own_tree = "main_tree.par";
+constexpr const char *own_tree = "kiv.par";
 constexpr const char *unfinished_file = "merging.par.new";
 constexpr size_t longest_tree = size_t{KIV_TREE_MAX_NODES} * sizeof(kiv_array_tree_node);
 // Of all contributed trees, most of which are shared nodes where they are more than one tree holds.

@@ -1,14 +1,17 @@
-// What the daemon says of itself: two messages of its own, beside those of the switch.
+// Messages of the daemon's own, beside those of the switch.
 #ifndef LAB_KIVD_STATUS_H
 #define LAB_KIVD_STATUS_H
 
 #include <cstdint>
 
+#include <kiv/bmp_template.h>
+
 namespace kivd {
 
 enum own_message : uint32_t {
-    message_status = 8000,      // answered by a daemon_status
-    message_merge_report = 8001 // answered by lines of text: the trees that were left out
+    message_status = 8000,       // answered by a daemon_status
+    message_merge_report = 8001, // answered by lines of text: the trees that were left out
+    message_sender = 8002        // a sender_question, answered by a sender_answer
 };
 
 struct daemon_status {
@@ -26,6 +29,18 @@ struct daemon_status {
     int32_t lock_pid;
     uint32_t administrator; // the user who may change everything, as root may
     uint32_t reserved;
+};
+
+// What a process must know of one that has sent it a message, as the kernel tells who that is.
+struct sender_question {
+    uint32_t user;
+    int32_t pid;
+};
+
+struct sender_answer {
+    uint32_t is_administrator; // root too
+    uint32_t holds_lock;       // the process, of the configuration
+    bmask4096 vsans;           // on which the user may act
 };
 
 } // namespace kivd

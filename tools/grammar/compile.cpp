@@ -37,6 +37,7 @@ private:
     void add_property(const statement &what, word_list &words, size_t line);
     void open_root(const statement &what, word_list &words, size_t line);
     void set_default_module(const statement &what, word_list &words);
+    void set_default_message_type(const statement &what, word_list &words);
     void check_depth(const source_line &line);
     void doubt_open_nodes();
     bool is_hopeless() const { return tree_.overfull() || errors_.some_hidden(); }
@@ -48,6 +49,7 @@ private:
     // Lines with at least this indentation belong to one that was not understood.
     size_t skipped_from_ = no_skip;
     std::string default_module_;
+    uint16_t default_message_type_ = 0;
     bool root_opened_ = false;
     draft tree_;
     diagnostics errors_;
@@ -117,6 +119,8 @@ void compiler::add(const statement &what, word_list &words, const source_line &l
         return open_root(what, words, line.number);
     case effect::default_module:
         return set_default_module(what, words);
+    case effect::default_message_type:
+        return set_default_message_type(what, words);
     case effect::property:
         return add_property(what, words, line.number);
     }
@@ -128,6 +132,7 @@ void compiler::add_node(const statement &what, place below, word_list &words,
     check_depth(line);
     const uint32_t node = tree_.add_node(open_.back().node, line.number);
     open(below, node, what);
+    tree_.set_default_message_type(node, default_message_type_);
     kiv_array_tree_node &record = tree_.record(node);
     store_text(record.module_id, default_module_, "ID");
     apply(what, words, record);
@@ -161,6 +166,7 @@ void compiler::open_root(const statement &what, word_list &words, size_t line)
         refuse("expected \"root\" once, found it again");
     root_opened_ = true;
     tree_.set_root_line(line);
+    tree_.set_default_message_type(root_node, default_message_type_);
     store_text(tree_.record(root_node).module_id, default_module_, "ID");
 }
 
@@ -170,6 +176,14 @@ void compiler::set_default_module(const statement &what, word_list &words)
     kiv_array_tree_node operands{};
     apply(what, words, operands);
     default_module_ = operands.module_id;
+}
+
+void compiler::set_default_message_type(const statement &what, word_list &words)
+{
+    open(nowhere, root_node, what);
+    kiv_array_tree_node operands{};
+    apply(what, words, operands);
+    default_message_type_ = operands.cmi_msg_type;
 }
 
 // A link too: whoever follows it stands one level deeper.

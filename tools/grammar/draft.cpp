@@ -78,12 +78,21 @@ result draft::finish(diagnostics errors)
     for (uint32_t i = 0; i < nodes_.size(); ++i) {
         check_end(i, errors);
         attach_children(i, errors);
+        complete_message_type(i);
     }
     if (errors.empty())
         check_soundness(errors);
     if (!errors.empty())
         return {{}, errors.take()};
     return {std::move(records_), {}};
+}
+
+void draft::complete_message_type(uint32_t which)
+{
+    kiv_array_tree_node &record = records_[which];
+    const bool is_served = record.func_id[0] != '\0' || record.subtree_config_generator[0] != '\0';
+    if (is_served && find_property(which, message_type_field) == nullptr)
+        record.cmi_msg_type = nodes_[which].default_message_type;
 }
 
 void draft::collect_names(diagnostics &errors)

@@ -34,6 +34,12 @@ public:
 
     void set_root_line(size_t line) { nodes_[root_node].line = line; }
 
+    // What the node gets if it has a function or a generator and names no message type of its own.
+    void set_default_message_type(uint32_t node, uint16_t type)
+    {
+        nodes_[node].default_message_type = type;
+    }
+
     // There are errors in the lines of the node. What may follow from them is not reported.
     void doubt(uint32_t node) { nodes_[node].doubtful = true; }
 
@@ -60,10 +66,12 @@ private:
         size_t line;
         std::vector<child> children;
         std::vector<property> properties;
+        uint16_t default_message_type = 0;
         bool doubtful = false;
     };
 
     void add_child(uint32_t owner, child added);
+    void complete_message_type(uint32_t which);
     void collect_names(diagnostics &errors);
     bool resolve(child &which, diagnostics &errors) const;
     void attach_children(uint32_t owner, diagnostics &errors);

@@ -22,7 +22,7 @@ enum place : uint8_t {
 };
 
 // What a statement makes.
-enum class effect { keyword, argument, link, root, default_module, property };
+enum class effect { keyword, argument, link, root, default_module, default_message_type, property };
 
 // Reads what belongs to one operand from the line into the record.
 struct operand {
@@ -30,9 +30,10 @@ struct operand {
     void (*read)(word_list &words, std::string_view name, kiv_array_tree_node &record);
 };
 
-// The fields that `name` and `submode` set.
+// The fields that some statements set.
 inline constexpr std::string_view node_name_field = "node name";
 inline constexpr std::string_view submode_field = "sub-mode";
+inline constexpr std::string_view message_type_field = "message type";
 
 struct statement {
     std::string_view word;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,9 +24,12 @@ struct tree_job {
     std::string_view options; // the codes of those that it takes
     std::string_view details;
     int (*run)(const tree_request &request);
-    bool takes_file = true;
+    int least_files = 1;
+    int most_files = 1;
     bool needs_output = false;
 };
+
+constexpr int any_number = std::numeric_limits<int>::max();
 
 constexpr std::array jobs{
     tree_job{
@@ -33,7 +37,7 @@ constexpr std::array jobs{
         "Errors of the grammar are reported as GRAMMAR:LINE: TEXT.\n"
         "\n"
         "  -o, --output FILE.par   the file to make; it is left alone where there are errors\n",
-        compile_tree, true, true},
+        compile_tree, 1, 1, true},
     tree_job{"check", "[--json] FILE.par", "tell whether a tree is sound, or what is wrong with it",
              "j",
              "Exit status 0 for a sound tree, 1 for one with a fault.\n"
@@ -64,15 +68,20 @@ constexpr std::array jobs{
         graph_tree},
     tree_job{"stats", "[--json] FILE.par", "count what is in a tree", "j",
              "  --json   one JSON object\n", measure_tree},
+    tree_job{"merge", "FILE.par... -o FILE.par", "make one tree of several, as the daemon does", "o",
+             "A tree that contradicts those before it is reported, and nothing is made.\n"
+             "\n"
+             "  -o, --output FILE.par   the file to make\n",
+             merge_trees, 1, any_number, true},
     tree_job{"publish", "[--directory DIR] FILE.par", "have shells use the tree from now on", "d",
              "Prints the name of the file that the tree is in.\n"
              "\n"
              "  -d, --directory DIR   where it goes; /ubex/etc/par without this\n",
              publish_tree},
     tree_job{"zip", "", "compress the default tree", "",
-             "The default tree is /ubex/etc/par/default/main_tree.par.\n", zip_tree, false},
+             "The default tree is /ubex/etc/par/default/main_tree.par.\n", zip_tree, 0, 0},
     tree_job{"unzip", "", "expand the default tree, unless that is done already", "",
-             "The default tree is /ubex/etc/par/default/main_tree.par.\n", unzip_tree, false},
+             "The default tree is /ubex/etc/par/default/main_tree.par.\n", unzip_tree, 0, 0},
 };
 
 constexpr std::array known_options{
@@ -175,10 +184,12 @@ int run_job(const tree_job &job, int argc, char **argv)
         if (!take_option(request, code))
             return refuse_usage(usage(job).c_str());
     }
-    if (argc - optind != (job.takes_file ? 1 : 0) ||
+    const int files = argc - optind;
+    if (files < job.least_files || files > job.most_files ||
         (job.needs_output && request.output == nullptr))
         return refuse_usage(usage(job).c_str());
     request.file = argv[optind];
+    request.files = {argv + optind, static_cast<size_t>(files)};
     return job.run(request);
 }
 

@@ -2,10 +2,13 @@
 #ifndef KIVCTL_TREE_JOBS_H
 #define KIVCTL_TREE_JOBS_H
 
+#include <span>
+
 namespace kivctl {
 
 struct tree_request {
     const char *file = nullptr; // "-": standard input
+    std::span<char *> files;    // all that are named, the one above first
     const char *output = nullptr;
     const char *directory = nullptr;
     bool json = false;
@@ -19,6 +22,7 @@ int dump_tree(const tree_request &request);
 int show_tree(const tree_request &request);
 int graph_tree(const tree_request &request);
 int measure_tree(const tree_request &request);
+int merge_trees(const tree_request &request);
 int publish_tree(const tree_request &request);
 int zip_tree(const tree_request &request);
 int unzip_tree(const tree_request &request);

@@ -1,0 +1,76 @@
+# What "cmake --install" puts where, and how other projects find it: as the CMake package "kiv", and
+# by pkg-config. What the switch has at fixed places is the component "switch", which is only
+# installed where it is asked for.
+
+include(CMakePackageConfigHelpers)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kiv)
+set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+set(data_dir ${CMAKE_INSTALL_DATADIR}/kiv)
+set(generated_dir ${PROJECT_BINARY_DIR}/package)
+
+# Libraries and headers.
+set(libraries kiv kivplatform)
+if(TARGET kiv_module)
+  list(APPEND libraries kiv_module)
+  set_target_properties(kiv_module PROPERTIES EXPORT_NAME module)
+endif()
+install(TARGETS ${libraries} EXPORT kivTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+foreach(source libkiv platform lab/module)
+  install(DIRECTORY ${source}/include/ TYPE INCLUDE)
+endforeach()
+
+install(EXPORT kivTargets NAMESPACE kiv:: DESTINATION ${package_dir})
+configure_package_config_file(cmake/kivConfig.cmake.in ${generated_dir}/kivConfig.cmake
+  INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${generated_dir}/kivConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${generated_dir}/kivConfig.cmake ${generated_dir}/kivConfigVersion.cmake
+  DESTINATION ${package_dir})
+
+# pkg-config finds the prefix from where the file is, so that an installed tree can be moved.
+file(RELATIVE_PATH KIV_PREFIX_FROM_PKGCONFIG /prefix/${pkgconfig_dir} /prefix)
+foreach(name kiv kivplatform kivmodule)
+  configure_file(cmake/${name}.pc.in ${generated_dir}/${name}.pc @ONLY)
+  install(FILES ${generated_dir}/${name}.pc DESTINATION ${pkgconfig_dir})
+endforeach()
+
+# Programs, and what they read.
+install(TARGETS kivctl kiv_shell RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+set(servers kivd)
+if(TARGET kiv_vsan_module)
+  list(APPEND servers kiv_vsan_module)
+endif()
+install(TARGETS ${servers} RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
+set(trees kiv.par main_tree.par vsan.par)
+list(TRANSFORM trees PREPEND ${PROJECT_BINARY_DIR}/share/)
+install(FILES ${trees} DESTINATION ${data_dir})
+install(DIRECTORY lab/grammar/ lab/vsan_module/
+  DESTINATION ${data_dir}/grammar FILES_MATCHING PATTERN "*.grammar")
+install(FILES tools/kivctl/completion.bash
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME kivctl)
+install(FILES README.md TYPE DOC)
+install(DIRECTORY docs/ TYPE DOC FILES_MATCHING PATTERN "*.md")
+
+# The units name programs below /usr, or whatever prefix they are installed below.
+foreach(unit kivd/kivd vsan_module/kiv-vsan)
+  cmake_path(GET unit FILENAME name)
+  install(CODE "
+    file(READ \"${PROJECT_SOURCE_DIR}/lab/${unit}.service\" text)
+    string(REPLACE \"=/usr/\" \"=\${CMAKE_INSTALL_PREFIX}/\" text \"\${text}\")
+    file(WRITE \"${generated_dir}/${name}.service\" \"\${text}\")")
+  install(FILES ${generated_dir}/${name}.service DESTINATION lib/systemd/system)
+endforeach()
+
+# The places that the library, the shell and the daemon have for each other.
+set(switch COMPONENT switch EXCLUDE_FROM_ALL)
+install(PROGRAMS lab/kivScript.sh DESTINATION /usr/sbin ${switch})
+install(FILES ${trees} DESTINATION /ubex/etc/par ${switch})
+foreach(place /usr/sbin/kiv.bin /lc/ubexboot/bin/kivboot)
+  cmake_path(GET place PARENT_PATH folder)
+  install(CODE "
+    file(RELATIVE_PATH shell ${folder} \${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/kiv)
+    file(MAKE_DIRECTORY \$ENV{DESTDIR}${folder})
+    file(CREATE_LINK \${shell} \$ENV{DESTDIR}${place} SYMBOLIC)" ${switch})
+endforeach()

@@ -1,0 +1,297 @@
+#include "line_input.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <clocale>
+#include <cstdio>
+#include <cwchar>
+#include <exception>
+
+#include <histedit.h>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "candidates.h"
+#include "terminal.h"
+
+namespace kiv_shell {
+
+namespace {
+
+constexpr int most_remembered = 500;
+
+// Control keys are read as characters, so that none of them stops or interrupts the shell while a
+// line is edited.
+constexpr const char *keys_as_characters = "-isig";
+
+struct binding {
+    const char *key;
+    const char *function;
+};
+
+constexpr binding bindings[] = {
+    {"^I", "kiv-complete"},
+    {"?", "kiv-help"},
+    {"^C", "kiv-drop"},
+    {"^R", "em-inc-search-prev"},
+    {"\\e[H", "ed-move-to-beg"},
+    {"\\e[F", "ed-move-to-end"},
+    {"\\e[1~", "ed-move-to-beg"},
+    {"\\e[4~", "ed-move-to-end"},
+    {"\\e[3~", "ed-delete-next-char"},
+    {"\\e[1;5C", "em-next-word"},
+    {"\\e[1;5D", "ed-prev-word"},
+};
+
+struct ended {
+    void operator()(EditLine *editor) const { el_end(editor); }
+    void operator()(History *history) const { history_end(history); }
+};
+
+class edited_input : public line_input {
+public:
+    explicit edited_input(session &shell)
+        : shell_(shell), history_(history_init()),
+          editor_(el_init("kiv", stdin, stdout, stderr))
+    {
+    }
+
+    // False where the terminal cannot be used.
+    bool set_up();
+
+    outcome next(const std::string &prompt, std::string &line) override;
+    const std::string &reason() const override { return reason_; }
+
+private:
+    using action = unsigned char (edited_input::*)();
+
+    static edited_input &of(EditLine *editor);
+    static char *give_prompt(EditLine *editor);
+    static int read_character(EditLine *editor, wchar_t *character);
+    template <action Action>
+    static unsigned char act(EditLine *editor, int key) noexcept;
+
+    void name_functions();
+    void bind_interrupt_key();
+    void remember(const std::string &line);
+    outcome ended_without_line();
+
+    unsigned char complete();
+    unsigned char help();
+    unsigned char drop();
+
+    int read_byte(char &into);
+    int read_wide(wchar_t &into);
+    void follow_terminal();
+    void draw_again();
+    std::string before_cursor() const;
+    bool is_at_blank() const;
+    candidates find() const;
+    std::string lines_below() const;
+    void show_below(const std::string &text);
+
+    session &shell_;
+    std::unique_ptr<History, ended> history_;
+    std::unique_ptr<EditLine, ended> editor_;
+    std::string prompt_;
+    std::string reason_;
+    int read_error_ = 0;
+    bool is_dropped_ = false;
+};
+
+edited_input &edited_input::of(EditLine *editor)
+{
+    void *data = nullptr;
+    el_get(editor, EL_CLIENTDATA, &data);
+    return *static_cast<edited_input *>(data);
+}
+
+char *edited_input::give_prompt(EditLine *editor)
+{
+    return of(editor).prompt_.data();
+}
+
+// No exception can pass through the editor.
+template <edited_input::action Action>
+unsigned char edited_input::act(EditLine *editor, int) noexcept
+try {
+    return (of(editor).*Action)();
+} catch (const std::exception &) {
+    return CC_ERROR;
+}
+
+bool edited_input::set_up()
+{
+    EditLine *editor = editor_.get();
+    HistEvent event;
+    if (!history_ || editor == nullptr ||
+        history(history_.get(), &event, H_SETSIZE, most_remembered) < 0 ||
+        history(history_.get(), &event, H_SETUNIQUE, 1) < 0)
+        return false;
+    el_set(editor, EL_CLIENTDATA, this);
+    el_set(editor, EL_EDITOR, "emacs");
+    el_set(editor, EL_PROMPT, give_prompt);
+    el_set(editor, EL_HIST, history, history_.get());
+    el_set(editor, EL_GETCFN, read_character);
+    el_set(editor, EL_SETTY, "-d", keys_as_characters, nullptr);
+    name_functions();
+    for (const binding &row : bindings)
+        el_set(editor, EL_BIND, row.key, row.function, nullptr);
+    bind_interrupt_key();
+    return true;
+}
+
+// In wide characters, for the editor keeps these names and would never free a copy.
+void edited_input::name_functions()
+{
+    EditLine *editor = editor_.get();
+    el_wset(editor, EL_ADDFN, L"kiv-complete", L"Complete the word", act<&edited_input::complete>);
+    el_wset(editor, EL_ADDFN, L"kiv-help", L"Show what can come", act<&edited_input::help>);
+    el_wset(editor, EL_ADDFN, L"kiv-drop", L"Drop the line", act<&edited_input::drop>);
+}
+
+void edited_input::bind_interrupt_key()
+{
+    termios settings;
+    if (tcgetattr(STDIN_FILENO, &settings) != 0 || settings.c_cc[VINTR] == _POSIX_VDISABLE)
+        return;
+    const char key[] = {static_cast<char>(settings.c_cc[VINTR]), '\0'};
+    el_set(editor_.get(), EL_BIND, key, "kiv-drop", nullptr);
+}
+
+line_input::outcome edited_input::next(const std::string &prompt, std::string &line)
+{
+    prompt_ = prompt;
+    for (;;) {
+        is_dropped_ = false;
+        read_error_ = 0;
+        follow_terminal();
+        int length = 0;
+        const char *text = el_gets(editor_.get(), &length);
+        if (is_dropped_)
+            continue;
+        if (text == nullptr)
+            return ended_without_line();
+        line.assign(text, static_cast<size_t>(std::max(length, 0)));
+        if (line.ends_with('\n'))
+            line.pop_back();
+        remember(line);
+        return outcome::line;
+    }
+}
+
+// A terminal that has gone away has nothing more to say.
+line_input::outcome edited_input::ended_without_line()
+{
+    write_all(STDOUT_FILENO, "\n");
+    if (read_error_ == 0 || read_error_ == EIO)
+        return outcome::end;
+    reason_ = system_failure("standard input", read_error_);
+    return outcome::failed;
+}
+
+void edited_input::remember(const std::string &line)
+{
+    HistEvent event;
+    if (line.find_first_not_of(" \t") != std::string::npos)
+        history(history_.get(), &event, H_ENTER, line.c_str());
+}
+
+unsigned char edited_input::complete()
+{
+    const candidates found = find();
+    std::string missing = completion(found);
+    if (missing.ends_with(' ') && is_at_blank())
+        missing.pop_back();
+    if (!missing.empty())
+        return el_insertstr(editor_.get(), missing.c_str()) == 0 ? CC_REFRESH : CC_ERROR;
+    if (found.list.empty())
+        return CC_ERROR;
+    show_below(help_text(found));
+    return CC_NORM;
+}
+
+unsigned char edited_input::help()
+{
+    const candidates found = find();
+    if (found.is_text)
+        return el_insertstr(editor_.get(), "?") == 0 ? CC_REFRESH : CC_ERROR;
+    if (!found.error) {
+        show_below(help_text(found));
+        return CC_NORM;
+    }
+    write_all(STDOUT_FILENO, lines_below());
+    shell_.report({}, before_cursor(), *found.error);
+    draw_again();
+    return CC_NORM;
+}
+
+unsigned char edited_input::drop()
+{
+    is_dropped_ = true;
+    write_all(STDOUT_FILENO, "^C" + lines_below());
+    return CC_EOF;
+}
+
+int edited_input::read_character(EditLine *editor, wchar_t *character)
+{
+    edited_input &self = of(editor);
+    const int count = self.read_wide(*character);
+    if (count < 0)
+        self.read_error_ = errno;
+    return count;
+}
+
+// Bytes that are no character are dropped.
+int edited_input::read_wide(wchar_t &into)
+{
+    constexpr size_t longest_character = 4;
+    char bytes[longest_character];
+    for (size_t count = 0;;) {
+        const int got = read_byte(bytes[count]);
+        if (got <= 0)
+            return got;
+        const auto found = kiv::support::first_character({bytes, ++count});
+        if (found.length != 0) {
+            into = static_cast<wchar_t>(found.code);
+            return 1;
+        }
+        if (count == longest_character)
+            count = 0;
+    }
+}
+
+int edited_input::read_byte(char &into)
+{
+    for (;;) {
+        const ssize_t count = read(STDIN_FILENO, &into, 1);
+        if (count >= 0)
+            return static_cast<int>(count);
+        pollfd ready{STDIN_FILENO, POLLIN, 0};
+        if (errno == EAGAIN)
+            poll(&ready, 1, -1);
+        else if (errno != EINTR)
+            return -1;
+        if (...)
+    }
+}
+
+// The settings may be those of another program after the shell was stopped.
+void edited_input::follow_terminal()
+{
+}
+
+} // namespace
+
+std::unique_ptr<line_input> open_edited_input(session &shell)
+{
+    // Lines are UTF-8, whatever the user's language is.
+    std::setlocale(LC_CTYPE, "C.UTF-8");
+    auto input = std::make_unique<edited_input>(shell);
+    if (!input->set_up())
+        return {};
+    return input;
+}
+
+} // namespace kiv_shell

@@ -1,0 +1,72 @@
+// Commands that modules handle, and their parts of the running configuration.
+#ifndef LAB_KIV_MODULE_LINK_H
+#define LAB_KIV_MODULE_LINK_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <kiv/kiv_lib.h>
+
+#include "failure.h"
+#include "lab/module/request.h"
+#include "modes.h"
+#include "tree.h"
+
+namespace kiv_shell {
+
+// Where a module is found: the service access point that its nodes name; 0: the shell itself.
+inline uint16_t service_of(const tree_view &tree, node_index node)
+{
+    return kiv_be16_get(tree.node(node).cmi_msg_type);
+}
+
+class module_link {
+public:
+    // How long a module has for each answer.
+    explicit module_link(int wait_seconds) : wait_seconds_(wait_seconds) {}
+
+    // Runs the function of a command in its module's process, and takes what it printed. `within`
+    // are the arguments of the modes that it is in. A failure that ends with a newline is the
+    // module's own text, or the system's, as it stands.
+    failure run(const tree_view &tree, const command &parsed,
+                std::vector<kiv::module::argument> within, bool configures, std::string &output);
+
+    // Whether run() has failed only because the shell does not hold the configuration lock.
+    bool needs_lock() const { return needs_lock_; }
+
+private:
+    struct answer {
+        failure failed;
+        uint32_t remaining = 0;
+    };
+
+    answer ask(uint32_t message, uint32_t service, const std::string &request,
+               kiv_timeout_kind kind, std::string &output);
+
+    int wait_seconds_;
+    bool needs_lock_ = false;
+};
+
+// A part of the running configuration.
+struct configuration_part {
+    uint16_t priority;
+    uint16_t service;
+    std::string generator;
+    std::string module;
+    std::string text{};
+    failure missing{}; // why there is no text
+};
+
+// The parts that the tree names, by priority and then by name.
+std::vector<configuration_part> configuration_parts(const tree_view &tree);
+
+// Asks all modules at once for their parts.
+void fetch_parts(std::vector<configuration_part> &parts, int wait_seconds);
+
+// The laid-down message for an errno value (POSIX) of the transport.
+std::string transport_message(kiv_timeout_kind kind, int error);
+
+} // namespace kiv_shell
+
+#endif

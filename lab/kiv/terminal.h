@@ -1,0 +1,32 @@
+// The terminal that the shell runs at, and the signals that come from it.
+#ifndef LAB_KIV_TERMINAL_H
+#define LAB_KIV_TERMINAL_H
+
+namespace kiv_shell {
+
+struct window_size {
+    unsigned rows = 0; // 0: not known
+    unsigned columns = 0;
+};
+
+// Of the terminal that is standard output.
+window_size find_window_size();
+
+// While there is one of these, the keys for interrupting and quitting do not end the shell, and
+// whatever else ends it leaves the terminal's settings as they were. One at a time.
+class terminal_guard {
+public:
+    terminal_guard();
+    ~terminal_guard();
+    terminal_guard(const terminal_guard &) = delete;
+    terminal_guard &operator=(const terminal_guard &) = delete;
+};
+
+// Whether this has happened since the last time that somebody asked.
+bool take_interrupt();
+bool take_window_change();
+bool take_resumption();
+
+} // namespace kiv_shell
+
+#endif

@@ -1,0 +1,59 @@
+#ifndef LAB_MODULE_SERVICE_H
+#define LAB_MODULE_SERVICE_H
+
+#include <string_view>
+#include <vector>
+
+#include <kiv/module.h>
+
+#include "daemon_watch.h"
+#include "output.h"
+#include "registration.h"
+#include "request.h"
+#include "sender.h"
+#include "support/unique_fd.h"
+
+namespace kiv::module {
+
+// A module at its service access point.
+class service {
+public:
+    explicit service(const kiv_module_description &of) : of_(of), registration_(of_) {}
+    ~service();
+    service(const service &) = delete;
+    service &operator=(const service &) = delete;
+
+    // Return 0 or an errno value.
+    int open();
+    int serve();
+
+    int descriptor() const { return events_.get(); }
+    void withdraw() { registration_.withdraw(queue_); }
+
+private:
+    int watch(int descriptor) const;
+    void follow_daemon();
+    void take(const ovra_message &message, const ovra_peer &sender);
+    void answer_request(const ovra_message &message, const ovra_peer &sender);
+    void run(const ovra_message &message, const ovra_peer &sender);
+    const kiv_module_command *find_command(std::string_view function) const;
+    void answer(const ovra_message &message, uint32_t connection, output printed);
+    void answer_rest(const ovra_message &message, uint32_t connection);
+    void refuse(const ovra_message &message, uint32_t status, std::string_view text);
+    int send(const ovra_message &message, uint32_t status, int32_t result, std::string_view text);
+
+    const kiv_module_description of_;
+    int queue_ = -1;
+    daemon_watch daemon_;
+    support::unique_fd retry_; // a timer: registering could not even begin
+    support::unique_fd events_;
+    registration registration_;
+    senders senders_;
+    request request_;
+    kept_outputs kept_;
+    std::vector<char> piece_;
+};
+
+} // namespace kiv::module
+
+#endif

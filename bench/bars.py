@@ -43,7 +43,7 @@ LAUNCHERS = (
     ("system", "system", None),
 )
 HELD = ((10, "10 MB"), (1024, "1 GB"), (4096, "4 GB"))
-LADDERS = (("", "trees"), ("/ladder", "ladders"), ("/reversed_ladder", "ladders, children first"))
+LADDERS = (("", "trees"), ("/ladder", "ladders"), ("/reversed_ladder", "reversed ladders"))
 CHECKED = (
     ("kiv_tree_check", "check", at_most(1.5)),
     ("ladder", "check of a ladder", None),
@@ -56,7 +56,7 @@ MERGED = ((100, 40), (500, 40), (20, 1000))
 TRANSPORTS = (
     ("cmi/blocking_server", "cmi", at_most(1.2), at_most(1.5), at_most(0.6)),
     ("ovra/blocking_server", "ovra", at_most(1.2), at_most(1.5), at_most(0.6)),
-    ("cmi/polling_server", "cmi, server with a poll loop", None, None, None),
+    ("cmi/polling_server", "cmi, polling server", None, None, None),
 )
 
 ROWS = (
@@ -78,7 +78,7 @@ ROWS = (
         for ours, name, bar in CHECKED
     ),
     *(
-        Row("check and load", f"a node in {name} of {count:,}, over 1,000",
+        Row("check and load", f"a node of {count:,} in {name}, over 1,000",
             f"check/by_size{kind}", str(count), "1000", at_most(1.5))
         for kind, name in LADDERS
         for count in (20_000, 60_000)
@@ -168,4 +168,15 @@ ROWS = (
         "before", at_most(1.1), unit="kB"),
     Row("daemon", "a node of 500 trees merged, over 100", "daemon/merge", "500x40", "100x40",
         at_most(1.5)),
+    *(
+        Row("lab", f"Enter to prompt, {where}, over a bare connection", f"lab/enter/{benchmark}",
+            "shell", "bare", at_most(3))
+        for benchmark, where in (("terminal", "at a terminal"), ("session", "in a session"))
+    ),
+    Row("lab", "start to prompt, 5,000 nodes", "lab/start/nodes/5000", "shell",
+        bar=at_most(0.020)),
+    Row("lab", "10,000 lines of configuration in a session", "lab/configure/lines/10000",
+        "session", bar=at_most(1)),
+    Row("lab", "100,000 lines of configuration shown, over a pipe", "lab/show/lines/100000",
+        "shell", "copy", at_most(10)),
 )

@@ -272,7 +272,8 @@ void register_and_merge(benchmark::State &state)
         const double of_some = merge_seconds_of_node();
         contributed.grow_to(many);
         const double of_many = merge_seconds_of_node();
-        expect(status().tree_number == many + 1 && status().nodes > many * (contributed_trees::nodes_of_each - 3));
+        expect(status().tree_number == many + 1 &&
+               status().nodes > many * (contributed_trees::nodes_of_each - 3));
         state.counters["500x40"] = of_many;
         state.counters["100x40"] = of_some;
         state.counters["500x40/100x40"] = of_many / of_some;

@@ -1,7 +1,6 @@
 """Draws each group's outcomes with gnuplot: bars of ours and of what it is compared with, over the
 latter, and the limit as a line. Times with a limit of their own are drawn as shares of it."""
 import os
-import re
 import shutil
 import subprocess
 
@@ -106,12 +105,9 @@ def bar_of_row(outcome, place, first):
 
 
 def beside_text(outcome):
-    row = outcome.row
-    if row.beside is None:
+    if outcome.row.beside is None:
         return "\\nof its limit"
-    figure = report.with_unit(outcome.beside, row.unit)
-    name = re.sub(r" p\d+$", "", row.beside).replace("_", " ")
-    return f"\\n{name} {figure}"
+    return "\\nbeside " + report.with_unit(outcome.beside, outcome.row.unit)
 
 
 def script(group, outcomes, file):
@@ -131,7 +127,7 @@ def script(group, outcomes, file):
         f"set yrange [{rows - 0.5:g}:-0.6]",
         "set grid xtics linecolor rgb '#e2e8f0'",
         "set xlabel 'over what it is compared with; shorter is better'",
-        "set key outside below horizontal samplen 2",
+        "set key outside top center horizontal samplen 2",
     ]
     if is_logarithmic:
         lines.append("set logscale x")
@@ -146,7 +142,7 @@ def legend(outcomes):
     if not all(outcome.row.is_ours for outcome in outcomes):
         entries.append((OTHERS, "others"))
     if any(outcome.row.beside for outcome in outcomes):
-        entries.append((BESIDE, "compared with"))
+        entries.append((BESIDE, "beside"))
     for colour, title in entries:
         yield f"NaN with lines linewidth 8 linecolor rgb '{colour}' title '{title}'"
     if any(limit(outcome) for outcome in outcomes):

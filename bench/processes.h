@@ -141,27 +141,31 @@ private:
     }};
 };
 
-// A program, until the end of this; its streams are this process's own where none are given.
+// A program, until the end of this. Its streams are this process's own, where `prepare` does not
+// say otherwise.
 class program {
 public:
-    program(std::vector<std::string> words, int input = STDIN_FILENO, int output = STDOUT_FILENO,
-            short flags = 0)
+    using actions = posix_spawn_file_actions_t;
+
+    explicit program(
+        std::vector<std::string> words, short flags = 0,
+        const std::function<void(actions *)> &prepare = [](actions *) {})
     {
-        posix_spawn_file_actions_t actions;
+        actions streams;
         posix_spawnattr_t attributes;
-        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_init(&streams);
         posix_spawnattr_init(&attributes);
         posix_spawnattr_setflags(&attributes, flags);
-        posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
-        posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+        prepare(&streams);
         std::vector<char *> vector;
+        vector.reserve(words.size() + 1);
         for (std::string &word : words)
             vector.push_back(word.data());
         vector.push_back(nullptr);
-        expect(posix_spawn(&process_, vector[0], &actions, &attributes, vector.data(), environ) ==
+        expect(posix_spawn(&process_, vector[0], &streams, &attributes, vector.data(), environ) ==
                0);
         posix_spawnattr_destroy(&attributes);
-        posix_spawn_file_actions_destroy(&actions);
+        posix_spawn_file_actions_destroy(&streams);
     }
     program(const program &) = delete;
     program &operator=(const program &) = delete;

@@ -36,13 +36,21 @@ inline double median(std::vector<double> values)
     return *middle;
 }
 
-// The first contender is the one that is measured, the second one the baseline of all ratios.
-inline void measure(benchmark::State &state, const std::vector<contender> &contenders)
+// A contender that tells its own time, in seconds.
+struct timed {
+    std::string name;
+    std::function<double()> run;
+};
+
+// The first contender is the one that is measured, the second one the baseline of all ratios; what
+// is measured alone has none.
+inline void measure(benchmark::State &state, const std::vector<timed> &contenders)
 {
     std::vector<std::vector<double>> ratios(contenders.size());
     std::vector<std::vector<double>> all_times(contenders.size());
     std::vector<double> times(contenders.size());
-    for (const contender &warm_up : contenders)
+    const size_t baseline = contenders.size() > 1 ? 1 : 0;
+    for (const timed &warm_up : contenders)
         warm_up.run();
     std::vector<size_t> order(contenders.size());
     std::iota(order.begin(), order.end(), size_t{0});
@@ -50,18 +58,27 @@ inline void measure(benchmark::State &state, const std::vector<contender> &conte
     for ([[maybe_unused]] auto iteration : state) {
         std::ranges::shuffle(order, random);
         for (const size_t turn : order)
-            times[turn] = seconds_of(contenders[turn].run);
+            times[turn] = contenders[turn].run();
         state.SetIterationTime(times[0]);
         for (size_t i = 0; i < contenders.size(); ++i) {
-            ratios[i].push_back(times[i] / times[1]);
+            ratios[i].push_back(times[i] / times[baseline]);
             all_times[i].push_back(times[i]);
         }
     }
     for (size_t i = 0; i < contenders.size(); ++i) {
         state.counters[contenders[i].name] = median(all_times[i]);
-        if (i != 1)
-            state.counters[contenders[i].name + "/" + contenders[1].name] = median(ratios[i]);
+        if (i != baseline)
+            state.counters[contenders[i].name + "/" + contenders[baseline].name] =
+                median(ratios[i]);
     }
+}
+
+inline void measure(benchmark::State &state, const std::vector<contender> &contenders)
+{
+    std::vector<timed> timed_contenders;
+    for (const contender &each : contenders)
+        timed_contenders.push_back({each.name, [run = each.run] { return seconds_of(run); }});
+    measure(state, timed_contenders);
 }
 
 } // namespace rounds

@@ -211,8 +211,8 @@ private:
 #endif
 
 // Of single exchanges, which other work on the machine hardly reaches.
-void count(benchmark::State &state, contender &measured, const std::string &name, contender &other,
-           const std::string &percentile)
+void count_exchanges(benchmark::State &state, contender &measured, const std::string &name,
+                     contender &other, const std::string &percentile)
 {
     const double share = std::stod(percentile) / 100;
     const double time = measured.time_at(share);
@@ -241,10 +241,10 @@ void exchange(benchmark::State &state)
     contenders.push_back({"sd_bus", [&] { bus.run(count); }});
 #endif
     rounds::measure(state, contenders);
-    count(state, measured, "bare", baseline, "50");
-    count(state, measured, "bare", baseline, "99");
+    count_exchanges(state, measured, "bare", baseline, "50");
+    count_exchanges(state, measured, "bare", baseline, "99");
 #ifdef KIV_BENCH_SD_BUS
-    count(state, measured, "sd_bus", bus, "50");
+    count_exchanges(state, measured, "sd_bus", bus, "50");
 #endif
 }
 

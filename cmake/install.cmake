@@ -51,7 +51,7 @@ install(DIRECTORY lab/grammar/ lab/vsan_module/
 install(FILES tools/kivctl/completion.bash
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME kivctl)
 install(FILES README.md TYPE DOC)
-install(DIRECTORY docs/ TYPE DOC FILES_MATCHING PATTERN "*.md")
+install(DIRECTORY docs/ TYPE DOC FILES_MATCHING PATTERN "*.md" PATTERN man EXCLUDE PATTERN abi EXCLUDE)
 
 # The units name programs below /usr, or whatever prefix they are installed below.
 foreach(unit kivd/kivd vsan_module/kiv-vsan)
@@ -67,10 +67,8 @@ endforeach()
 set(switch COMPONENT switch EXCLUDE_FROM_ALL)
 install(PROGRAMS lab/kivScript.sh DESTINATION /usr/sbin ${switch})
 install(FILES ${trees} DESTINATION /ubex/etc/par ${switch})
-foreach(place /usr/sbin/kiv.bin /lc/ubexboot/bin/kivboot)
-  cmake_path(GET place PARENT_PATH folder)
-  install(CODE "
-    file(RELATIVE_PATH shell ${folder} \${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/kiv)
-    file(MAKE_DIRECTORY \$ENV{DESTDIR}${folder})
-    file(CREATE_LINK \${shell} \$ENV{DESTDIR}${place} SYMBOLIC)" ${switch})
-endforeach()
+install(CODE "
+  file(RELATIVE_PATH shell /usr/sbin \${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/kiv)
+  file(MAKE_DIRECTORY \$ENV{DESTDIR}/usr/sbin \$ENV{DESTDIR}/lc/ubexboot/bin)
+  file(CREATE_LINK \${shell} \$ENV{DESTDIR}/usr/sbin/kiv.bin SYMBOLIC)
+  file(CREATE_LINK /usr/sbin/kiv.bin \$ENV{DESTDIR}/lc/ubexboot/bin/kivboot SYMBOLIC)" ${switch})

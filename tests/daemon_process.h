@@ -19,7 +19,10 @@
 
 #include <kiv/platform/cmi.h>
 
+#include "lab/kivd/status.h"
 #include "support/unique_fd.h"
+#include "switch_root.h"
+#include "trees.h"
 
 namespace daemon_process {
 
@@ -43,6 +46,25 @@ inline answer ask(uint32_t opcode, const void *payload = nullptr, uint32_t size 
     return {status, std::unique_ptr<void, freed>(reply), length};
 }
 
+inline kivd::daemon_status status()
+{
+    kivd::daemon_status told{};
+    const answer given = ask(kivd::message_status);
+    EXPECT_EQ(given.size, sizeof told);
+    if (given.size == sizeof told)
+        std::memcpy(&told, given.payload.get(), sizeof told);
+    return told;
+}
+
+constexpr const char *tree_directory = "/ubex/etc/par/";
+
+inline void write_tree(const std::string &name, const trees::tree &nodes)
+{
+    switch_root::write_file(
+        tree_directory + name + ".par",
+        std::string(reinterpret_cast<const char *>(nodes.data()), nodes.size() * sizeof nodes[0]));
+}
+
 // Whether root can be another user for a while, who then reaches the files of the switch root:
 // those that proot shows stand in a folder of its owner only.
 inline bool is_other_user_possible()
@@ -50,6 +72,15 @@ inline bool is_other_user_possible()
     const char *tool = std::getenv("KIV_ROOT_TOOL");
     return geteuid() == 0 && tool != nullptr && std::strcmp(tool, "bwrap") == 0;
 }
+
+class test : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        switch_root::require();
+        std::signal(SIGPIPE, SIG_IGN);
+    }
+};
 
 // Its log goes to a pipe, on which tests wait for what they expect.
 class running {
@@ -169,6 +200,20 @@ public:
 private:
     pid_t pid_ = -1;
     int result_ = -1;
+};
+
+// A user who may not change what the daemon keeps. As root, another one than the test's.
+struct stranger {
+    uid_t user = geteuid() == 0 ? 65534 : geteuid();
+    bool is_possible = geteuid() != 0 || is_other_user_possible();
+    std::vector<std::string> options{"--administrator", std::to_string(user + 1)};
+
+    int result_of(const std::function<int()> &work) const
+    {
+        const living process(
+            [&] { return setresuid(user, user, user) == 0 ? work() : EXIT_FAILURE; });
+        return process.result();
+    }
 };
 
 } // namespace daemon_process

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 
 #include "switch_root.h"
+#include "usage.h"
 
 namespace {
 
@@ -72,24 +73,18 @@ TEST_F(DiffCommand, ColorsWhatItPrintsWhereThatIsWanted)
 TEST_F(DiffCommand, TellsTroubleFromDifferences)
 {
     switch_root::write_file("/ubex/nul", std::string("a\n\0b\n", 5));
-    struct trouble_case {
-        const char *arguments;
-        const char *error;
-    };
-    const trouble_case cases[] = {
+    const kiv_tests::refused_case cases[] = {
         {"/ubex/old /ubex/none", "kivctl: /ubex/none: No such file or directory\n"},
         {"/ubex /ubex/old", "kivctl: /ubex: Is a directory\n"},
         {"/ubex/old /ubex/nul", "kivctl: /ubex/nul: holds a NUL byte\n"},
         {"- /ubex/old <&-", "kivctl: standard input: Bad file descriptor\n"},
         {"/ubex/old /ubex/new >/dev/full", "kivctl: standard output: No space left on device\n"},
-        {"", "usage: kivctl config diff"},
-        {"/ubex/old", "usage: kivctl config diff"},
         {"/ubex/old /ubex/new /ubex/new", "usage: kivctl config diff"},
         {"- -", "kivctl config diff: standard input can be only one of the files\nusage: "},
         {"--color=x a b", "kivctl config diff: --color takes always, never or auto\nusage: "},
         {"--unknown a b", "kivctl config diff: unrecognized option"},
     };
-    for (const trouble_case &each : cases) {
+    for (const kiv_tests::refused_case &each : cases) {
         const outcome trouble = run(each.arguments);
         EXPECT_EQ(trouble.status, 2) << each.arguments;
         EXPECT_THAT(trouble.error, StartsWith(each.error)) << each.arguments;

@@ -17,7 +17,7 @@
 #include <kiv/kiv_exec_lib.h>
 
 #include "diff_rule.h"
-#include "short_memory.h"
+#include "memory_shortage.h"
 
 namespace {
 
@@ -285,15 +285,16 @@ TEST(Diff, SaysThatMemoryIsShort)
 {
     const std::string old_text = numbered("a", 1);
     const std::string new_text = numbered("b", 1);
-    const kiv_tests::short_memory limited;
-    if (!limited.is_effective())
-        GTEST_SKIP() << "memory cannot be limited here";
-    errno = 0;
-    EXPECT_EQ(kiv_diff_to_str(old_text.c_str(), new_text.c_str()), nullptr);
-    EXPECT_EQ(errno, ENOMEM);
-    errno = 0;
-    EXPECT_EQ(kiv_is_diff_same(old_text.c_str(), new_text.c_str()), 0);
-    EXPECT_EQ(errno, ENOMEM);
+    SKIP_UNLESS_MEMORY_CAN_BE_SHORT();
+    for (const size_t size : {0, 10'000, 1'000'000}) {
+        const kiv_tests::memory_shortage shortage(size);
+        errno = 0;
+        EXPECT_EQ(kiv_diff_to_str(old_text.c_str(), new_text.c_str()), nullptr);
+        EXPECT_EQ(errno, ENOMEM);
+        errno = 0;
+        EXPECT_EQ(kiv_is_diff_same(old_text.c_str(), new_text.c_str()), 0);
+        EXPECT_EQ(errno, ENOMEM);
+    }
 }
 
 } // namespace

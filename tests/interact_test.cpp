@@ -24,7 +24,7 @@
 #include <kiv/extras.h>
 #include <kiv/kiv_interact_exec.h>
 
-#include "short_memory.h"
+#include "memory_shortage.h"
 #include "switch_root.h"
 
 namespace {
@@ -440,31 +440,15 @@ TEST_F(Session, GoesOnThroughInterruptions)
     setitimer(ITIMER_REAL, &never, nullptr);
 }
 
-TEST_F(Session, RunsABatchOf10000Lines)
-{
-    kiv_interact_reply_end_set(KIV_INTERACT_END_MARKER, 60'000);
-    ASSERT_EQ(open(), 0);
-    std::string lines;
-    for (int i = 0; i < 10'000; ++i)
-        lines.append("line ").append(std::to_string(i)).append("\n");
-    kiv_interact_ret_info *record = kiv_interact_exec_conf_cmds(lines.c_str());
-    ASSERT_NE(record, nullptr);
-    EXPECT_EQ(record->status, KIV_INTERACT_SUCCESS);
-    EXPECT_EQ(record->failed_cmd, nullptr);
-    kiv_interact_ret_info_free(record);
-    EXPECT_EQ(kiv_interact_session_close(), 0);
-}
-
 TEST_F(Session, WithoutMemoryForAReplyIsOutOfStep)
 {
-    if (!kiv_tests::short_memory().is_effective())
-        GTEST_SKIP() << "memory cannot be made short";
-    plan("hear\nfill 100000000\nsay KIV_CALLBACK_SUCCESS");
+    SKIP_UNLESS_MEMORY_CAN_BE_SHORT();
+    plan("hear\nfill 10000000\nsay KIV_CALLBACK_SUCCESS");
     kiv_interact_reply_end_set(KIV_INTERACT_END_MARKER, 0);
     ASSERT_EQ(open(), 0);
     testing::internal::CaptureStdout();
     {
-        const kiv_tests::short_memory limited;
+        const kiv_tests::memory_shortage shortage(1 << 20);
         EXPECT_EQ(exchange("a"), nothing);
         EXPECT_EQ(exchange("b"), nothing);
     }

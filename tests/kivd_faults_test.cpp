@@ -18,9 +18,6 @@
 #include <kiv/platform/syserr.h>
 
 #include "daemon_process.h"
-#include "lab/kivd/status.h"
-#include "switch_root.h"
-#include "trees.h"
 
 namespace {
 
@@ -28,37 +25,15 @@ using daemon_process::answer;
 using daemon_process::ask;
 using daemon_process::living;
 using daemon_process::running;
+using daemon_process::status;
+using daemon_process::write_tree;
 using kiv::support::unique_fd;
 using testing::EndsWith;
 using testing::HasSubstr;
 
 constexpr uint64_t address = OVRA_ADDRESS(OVRA_NODE_LOCAL, 37);
 
-kivd::daemon_status status()
-{
-    kivd::daemon_status told{};
-    const answer given = ask(kivd::message_status);
-    EXPECT_EQ(given.size, sizeof told);
-    if (given.size == sizeof told)
-        std::memcpy(&told, given.payload.get(), sizeof told);
-    return told;
-}
-
-void write_tree(const std::string &name, const trees::tree &nodes)
-{
-    switch_root::write_file(
-        "/ubex/etc/par/" + name + ".par",
-        std::string(reinterpret_cast<const char *>(nodes.data()), nodes.size() * sizeof nodes[0]));
-}
-
-class KivdFaults : public testing::Test {
-protected:
-    void SetUp() override
-    {
-        switch_root::require();
-        std::signal(SIGPIPE, SIG_IGN);
-    }
-};
+using KivdFaults = daemon_process::test;
 
 // A connection that speaks for itself.
 unique_fd connect_to_daemon()
@@ -142,19 +117,17 @@ TEST_F(KivdFaults, ServesTheOthersWhateverSomeClientsDo)
 
 TEST_F(KivdFaults, TellsOfARefusalThatHidesBehindNonsense)
 {
-    if (geteuid() == 0 && !daemon_process::is_other_user_possible())
+    const daemon_process::stranger stranger;
+    if (!stranger.is_possible)
         GTEST_SKIP() << "no other user reaches the files here";
-    const uid_t stranger = geteuid() == 0 ? 65534 : geteuid();
-    running daemon({"--administrator", std::to_string(stranger + 1)});
+    running daemon(stranger.options);
     daemon.serves();
-    const living process([&] {
-        if (setresuid(stranger, stranger, stranger) != 0)
-            return 1;
+    const int result = stranger.result_of([] {
         for (int i = 0; i < 1000; ++i)
             ask(12345);
         return kivd_switchname_set(0, "theirs");
     });
-    EXPECT_EQ(process.result(), -1);
+    EXPECT_EQ(result, -1);
     EXPECT_THAT(daemon.wait_for("refused to"), HasSubstr("set name of switch"));
 }
 

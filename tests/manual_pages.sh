@@ -30,7 +30,7 @@ compare() { # what, options of --help, options of the page
     status=1
 }
 
-for program in kiv.1 kivd.8; do
+for program in kiv.1 kivd.8 kiv_vsan_module.8; do
     name=${program%.*}
     compare "$name" "$("$bin/$name" --help | options_of_text)" \
         "$(options_of_page <"$pages/man${program##*.}/$program")" ""

@@ -3,18 +3,21 @@
 #ifndef KIV_TESTS_MEMORY_SHORTAGE_H
 #define KIV_TESTS_MEMORY_SHORTAGE_H
 
+#include <cerrno>
 #include <cstddef>
+#include <cstdint>
 
 namespace kiv_tests {
 
-inline bool memory_is_short;
+inline size_t failing_size = SIZE_MAX;
 
+// While it lives, there is no block of this size or above.
 class memory_shortage {
 public:
-    memory_shortage() { memory_is_short = true; }
+    explicit memory_shortage(size_t size = 0) { failing_size = size; }
     memory_shortage(const memory_shortage &) = delete;
     memory_shortage &operator=(const memory_shortage &) = delete;
-    ~memory_shortage() { memory_is_short = false; }
+    ~memory_shortage() { failing_size = SIZE_MAX; }
 };
 
 } // namespace kiv_tests
@@ -31,10 +34,22 @@ public:
 #define SKIP_UNLESS_MEMORY_CAN_BE_SHORT()
 
 extern "C" void *__libc_malloc(size_t size);
+extern "C" void *__libc_realloc(void *block, size_t size);
 
 extern "C" void *malloc(size_t size) noexcept
 {
-    return kiv_tests::memory_is_short ? nullptr : __libc_malloc(size);
+    if (size < kiv_tests::failing_size)
+        return __libc_malloc(size);
+    errno = ENOMEM;
+    return nullptr;
+}
+
+extern "C" void *realloc(void *block, size_t size) noexcept
+{
+    if (size < kiv_tests::failing_size)
+        return __libc_realloc(block, size);
+    errno = ENOMEM;
+    return nullptr;
 }
 #endif
 

@@ -25,12 +25,10 @@ namespace {
 
 result merged(const std::vector<tree> &trees)
 {
-    std::vector<std::string> names;
-    for (size_t i = 0; i < trees.size(); ++i)
-        names.push_back("t" + std::to_string(i));
+    static constexpr std::string_view names[] = {"t0", "t1", "t2", "t3", "t4", "t5", "t6"};
     std::vector<contribution> views;
-    for (size_t i = 0; i < trees.size(); ++i)
-        views.push_back({names[i], trees[i]});
+    for (const tree &each : trees)
+        views.push_back({names[views.size()], each});
     return kiv::merge::merge(views);
 }
 
@@ -50,6 +48,13 @@ std::vector<tree> random_trees(random_source &random, size_t nodes_of_mistake)
     for (tree &each : made)
         each = tree_maker(random, nodes_of_mistake).make();
     return made;
+}
+
+std::vector<std::string> keys_of(const tree &nodes)
+{
+    std::vector<std::string> keys(nodes.size());
+    std::ranges::transform(nodes, keys.begin(), key_of);
+    return keys;
 }
 
 std::set<size_t> left_out(const result &of)
@@ -121,11 +126,9 @@ TEST(Merge, SortsAndNumbersInOneWay)
     nodes[3].child_count = 0;
     trees::add_link(nodes, 4, lone);
     add(nodes, 5, "z", "f");
-    std::vector<std::string> keys;
-    for (const kiv_array_tree_node &each : merged({nodes}).nodes)
-        keys.push_back(key_of(each));
-    EXPECT_THAT(keys, testing::ElementsAre("", "A", "z", "a", "aa", "B", "b", "\xFF", "<3>", "<5>",
-                                           "lone"));
+    EXPECT_THAT(
+        keys_of(merged({nodes}).nodes),
+        testing::ElementsAre("", "A", "z", "a", "aa", "B", "b", "\xFF", "<3>", "<5>", "lone"));
     EXPECT_EQ(bytes_of(merged({}).nodes), bytes_of(trees::of_nodes(1)));
 }
 
@@ -295,58 +298,6 @@ TEST(Merge, NamesTheTreeThatAHandlerCameFrom)
     const result of = merged({path({"show"}, {}), path({"show"}, "f"), path({"show"}, "g")});
     ASSERT_EQ(of.conflicts.size(), 1U);
     EXPECT_THAT(of.conflicts[0].text, HasSubstr("but f of module lab in tree \"t1\""));
-}
-
-TEST(Merge, LetsLinksLeadToWhereTheirNodesWent)
-{
-    tree both = with_link("x");
-    trees::add_link(both, 2, 3);
-    tree link_first = both;
-    link_first[2].childlist_mask[0] = 1;
-    EXPECT_EQ(bytes_of(merged({both}).nodes), bytes_of(merged({with_link("x")}).nodes));
-    EXPECT_EQ(bytes_of(merged({link_first}).nodes), bytes_of(merged({both}).nodes));
-    const result linked =
-        merged({path({"a"}, "f"), with_link("x"), both, path({"x", "b"}, "f"), link_first});
-    ASSERT_TRUE(linked.conflicts.empty()) << linked.conflicts[0].text;
-    const tree &nodes = linked.nodes;
-    ASSERT_EQ(nodes.size(), 6U) << "root, a, configure, x, x b, x end";
-    EXPECT_TRUE(is_link(nodes[2], 0));
-    EXPECT_EQ(nodes[2].children[0], 5);
-    EXPECT_EQ(nodes[3].child_count, 2) << "the link beside the node itself adds nothing";
-    EXPECT_FALSE(is_link(nodes[3], 1));
-}
-
-TEST(Merge, KeepsOnceWhatOnlyLinksLeadTo)
-{
-    // Two nodes link to the inner one of two; one that nothing leads to owns the outer one.
-    tree apart = path({"a", "b"}, "f");
-    add(apart, 2, "inner", "leave");
-    apart[2].child_count = 0;
-    apart.emplace_back();
-    put(apart.back().token, "outer");
-    trees::add_child(apart, 4, 3);
-    trees::add_link(apart, 1, 3);
-    trees::add_link(apart, 2, 4);
-    apart.emplace_back();
-    trees::add_child(apart, 5, 4);
-    const result merged_twice = merged({apart, path({"a", "c"}, "f"), apart});
-    ASSERT_TRUE(merged_twice.conflicts.empty()) << merged_twice.conflicts[0].text;
-    std::vector<std::string> keys;
-    for (const kiv_array_tree_node &each : merged_twice.nodes)
-        keys.push_back(key_of(each));
-    EXPECT_THAT(keys, testing::ElementsAre("", "a", "b", "c", "outer", "inner"));
-    EXPECT_EQ(merged_twice.nodes[1].children[2], 5);
-    EXPECT_EQ(merged_twice.nodes[2].children[0], 4);
-
-    tree stays = apart;
-    put(stays[3].func_id, "stay");
-    tree with_link_to_a = apart;
-    trees::add_link(with_link_to_a, 3, 1);
-    tree with_link_to_b = apart;
-    trees::add_link(with_link_to_b, 3, 2);
-    for (const auto &trees : {std::vector{apart, stays}, std::vector{apart, with_link_to_a},
-                              std::vector{with_link_to_a, with_link_to_b}})
-        EXPECT_EQ(left_out(merged(trees)), std::set<size_t>{1});
 }
 
 // Children of one place, as many in each of two trees.

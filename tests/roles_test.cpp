@@ -13,11 +13,14 @@
 
 #include "golden.h"
 #include "observed.h"
+#include "vsans.h"
 
 namespace {
 
 using kiv_tests::bytes_of;
+using kiv_tests::every_vsan;
 using kiv_tests::printed;
+using kiv_tests::vsans;
 
 const std::string long_name(70, 'n');
 
@@ -40,21 +43,6 @@ kivd_perm_group role(const char *name, const char *description,
     record.rule_count = static_cast<int32_t>(rules.size());
     record.valid = 1;
     return record;
-}
-
-bmask4096 vsans(std::initializer_list<uint32_t> members)
-{
-    bmask4096 mask = KIV_BMP_INIT(4096);
-    for (const uint32_t member : members)
-        bmask4096_set_bit(&mask, member);
-    return mask;
-}
-
-bmask4096 every_vsan()
-{
-    bmask4096 mask = KIV_BMP_INIT(4096);
-    std::memset(mask.bytes, 0xFF, sizeof mask.bytes);
-    return mask;
 }
 
 const std::vector<kivd_perm_group_conf_entry> some_rules = {
@@ -166,12 +154,9 @@ TEST(RoleTexts, HaveRoomForTheLongestList)
 {
     kivd_perm_group_conf_cli_wrapper record = role_change(1, 0);
     std::memset(record.role_name, 'r', sizeof record.role_name);
-    for (uint32_t vsan = 0; vsan < 4096; ++vsan) {
-        if (vsan % 3 != 2)
-            bmask4096_set_bit(&record.vsans, vsan);
-        else
-            record.vsans.bytes[vsan / 8] &= static_cast<uint8_t>(~(1U << vsan % 8));
-    }
+    constexpr uint8_t two_of_three[] = {0xDB, 0xB6, 0x6D};
+    for (size_t i = 0; i < sizeof record.vsans.bytes; ++i)
+        record.vsans.bytes[i] = two_of_three[i % 3];
     const std::string line = accounting_line(911, record);
     EXPECT_TRUE(line.ends_with(",4092-4093,4095 for role " + std::string(32, 'r')));
     EXPECT_EQ(accounting_line(919, role_change(99, 1)), "Deleted role name san-group")

@@ -16,27 +16,18 @@
 
 #include "lab/kiv/answer.h"
 #include "lab/kiv/xml.h"
-#include "support/files.h"
-#include "support/unique_fd.h"
+#include "shell_child.h"
 #include "switch_root.h"
 
 namespace {
 
 using namespace kiv_shell;
+using namespace shell_child;
 using std::string_view;
 using ::testing::AllOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
-
-const std::string success = "KIV_CALLBACK_SUCCESS";
-const std::string callback_error = "KIV_CALLBACK_ERROR";
-const std::string parse_error = "KIV_PARSE_ERROR";
-
-bool ends_with_marker(string_view text)
-{
-    return text.ends_with(success) || text.ends_with(callback_error) || text.ends_with(parse_error);
-}
 
 std::string repeated(const std::string &text, size_t count)
 {
@@ -87,99 +78,6 @@ TEST(XmlShow, HoldsAnyOutput)
               "<show command=\"say &quot;&#9;\xEF\xBF\xBD&lt;&quot;\">\n</show>\n");
 }
 
-// The wrapper script as a child, with the test at the other ends of its pipes.
-class shell_child {
-public:
-    shell_child()
-    {
-        int commands[2];
-        int answers[2];
-        if (pipe2(commands, O_CLOEXEC) != 0 || pipe2(answers, O_CLOEXEC) != 0)
-            return;
-        const unique_fd its_commands(commands[0]);
-        const unique_fd its_answers(answers[1]);
-        commands_ = unique_fd(commands[1]);
-        answers_ = unique_fd(answers[0]);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, its_commands.get(), STDIN_FILENO);
-        posix_spawn_file_actions_adddup2(&actions, its_answers.get(), STDOUT_FILENO);
-        std::string name = "kivScript";
-        char *arguments[] = {name.data(), nullptr};
-        EXPECT_EQ(posix_spawn(&child_, "/sbin/kivScript.sh", &actions, nullptr, arguments, environ),
-                  0);
-        posix_spawn_file_actions_destroy(&actions);
-    }
-    shell_child(const shell_child &) = delete;
-    shell_child &operator=(const shell_child &) = delete;
-    ~shell_child()
-    {
-        if (child_ > 0)
-            end();
-    }
-
-    // Returns false when nobody reads.
-    bool send(string_view text) const { return write_all(commands_.get(), text) == 0; }
-
-    // Up to the marker that nothing follows, or the end.
-    std::string answer()
-    {
-        std::string text;
-        pieces_.clear();
-        while (!ends_with_marker(text) || is_readable(0)) {
-            if (!is_readable(60'000)) {
-                ADD_FAILURE() << "no end behind " << text.size() << " bytes";
-                break;
-            }
-            std::string piece(size_t{1} << 16, '\0');
-            const ssize_t length = read(answers_.get(), piece.data(), piece.size());
-            if (length <= 0)
-                break;
-            piece.resize(static_cast<size_t>(length));
-            text += pieces_.emplace_back(piece);
-        }
-        return text;
-    }
-
-    std::string answer_to(const std::string &line)
-    {
-        EXPECT_TRUE(send(line + "\n"));
-        return answer();
-    }
-
-    // The writes of the last answer.
-    const std::vector<std::string> &pieces() const { return pieces_; }
-
-    void stop_listening() { answers_.close(); }
-
-    // Closes its input, unless it has ended by itself. Returns its exit status.
-    int end()
-    {
-        commands_.close();
-        return status();
-    }
-
-    int status()
-    {
-        int status = -1;
-        waitpid(child_, &status, 0);
-        child_ = 0;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-
-private:
-    bool is_readable(int milliseconds) const
-    {
-        pollfd readable{answers_.get(), POLLIN, 0};
-        return poll(&readable, 1, milliseconds) == 1;
-    }
-
-    unique_fd commands_;
-    unique_fd answers_;
-    pid_t child_ = 0;
-    std::vector<std::string> pieces_;
-};
-
 constexpr const char *running_file = "/ubex/cfg/running.cfg";
 
 class SessionMode : public ::testing::Test {
@@ -219,7 +117,7 @@ TEST_F(SessionMode, AnswersEachLineButAnEmptyOneOnce)
         {"show running-config > /ubex/shown", success},
         {"exit", success},
     };
-    shell_child shell;
+    running_shell shell;
     for (const auto &row : cases)
         EXPECT_EQ(shell.answer_to(row.line), row.answer) << row.line;
     EXPECT_THAT(switch_root::read_file(running_file),
@@ -232,7 +130,7 @@ TEST_F(SessionMode, AnswersEachLineButAnEmptyOneOnce)
 
 TEST_F(SessionMode, ShowsXmlFromOneCommandToTheOther)
 {
-    shell_child shell;
+    running_shell shell;
     const std::string text = shell.answer_to("show version");
     EXPECT_THAT(text, AllOf(StartsWith("Shell: "), EndsWith("\n" + success)));
     EXPECT_EQ(shell.answer_to("xml-show on\n"), success);
@@ -259,7 +157,7 @@ TEST_F(SessionMode, WritesAnAnswerSoThatItsEndIsFound)
         stored += std::to_string(i) + std::string(i % 17, 'x') +
                   (i % 2 == 0 ? success : parse_error) + "\n";
     switch_root::write_file(running_file, stored);
-    shell_child shell;
+    running_shell shell;
     const std::string answer = shell.answer_to("show running-config");
     EXPECT_TRUE(answer.ends_with(stored + success)) << answer.size();
     EXPECT_EQ(shell.pieces().back(), success) << "by itself, for a show command";
@@ -277,7 +175,7 @@ TEST_F(SessionMode, WritesAnAnswerSoThatItsEndIsFound)
 
 TEST_F(SessionMode, TakesLinesOfAnyLengthThatComeInAnyPieces)
 {
-    shell_child shell;
+    running_shell shell;
     const std::string unknown(1 << 20, 'x');
     EXPECT_THAT(shell.answer_to(unknown), AllOf(StartsWith("xxx"), EndsWith("\n" + parse_error)));
     EXPECT_EQ(shell.answer_to("conf t"), success);
@@ -296,7 +194,7 @@ TEST_F(SessionMode, TakesLinesOfAnyLengthThatComeInAnyPieces)
 
 TEST_F(SessionMode, AnswersALineThatIsTooLongAndEnds)
 {
-    shell_child shell;
+    running_shell shell;
     const std::string piece(1 << 20, 'x');
     for (int i = 0; i < 64; ++i)
         EXPECT_TRUE(shell.send(piece));

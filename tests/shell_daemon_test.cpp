@@ -22,6 +22,7 @@
 #include "daemon_process.h"
 #include "lab/kivd/status.h"
 #include "lab/roles/decision.h"
+#include "shell_child.h"
 #include "support/files.h"
 #include "switch_root.h"
 #include "terminal.h"
@@ -65,84 +66,13 @@ void write_tree(const std::string &name, const std::string &token)
 
 int32_t lock_holder()
 {
-    kivd::daemon_status told{};
-    const auto given = ask(kivd::message_status);
-    EXPECT_EQ(given.size, sizeof told);
-    if (given.size == sizeof told)
-        std::memcpy(&told, given.payload.get(), sizeof told);
-    return told.lock_pid;
+    return daemon_process::status().lock_pid;
 }
 
-// A shell that is sent lines, until it is told to end or is killed.
-class shell_session {
+// Not through the wrapper script, so that its process is the child.
+class shell_session : public shell_child::running_shell {
 public:
-    shell_session()
-    {
-        int lines[2];
-        int answers[2];
-        if (pipe2(lines, O_CLOEXEC) != 0 || pipe2(answers, O_CLOEXEC) != 0)
-            abort();
-        const unique_fd its_lines(lines[0]);
-        const unique_fd its_answers(answers[1]);
-        lines_ = unique_fd(lines[1]);
-        answers_ = unique_fd(answers[0]);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, its_lines.get(), STDIN_FILENO);
-        posix_spawn_file_actions_adddup2(&actions, its_answers.get(), STDOUT_FILENO);
-        std::string name = "kiv.bin";
-        std::string option = "--session";
-        char *arguments[] = {name.data(), option.data(), nullptr};
-        EXPECT_EQ(posix_spawn(&pid_, "/usr/sbin/kiv.bin", &actions, nullptr, arguments, environ),
-                  0);
-        posix_spawn_file_actions_destroy(&actions);
-    }
-    shell_session(const shell_session &) = delete;
-    shell_session &operator=(const shell_session &) = delete;
-    ~shell_session() { kill(); }
-
-    pid_t pid() const { return pid_; }
-
-    std::string answer_to(const std::string &line) const
-    {
-        EXPECT_EQ(kiv::support::write_all(lines_.get(), line + "\n"), 0);
-        std::string text;
-        pollfd ready{answers_.get(), POLLIN, 0};
-        while (!text.ends_with("_SUCCESS") && !text.ends_with("_ERROR") &&
-               poll(&ready, 1, 60'000) == 1) {
-            std::string piece(4096, '\0');
-            const ssize_t length = kiv::support::read_some(answers_.get(), piece.data(), 4096);
-            if (length <= 0)
-                break;
-            text.append(piece, 0, static_cast<size_t>(length));
-        }
-        return text;
-    }
-
-    void close()
-    {
-        lines_.close();
-        wait();
-    }
-
-    void kill()
-    {
-        if (pid_ > 0)
-            ::kill(pid_, SIGKILL);
-        wait();
-    }
-
-private:
-    void wait()
-    {
-        if (pid_ > 0)
-            waitpid(pid_, nullptr, 0);
-        pid_ = -1;
-    }
-
-    unique_fd lines_;
-    unique_fd answers_;
-    pid_t pid_ = -1;
+    shell_session() : running_shell({"/usr/sbin/kiv.bin", "--session"}) {}
 };
 
 class ShellDaemon : public testing::Test {
@@ -162,7 +92,7 @@ TEST_F(ShellDaemon, TakesTheTreeOfTheDaemonWhileThereIsOne)
     EXPECT_THAT(run_shell("-c alpha").error, HasSubstr("unknown word \"alpha\""));
     running daemon;
     daemon.serves();
-    const shell_session open;
+    shell_session open;
     EXPECT_THAT(open.answer_to("alpha"), EndsWith("KIV_PARSE_ERROR"));
     {
         const living module(
@@ -212,9 +142,9 @@ TEST_F(ShellDaemon, LetsOneShellConfigureAtATime)
         {"the last line",
          [](shell_session &first) {
              first.answer_to("END_KIV");
-             first.close();
+             first.end();
          }},
-        {"the end of its input", [](shell_session &first) { first.close(); }},
+        {"the end of its input", [](shell_session &first) { first.end(); }},
         {"kill -9", [](shell_session &first) { first.kill(); }},
     };
     switch_root::write_file("/ubex/c", "switchname file\n");

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -26,15 +27,18 @@ public:
     }
     pseudo_terminal(const pseudo_terminal &) = delete;
     pseudo_terminal &operator=(const pseudo_terminal &) = delete;
-    ~pseudo_terminal()
-    {
-        close(slave_);
-        close(master_);
-    }
+    ~pseudo_terminal() { hang_up(); }
 
     explicit operator bool() const { return slave_ >= 0; }
     int slave() const { return slave_; }
     const std::string &name() const { return name_; }
+
+    // Nothing can be done with the terminal from then on.
+    void hang_up()
+    {
+        for (int *end : {&slave_, &master_})
+            close(std::exchange(*end, -1));
+    }
 
     // What the user types.
     void type(std::string_view text) const

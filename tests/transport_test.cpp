@@ -26,35 +26,34 @@ using testing::ElementsAre;
 
 namespace {
 
-class Transport : public testing::Test {
+// A test with a queue that is open.
+class Opened : public testing::Test {
 protected:
-    void SetUp() override { switch_root::require(); }
-};
+    Opened(uint64_t address, uint32_t mode) : address_(address), mode_(mode) {}
 
-class Queue : public Transport {
-protected:
     void SetUp() override
     {
-        Transport::SetUp();
-        queue_ = ovra_open(OVRA_ADDRESS_NONE, 0);
+        switch_root::require();
+        queue_ = ovra_open(address_, mode_);
         ASSERT_GE(queue_, 0);
     }
     void TearDown() override { EXPECT_EQ(ovra_close(queue_), 0); }
 
     int queue_ = -1;
+
+private:
+    uint64_t address_;
+    uint32_t mode_;
 };
 
-class Server : public Transport {
+class Queue : public Opened {
 protected:
-    void SetUp() override
-    {
-        Transport::SetUp();
-        queue_ = ovra_open(service_address, 0666);
-        ASSERT_GE(queue_, 0);
-    }
-    void TearDown() override { EXPECT_EQ(ovra_close(queue_), 0); }
+    Queue() : Opened(OVRA_ADDRESS_NONE, 0) {}
+};
 
-    int queue_ = -1;
+class Server : public Opened {
+protected:
+    Server() : Opened(service_address, 0666) {}
 };
 
 struct reply {
@@ -78,6 +77,45 @@ reply ask(const std::string &payload, const char *text1 = "", const char *text2 
         EXPECT_EQ(length, 0U);
     std::free(response);
     return received;
+}
+
+// Sends a record with something beside it.
+template <typename Beside>
+bool send_with(const socket_end &end, std::string record, int type, const Beside &beside)
+{
+    iovec content{record.data(), record.size()};
+    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof beside)> control{};
+    msghdr message{};
+    message.msg_iov = &content;
+    message.msg_iovlen = 1;
+    message.msg_control = control.data();
+    message.msg_controllen = control.size();
+    cmsghdr *header = CMSG_FIRSTHDR(&message);
+    header->cmsg_level = SOL_SOCKET;
+    header->cmsg_type = type;
+    header->cmsg_len = CMSG_LEN(sizeof beside);
+    std::memcpy(CMSG_DATA(header), &beside, sizeof beside);
+    return sendmsg(end.get(), &message, 0) > 0;
+}
+
+rlimit raise_limit_of_descriptors()
+{
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    return limit;
+}
+
+// What there is to receive at once, answered by its own opcode.
+int answer_next(int queue, int32_t status)
+{
+    ovra_message message;
+    int result = ovra_recv(queue, &message, nullptr, nullptr);
+    if (result == 0)
+        result = ovra_answer(queue, &message, ovra_opc_get(&message), status, nullptr, 0);
+    ovra_drop(&message);
+    return result;
 }
 
 constexpr std::array<size_t, 8> sizes{0, 1, 88, 2048, 14'600, 3, OVRA_MAX_PAYLOAD, 100};
@@ -255,24 +293,10 @@ TEST_F(Server, ReportsTheSenderThatTheKernelKnows)
 {
     process liar([](process &parent) {
         const socket_end end = connect();
-        iovec content{};
-        std::string bytes = record({.opcode = 1, .client = 4711});
-        content.iov_base = bytes.data();
-        content.iov_len = bytes.size();
-        alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(ucred))> control{};
-        msghdr message{};
-        message.msg_iov = &content;
-        message.msg_iovlen = 1;
-        message.msg_control = control.data();
-        message.msg_controllen = control.size();
-        cmsghdr *claim = CMSG_FIRSTHDR(&message);
-        claim->cmsg_level = SOL_SOCKET;
-        claim->cmsg_type = SCM_CREDENTIALS;
-        claim->cmsg_len = CMSG_LEN(sizeof(ucred));
+        const std::string bytes = record({.opcode = 1, .client = 4711});
         // Only the superuser may lie here.
         const ucred lie{geteuid() == 0 ? getppid() : getpid(), geteuid(), getegid()};
-        std::memcpy(CMSG_DATA(claim), &lie, sizeof lie);
-        if (sendmsg(end.number(), &message, 0) < 0 && !send(end, bytes))
+        if (!send_with(end, bytes, SCM_CREDENTIALS, lie) && !send(end, bytes))
             return 1;
         return parent.await() ? 0 : 2;
     });
@@ -296,42 +320,22 @@ TEST_F(Server, TakesNoDescriptors)
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe(ends.data()), 0);
     const socket_end reading(ends[0]);
-    std::string bytes = request(1);
-    iovec content{bytes.data(), bytes.size()};
-    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> control{};
-    msghdr message{};
-    message.msg_iov = &content;
-    message.msg_iovlen = 1;
-    message.msg_control = control.data();
-    message.msg_controllen = control.size();
-    cmsghdr *passed = CMSG_FIRSTHDR(&message);
-    passed->cmsg_level = SOL_SOCKET;
-    passed->cmsg_type = SCM_RIGHTS;
-    passed->cmsg_len = CMSG_LEN(sizeof(int));
-    std::memcpy(CMSG_DATA(passed), &ends[1], sizeof(int));
-    ASSERT_GT(sendmsg(client.number(), &message, 0), 0);
+    ASSERT_TRUE(send_with(client, request(1), SCM_RIGHTS, ends[1]));
     close(ends[1]);
     EXPECT_EQ(receive(queue_).opcode, 1U);
     char byte = 0;
-    EXPECT_EQ(read(reading.number(), &byte, 1), 0) << "somebody still holds the other end";
+    EXPECT_EQ(read(reading.get(), &byte, 1), 0) << "somebody still holds the other end";
 }
 
 TEST_F(Server, ServesAsManyConnectionsAsItSaysAndLetsTheOthersWait)
 {
-    rlimit limit{};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    if (limit.rlim_max < 2 * OVRA_MAX_CONNECTIONS + 200)
+    if (raise_limit_of_descriptors().rlim_max < 2 * OVRA_MAX_CONNECTIONS + 200)
         GTEST_SKIP() << "too few descriptors";
-    limit.rlim_cur = limit.rlim_max;
-    setrlimit(RLIMIT_NOFILE, &limit);
     std::vector<socket_end> clients;
     for (uint32_t i = 0; i < OVRA_MAX_CONNECTIONS; ++i) {
         clients.push_back(connect());
         ASSERT_TRUE(send(clients.back(), request(i, "", 1)));
-        ovra_message message;
-        ASSERT_EQ(ovra_recv(queue_, &message, nullptr, nullptr), 0);
-        ASSERT_EQ(ovra_answer(queue_, &message, ovra_opc_get(&message), 0, nullptr, 0), 0);
-        ovra_drop(&message);
+        ASSERT_EQ(answer_next(queue_, 0), 0);
     }
     for (uint32_t i = 0; i < OVRA_MAX_CONNECTIONS; ++i)
         ASSERT_EQ(header_of(receive(clients[i])).opcode, i);
@@ -350,10 +354,7 @@ TEST_F(Server, ServesAsManyConnectionsAsItSaysAndLetsTheOthersWait)
 TEST_F(Server, GivesOneUserAShareOfItsConnections)
 {
     process other([](process &parent) {
-        rlimit limit{};
-        getrlimit(RLIMIT_NOFILE, &limit);
-        limit.rlim_cur = limit.rlim_max;
-        setrlimit(RLIMIT_NOFILE, &limit);
+        const rlimit limit = raise_limit_of_descriptors();
         const char *tool = std::getenv("KIV_ROOT_TOOL");
         const bool is_alone = tool != nullptr && std::string(tool) == "proot";
         if (limit.rlim_max < OVRA_MAX_OF_USER + 200 || is_alone || geteuid() != 0 ||
@@ -494,18 +495,6 @@ TEST_F(Queue, TellsAStatusFromAFailure)
     EXPECT_EQ(service.end(), 0);
 }
 
-TEST_F(Server, PollsReadableWhileThereIsSomethingToReceive)
-{
-    EXPECT_FALSE(polls_readable(queue_));
-    const socket_end client = connect();
-    ASSERT_TRUE(send(client, request(1)) && send(client, request(2)));
-    EXPECT_TRUE(polls_readable(queue_));
-    EXPECT_EQ(receive(queue_).opcode, 1U);
-    EXPECT_TRUE(polls_readable(queue_));
-    EXPECT_EQ(receive(queue_).opcode, 2U);
-    EXPECT_FALSE(polls_readable(queue_));
-}
-
 TEST_F(Queue, PollsReadableWhileThereIsSomethingToReceive)
 {
     EXPECT_TRUE(polls_readable(queue_)) << "nobody can send here: that is EPIPE";
@@ -543,39 +532,32 @@ TEST_F(Queue, RefusesWhatIsNoneOfItsValues)
     ovra_message message;
     ovra_message sent;
     ovra_peer peer{};
-    const auto send_with = [&](uint32_t flags, ovra_send_options options) {
-        return ovra_send(queue_, service_address, 1, nullptr, 0, &sent, flags, &options);
+    const auto expect_refused = [](int result, const char *what) {
+        EXPECT_EQ(result, -1) << what;
+        EXPECT_EQ(std::exchange(errno, 0), EINVAL) << what;
     };
-    const auto recv_with = [&](ovra_recv_options options, ovra_peer *who) {
-        return ovra_recv(queue_, &message, who, &options);
-    };
-    const std::array<std::function<int()>, 8> wrong{
-        [&] {
-            return send_with(1, {1, 0, {}, 0, {}, {}});
-        },
-        [&] {
-            return send_with(0, {2, 0, {}, 0, {}, {}});
-        },
-        [&] {
-            return send_with(0, {1, 0, {}, 1, {}, {}});
-        },
-        [&] {
-            return recv_with({0, 0, 0, 0, {}}, nullptr);
-        },
-        [&] {
-            return recv_with({1, 2, 0, 0, {}}, nullptr);
-        },
-        [&] {
-            return recv_with({1, 0, 0, 0, {}}, &peer);
-        },
-        [&] { return ovra_open(OVRA_ADDRESS_NONE, 010000); },
-        [&] { return ask("", "", "", 0).status; },
-    };
-    for (size_t i = 0; i < wrong.size(); ++i) {
-        errno = 0;
-        EXPECT_EQ(wrong[i](), -1) << i;
-        EXPECT_EQ(errno, EINVAL) << i;
-    }
+    const struct {
+        const char *what;
+        uint32_t flags;
+        ovra_send_options options;
+    } sends[] = {{"flags", 1, {1, 0, {}, 0, {}, {}}},
+                 {"version", 0, {2, 0, {}, 0, {}, {}}},
+                 {"priority", 0, {1, 0, {}, 1, {}, {}}}};
+    for (const auto &row : sends)
+        expect_refused(
+            ovra_send(queue_, service_address, 1, nullptr, 0, &sent, row.flags, &row.options),
+            row.what);
+    const struct {
+        const char *what;
+        ovra_recv_options options;
+        ovra_peer *who;
+    } receives[] = {{"version", {0, 0, 0, 0, {}}, nullptr},
+                    {"flags", {1, 2, 0, 0, {}}, nullptr},
+                    {"version of the peer", {1, 0, 0, 0, {}}, &peer}};
+    for (const auto &row : receives)
+        expect_refused(ovra_recv(queue_, &message, row.who, &row.options), row.what);
+    expect_refused(ovra_open(OVRA_ADDRESS_NONE, 010000), "mode");
+    EXPECT_EQ(ask("", "", "", 0).error, EINVAL);
     EXPECT_EQ(receive(1000).error, EBADF);
     EXPECT_EQ(send(-1, service_address, 1, ""), EBADF);
 }

@@ -10,10 +10,10 @@
 #include <arpa/inet.h>
 
 #include <kiv/kiv_lib.h>
-#include <kiv/module.h>
 #include <kiv/platform/uriparse.h>
 
 #include "failure.h"
+#include "interface_types.h"
 
 namespace kiv_shell {
 
@@ -306,67 +306,6 @@ bool is_address_of(string_view text)
     return is_address(Family, text);
 }
 
-// Bit i of a parameter's type mask allows the i-th type. A name is the type and its numbers,
-// with '/' between them.
-struct interface_type {
-    string_view name;
-    int numbers;
-};
-
-constexpr std::array interface_types{
-    interface_type{"fc", 2},
-    interface_type{"mgmt", 1},
-    interface_type{"port-channel", 1},
-};
-
-// One spelling for each number, since the name of an interface is what settings are found by.
-bool is_interface_number(string_view text)
-{
-    return text.size() <= 4 && is_all(text, is_digit) && (text == "0" || text.front() != '0');
-}
-
-bool are_interface_numbers(string_view text, int count)
-{
-    if (std::count(text.begin(), text.end(), '/') + 1 != count)
-        return false;
-    return each_piece(text, '/', [](string_view piece) {
-               return form(is_interface_number(piece));
-           }) == fit::fits;
-}
-
-fit check_interface(const kiv_parameter &parameter, string_view text)
-{
-    const uint64_t allowed = parameter.type_mask;
-    for (size_t i = 0; i < interface_types.size(); ++i) {
-        const auto &[name, numbers] = interface_types[i];
-        if (text.starts_with(name) && are_interface_numbers(text.substr(name.size()), numbers))
-            return within(allows_any(allowed) || (allowed >> i & 1) != 0);
-    }
-    return fit::wrong_form;
-}
-
-int interface_number(string_view text)
-{
-    int value = 0;
-    std::from_chars(text.data(), text.data() + text.size(), value);
-    return value;
-}
-
-// The last number of the name may be a range. The name of a type may have a '-' itself.
-fit check_interface_range(const kiv_parameter &parameter, string_view text)
-{
-    const size_t dash = text.rfind('-');
-    const string_view high = dash == string_view::npos ? "" : text.substr(dash + 1);
-    if (!is_interface_number(high))
-        return check_interface(parameter, text);
-    const string_view first = text.substr(0, dash);
-    const fit named = check_interface(parameter, first);
-    if (named == fit::wrong_form)
-        return named;
-    const size_t low = first.find_last_not_of("0123456789") + 1;
-    return interface_number(first.substr(low)) <= interface_number(high) ? named : fit::wrong_form;
-}
-
 bool is_hex_of_length(string_view text, size_t length)
 {
     return text.size() == length && is_all(text, is_hex_digit);
@@ -456,11 +395,6 @@ string_view scheme_of_bit(size_t bit)
     return of_the_shell == nullptr ? "" : of_the_shell;
 }
 
-string_view interface_type_of_bit(size_t bit)
-{
-    return bit < interface_types.size() ? interface_types[bit].name : string_view();
-}
-
 std::string show_schemes(const kiv_parameter &parameter)
 {
     return show_names(uint32_t{parameter.minimum}, scheme_of_bit);
@@ -468,7 +402,7 @@ std::string show_schemes(const kiv_parameter &parameter)
 
 std::string show_interface_types(const kiv_parameter &parameter)
 {
-    return show_names(uint64_t{parameter.type_mask}, interface_type_of_bit);
+    return show_names(uint64_t{parameter.type_mask}, interface_type_name);
 }
 
 struct argument_type {
@@ -544,32 +478,6 @@ std::string canonical_argument(const kiv_parameter &parameter, string_view text)
 {
     const argument_type *type = find_type(parameter);
     return type == nullptr ? std::string(text) : type->canonical(text);
-}
-
-interface_name read_interface(string_view text)
-{
-    size_t type = 0;
-    while (type < interface_types.size() && !text.starts_with(interface_types[type].name))
-        ++type;
-    if (type == interface_types.size())
-        return {};
-    text.remove_prefix(interface_types[type].name.size());
-    const size_t dash = text.find('-');
-    const size_t slash = text.find('/');
-    const int first = interface_number(text);
-    const int second = slash == string_view::npos ? 0 : interface_number(text.substr(slash + 1));
-    const bool has_second = slash != string_view::npos;
-    const int last = dash == string_view::npos ? has_second ? second : first
-                                               : interface_number(text.substr(dash + 1));
-    return {KIV_IFINDEX(type, first, second),
-            has_second ? KIV_IFINDEX(type, first, last) : KIV_IFINDEX(type, last, 0)};
-}
-
-uint64_t interface_mask(kiv_parameter_type type, string_view text)
-{
-    if (type != TYPE_INTERFACE && type != TYPE_INTERFACE_RANGE)
-        return 0;
-    return uint64_t{1} << KIV_IFINDEX_TYPE(read_interface(text).first);
 }
 
 bool takes_rest_of_line(const kiv_parameter &parameter)

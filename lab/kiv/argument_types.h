@@ -24,16 +24,6 @@ fit check_argument(const kiv_parameter &parameter, std::string_view text);
 // letters in bytes and identifiers. Other types have as many values as they have words.
 std::string canonical_argument(const kiv_parameter &parameter, std::string_view text);
 
-// The index (kiv/module.h) that an interface's name stands for; of a range, the first and the last.
-struct interface_name {
-    uint32_t first = 0;
-    uint32_t last = 0;
-};
-interface_name read_interface(std::string_view text);
-
-// The bit of the interface type that the text names, where the type is one of interfaces, else 0.
-uint64_t interface_mask(kiv_parameter_type type, std::string_view text);
-
 bool takes_rest_of_line(const kiv_parameter &parameter);
 
 // How the parameter is shown where one is expected, such as "<vsan 1..4093>".

@@ -7,9 +7,8 @@
 
 #include <arpa/inet.h>
 
-#include <kiv/module.h>
-
 #include "argument_types.h"
+#include "interface_types.h"
 
 namespace kiv_shell {
 
@@ -138,7 +137,7 @@ std::string interface_value(string_view text)
 
 std::string interface_range_value(string_view text)
 {
-    const interface_name named = read_interface(text);
+    const interface_indices named = read_interface(text);
     kiv_interface_range value{};
     value.count = 1;
     populate_intf_range(&value, 0, named.first, named.last);
@@ -211,7 +210,8 @@ std::vector<kiv::module::argument> arguments_of(const tree_view &tree, const com
         kiv::module::argument made;
         made.token_id = static_cast<int32_t>(kiv_be32_get(tree.node(word.node).token_id));
         made.type = type;
-        made.mask = interface_mask(type, word.value);
+        if (type == TYPE_INTERFACE || type == TYPE_INTERFACE_RANGE)
+            made.mask = interface_mask(word.value);
         made.value = row->value(word.value);
         arguments.push_back(std::move(made));
     }

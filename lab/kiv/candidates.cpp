@@ -10,7 +10,6 @@ namespace kiv_shell {
 
 namespace {
 
-constexpr std::string_view do_word = "do";
 constexpr size_t widest_column = 32;
 
 using kind = candidate::kind;
@@ -52,12 +51,6 @@ bool is_comment(std::string_view line)
     return is_blank_or_comment(line) && line.find('!') != std::string_view::npos;
 }
 
-bool is_do(const word_reader &line)
-{
-    word first;
-    return !line.at_end() && !line.peek(first) && !first.quoted && first.text == do_word;
-}
-
 class finder {
 public:
     finder(const tree_view &tree, node_index mode, std::string_view line)
@@ -88,21 +81,12 @@ private:
         return std::move(found_);
     }
 
-    // The mode goes before what is said with "do".
     std::optional<line_error> match(word_reader &words)
     {
-        so_far_ = {.node = mode_};
-        is_outside_ = false;
         if (auto error = words.check())
             return error;
-        word_reader behind = words;
-        auto error = match_words(tree_, words, so_far_);
-        if (!error || mode_ == root_node || !is_do(behind))
-            return error;
-        behind.skip_word();
-        words = behind;
-        so_far_ = {};
-        is_outside_ = true;
+        is_outside_ = skip_do(tree_, mode_, words);
+        so_far_ = {is_outside_ ? root_node : mode_, {}, {}};
         return match_words(tree_, words, so_far_);
     }
 
@@ -117,8 +101,25 @@ private:
     bool is_within_text()
     {
         const bool is_line = !so_far_.words.empty() && so_far_.words.back().is_rest_of_line;
-        const word_reader rest(typed_.rest);
-        return is_line || typed_.is_quote_open || (has_typed() && rest.peek(found_.typed));
+        if (is_line || typed_.is_quote_open)
+            return true;
+        if (!has_typed())
+            return false;
+        word_reader(typed_.rest).peek(found_.typed);
+        return begins_line();
+    }
+
+    // A word that can only be the first of a line argument.
+    bool begins_line() const
+    {
+        if (!keywords_with(tree_, so_far_.node, found_.typed.text).empty())
+            return false;
+        for (size_t i = 0; i < tree_.child_count(so_far_.node); ++i) {
+            const auto parameters = tree_.parameters(tree_.child(so_far_.node, i));
+            if (std::any_of(parameters.begin(), parameters.end(), takes_rest_of_line))
+                return true;
+        }
+        return false;
     }
 
     bool has_typed() const { return !typed_.rest.empty(); }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <memory>
 #include <tuple>
 
@@ -20,7 +21,8 @@ using namespace kiv::module;
 class part_request {
 public:
     part_request(configuration_part &part, int wait_seconds)
-        : part_(part), queue_(ovra_open(OVRA_ADDRESS_NONE, 0)), wait_seconds_(wait_seconds)
+        : part_(part), queue_(ovra_open(OVRA_ADDRESS_NONE, 0)), wait_seconds_(wait_seconds),
+          until_(clock::now() + std::chrono::seconds(wait_seconds))
     {
         if (queue_ < 0) {
             fail(errno);
@@ -45,8 +47,10 @@ public:
     void finish()
     {
         uint32_t remaining = 0;
-        while (!part_.missing && take(remaining) && remaining > 0)
+        while (!part_.missing && take(remaining) && remaining > 0) {
+            until_ = clock::now() + std::chrono::seconds(wait_seconds_);
             send(message_rest, {});
+        }
         if (part_.missing)
             part_.text.clear();
         else if (!part_.text.empty() && part_.text.back() != '\n')
@@ -54,6 +58,8 @@ public:
     }
 
 private:
+    using clock = std::chrono::steady_clock;
+
     void fail(int error) { part_.missing = transport_message(KIV_TIMEOUT_QUERY, error); }
 
     void send(uint32_t message, const std::string &payload)
@@ -73,18 +79,25 @@ private:
     bool take(uint32_t &remaining)
     {
         ovra_message answer{};
-        const ovra_recv_options options{.version = OVRA_OPTIONS_VERSION,
-                                        .flags = 0,
-                                        .wait = static_cast<uint32_t>(wait_seconds_),
-                                        .token = ovra_rr_token_get(&sent_),
-                                        .reserved = {}};
-        if (ovra_recv(queue_, &answer, nullptr, &options) != 0) {
-            fail(errno);
+        if (receive(answer) != 0) {
+            fail(errno == EAGAIN ? ETIME : errno);
             return false;
         }
         const bool taken = take_answer(answer, remaining);
         ovra_drop(&answer);
         return taken;
+    }
+
+    // The modules work at the same time, so that the time of one is not spent on another.
+    int receive(ovra_message &answer)
+    {
+        const auto left = std::chrono::ceil<std::chrono::seconds>(until_ - clock::now()).count();
+        const ovra_recv_options options{.version = OVRA_OPTIONS_VERSION,
+                                        .flags = left > 0 ? 0 : OVRA_RECV_NO_WAIT,
+                                        .wait = static_cast<uint32_t>(std::max(left, 0L)),
+                                        .token = ovra_rr_token_get(&sent_),
+                                        .reserved = {}};
+        return ovra_recv(queue_, &answer, nullptr, &options);
     }
 
     bool take_answer(const ovra_message &answer, uint32_t &remaining)
@@ -115,6 +128,7 @@ private:
     ovra_message sent_{};
     int queue_;
     int wait_seconds_;
+    clock::time_point until_;
 };
 
 } // namespace

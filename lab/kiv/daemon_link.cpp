@@ -1,5 +1,6 @@
 #include "daemon_link.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -13,6 +14,7 @@
 #include <kiv/platform/syserr.h>
 
 #include "files.h"
+#include "interface_types.h"
 #include "lab/kivd/status.h"
 
 namespace kiv_shell {
@@ -20,6 +22,7 @@ namespace kiv_shell {
 namespace {
 
 constexpr uint32_t daemon_service = 37;
+constexpr uint32_t message_interface_table = 905;
 constexpr uint32_t no_client = 0;
 constexpr int32_t wait_seconds = 10;
 constexpr const char *tree_directory = "/ubex/etc/par/";
@@ -69,6 +72,21 @@ std::string daemon_link::tree_path() const
     if (!answers_ || kivd_kiv_dynamic_parfile_name_get(no_client, name.data()) != 0)
         return {};
     return std::string(tree_directory) + name.data();
+}
+
+void daemon_link::fetch_interface_types() const
+{
+    void *reply = nullptr;
+    uint32_t size = 0;
+    if (!answers_ || cmi_req_resp(message_interface_table, CMI_MODE_QUERY, nullptr, &reply, &size,
+                                  "", "", daemon_service, no_client, wait_seconds) != 0)
+        return;
+    const std::unique_ptr<void, freed> block(reply);
+    if (size != sizeof(kiv_interface_table))
+        return;
+    const auto &table = *static_cast<const kiv_interface_table *>(reply);
+    const int32_t count = std::clamp(table.last_index + 1, 0, KIV_INTERFACE_TABLE_CAPACITY);
+    take_interface_types({table.entries, static_cast<size_t>(count)});
 }
 
 std::optional<rights> daemon_link::user_rights(const tree_view &tree) const

@@ -32,6 +32,9 @@ public:
     // The path of the tree in force; empty where the daemon has none.
     std::string tree_path() const;
 
+    // Makes the types of interfaces that are registered known to this shell.
+    void fetch_interface_types() const;
+
     // What this shell's user may run; none where that is everything.
     std::optional<rights> user_rights(const tree_view &tree) const;
 

@@ -44,18 +44,37 @@ constexpr binding bindings[] = {
     {"\\e[1;5D", "ed-prev-word"},
 };
 
+size_t columns_of(std::string_view text)
+{
+    size_t columns = 0;
+    for (size_t at = 0; at < text.size(); at += character_length(text, at)) {
+        const auto code = kiv::support::first_character(text.substr(at)).code;
+        columns += static_cast<size_t>(std::max(wcwidth(static_cast<wchar_t>(code)), 0));
+    }
+    return columns;
+}
+
 struct ended {
     void operator()(EditLine *editor) const { el_end(editor); }
-    void operator()(History *history) const { history_end(history); }
+    void operator()(History *lines) const { history_end(lines); }
 };
 
 class edited_input : public line_input {
 public:
     explicit edited_input(session &shell)
-        : shell_(shell), history_(history_init()),
-          editor_(el_init("kiv", stdin, stdout, stderr))
+        : shell_(shell), history_(history_init()), editor_(el_init("kiv", stdin, stdout, stderr))
     {
     }
+
+    // The editor would throw away what has been typed for the next program when it restores the
+    // terminal's settings, so that is left to the terminal's guard.
+    ~edited_input() override
+    {
+        if (editor_)
+            el_set(editor_.get(), EL_EDITMODE, 0);
+    }
+    edited_input(const edited_input &) = delete;
+    edited_input &operator=(const edited_input &) = delete;
 
     // False where the terminal cannot be used.
     bool set_up();
@@ -83,8 +102,8 @@ private:
 
     int read_byte(char &into);
     int read_wide(wchar_t &into);
-    void follow_terminal();
-    void draw_again();
+    bool follow_terminal();
+    void draw_again(const std::string &behind);
     std::string before_cursor() const;
     bool is_at_blank() const;
     candidates find() const;
@@ -167,6 +186,8 @@ line_input::outcome edited_input::next(const std::string &prompt, std::string &l
         is_dropped_ = false;
         read_error_ = 0;
         follow_terminal();
+        // Before the prompt, so that who answers that at once finds no terminal that echoes keys.
+        el_set(editor_.get(), EL_PREP_TERM, 1);
         int length = 0;
         const char *text = el_gets(editor_.get(), &length);
         if (is_dropped_)
@@ -223,7 +244,7 @@ unsigned char edited_input::help()
     }
     write_all(STDOUT_FILENO, lines_below());
     shell_.report({}, before_cursor(), *found.error);
-    draw_again();
+    draw_again({});
     return CC_NORM;
 }
 
@@ -248,17 +269,20 @@ int edited_input::read_wide(wchar_t &into)
 {
     constexpr size_t longest_character = 4;
     char bytes[longest_character];
-    for (size_t count = 0;;) {
-        const int got = read_byte(bytes[count]);
-        if (got <= 0)
+    for (size_t count = 0;; count %= longest_character) {
+        char byte = 0;
+        if (const int got = read_byte(byte); got <= 0)
             return got;
-        const auto found = kiv::support::first_character({bytes, ++count});
+        const bool continues = (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+        count = continues ? count : 0;
+        if (continues && count == 0)
+            continue;
+        bytes[count++] = byte;
+        const auto found = kiv::support::first_character({bytes, count});
         if (found.length != 0) {
             into = static_cast<wchar_t>(found.code);
             return 1;
         }
-        if (count == longest_character)
-            count = 0;
     }
 }
 
@@ -273,13 +297,66 @@ int edited_input::read_byte(char &into)
             poll(&ready, 1, -1);
         else if (errno != EINTR)
             return -1;
-        if (...)
+        if (follow_terminal())
+            draw_again("\r");
     }
 }
 
-// The settings may be those of another program after the shell was stopped.
-void edited_input::follow_terminal()
+// Says whether the line has to be drawn again. The settings may be those of another program after
+// the shell was stopped.
+bool edited_input::follow_terminal()
 {
+    const bool is_resized = take_window_change();
+    const bool is_back = take_resumption();
+    if (is_resized)
+        el_resize(editor_.get());
+    if (is_back) {
+        el_set(editor_.get(), EL_PREP_TERM, 0);
+        el_set(editor_.get(), EL_PREP_TERM, 1);
+    }
+    return is_resized || is_back;
+}
+
+std::string edited_input::before_cursor() const
+{
+    const LineInfo *line = el_line(editor_.get());
+    return {line->buffer, line->cursor};
+}
+
+bool edited_input::is_at_blank() const
+{
+    const LineInfo *line = el_line(editor_.get());
+    return line->cursor != line->lastchar && *line->cursor == ' ';
+}
+
+candidates edited_input::find() const
+{
+    return find_candidates(shell_.tree(), shell_.modes().current(), before_cursor());
+}
+
+// What moves from the cursor to the row below the line.
+std::string edited_input::lines_below() const
+{
+    const LineInfo *line = el_line(editor_.get());
+    const size_t columns = std::max(find_window_size().columns, 1U);
+    const size_t before = columns_of(prompt_) + columns_of({line->buffer, line->cursor});
+    const size_t after = columns_of({line->cursor, line->lastchar});
+    std::string moves;
+    for (size_t row = before / columns; row <= (before + after) / columns; ++row)
+        moves += "\r\n";
+    return moves;
+}
+
+void edited_input::show_below(const std::string &text)
+{
+    draw_again(lines_below() + text);
+}
+
+// The editor takes the line for not yet drawn, and begins where the cursor is.
+void edited_input::draw_again(const std::string &behind)
+{
+    write_all(STDOUT_FILENO, behind);
+    el_set(editor_.get(), EL_REFRESH);
 }
 
 } // namespace

@@ -46,6 +46,7 @@ failure followed_tree::open()
     }
     path_ = path;
     view_ = file_.view();
+    daemon_.fetch_interface_types();
     return failed;
 }
 
@@ -69,6 +70,7 @@ bool followed_tree::refresh()
     path_ = path;
     file_ = std::move(fresh);
     view_ = file_.view();
+    daemon_.fetch_interface_types();
     return true;
 }
 

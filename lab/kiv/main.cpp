@@ -7,6 +7,7 @@
 
 #include <fcntl.h>
 
+#include "at_terminal.h"
 #include "command_session.h"
 #include "daemon_link.h"
 #include "files.h"
@@ -65,7 +66,8 @@ int start(int argc, char **argv)
         return run_command_session(chosen, tree, store, daemon, limit);
     session shell(chosen, tree.view(), store, standard_streams());
     shell.take_part(daemon, tree, limit);
-    return run(shell);
+    const bool is_typed = chosen.input == input_kind::standard_input && isatty(STDIN_FILENO) == 1;
+    return is_typed ? run_at_terminal(shell) : run(shell);
 }
 
 } // namespace

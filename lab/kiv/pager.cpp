@@ -48,8 +48,7 @@ bool is_long(std::string_view text, const window_size &screen)
         return false;
     size_t rows = 0;
     size_t column = 0;
-    for (size_t at = 0; at < text.size() && rows < screen.rows;
-         at += character_length(text, at)) {
+    for (size_t at = 0; at < text.size() && rows < screen.rows; at += character_length(text, at)) {
         if (text[at] == '\n' || column == screen.columns) {
             ++rows;
             column = 0;

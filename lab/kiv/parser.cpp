@@ -218,6 +218,20 @@ std::optional<line_error> match_redirection(word_reader &line, command &into)
     return {};
 }
 
+bool skip_do(const tree_view &tree, node_index mode, word_reader &line)
+{
+    word first;
+    if (mode == root_node || line.at_end() || line.peek(first) || first.quoted ||
+        first.text != do_word)
+        return false;
+    for (const keyword &row : keywords_with(tree, mode, do_word)) {
+        if (row.token == do_word)
+            return false;
+    }
+    line.skip_word();
+    return true;
+}
+
 std::string canonical_line(const command &parsed)
 {
     std::string line;

@@ -23,9 +23,7 @@ void await_terminal(const std::string &prompt)
 
 } // namespace
 
-plain_input::plain_input() : prompts_(isatty(STDIN_FILENO) == 1)
-{
-}
+plain_input::plain_input() : prompts_(isatty(STDIN_FILENO) == 1) {}
 
 line_input::outcome plain_input::next(const std::string &prompt, std::string &line)
 {

@@ -49,19 +49,16 @@ int run(session &shell)
     case input_kind::standard_input:
         break;
     }
-    return run_standard_input(shell);
+    plain_input lines;
+    return run_lines(shell, lines);
 }
 
-int run_standard_input(session &shell)
+int run_lines(session &shell, line_input &lines)
 {
-    const bool prompts = isatty(STDIN_FILENO) == 1;
-    line_reader lines(STDIN_FILENO, "standard input");
     int status = status_done;
     std::string line;
     while (!shell.ended()) {
-        if (prompts)
-            write_all(STDOUT_FILENO, prompt(shell));
-        const auto outcome = lines.next(line);
+        const auto outcome = lines.next(prompt(shell), line);
         if (outcome == line_reader::outcome::failed) {
             complain(lines.reason());
             return status_failed;

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "line_input.h"
 #include "session.h"
 
 namespace kiv_shell {
@@ -13,8 +14,8 @@ enum exit_status { status_done = 0, status_failed = 1, status_unusable = 2 };
 // What the options ask for.
 int run(session &shell);
 
-// Every line, also after one that failed. With a prompt when the input is a terminal.
-int run_standard_input(session &shell);
+// Every line, also after one that failed.
+int run_lines(session &shell, line_input &lines);
 
 // Up to the first line that fails.
 int run_command_file(session &shell, const std::string &name);

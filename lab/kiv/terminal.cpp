@@ -115,6 +115,7 @@ terminal_guard::terminal_guard()
 
 terminal_guard::~terminal_guard()
 {
+    restore_settings();
     for (const noted_signal &row : noted)
         sigaction(row.number, &row.previous, nullptr);
     for (const ending_signal &row : ending)

@@ -12,8 +12,9 @@ struct window_size {
 // Of the terminal that is standard output.
 window_size find_window_size();
 
-// While there is one of these, the keys for interrupting and quitting do not end the shell, and
-// whatever else ends it leaves the terminal's settings as they were. One at a time.
+// While there is one of these, the keys for interrupting and quitting do not end the shell. Its end,
+// and whatever ends the shell before that, leaves the terminal's settings as they were. One at a
+// time.
 class terminal_guard {
 public:
     terminal_guard();

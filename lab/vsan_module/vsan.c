@@ -19,29 +19,27 @@ static int is_allowed(const struct pinfo *info, int32_t number)
 
 /* -- Creating and removing: one, a range, or several -- */
 
-/* The ranges of the command's argument, whichever of its types it has. Returns their number, 0
- * where there are none. */
+/* The ranges of the command's argument, whichever of the three types it has. Returns their number,
+ * 0 after a message where it has none of them. */
 static int32_t ranges_of(const struct pinfo *info, kiv_int_range *one, const kiv_int_range **ranges)
 {
     const int32_t place = info->submode_context;
-    const uint32_t type = place < info->parameter_count ? info->args[place]->type : TYPE_VSAN;
-    const void *value = command_argument(info, 0, type);
-    if (value == NULL)
-        return 0;
+    const uint32_t type = place < info->parameter_count ? info->args[place]->type : TYPE_NONE;
     *ranges = one;
-    switch (type) {
-    case TYPE_VSAN:
-        one->low = one->high = *(const int32_t *)value;
-        return 1;
-    case TYPE_VSAN_RANGE:
-        *one = *(const kiv_int_range *)value;
-        return 1;
-    case TYPE_VSAN_MULTI_RANGE:
-        *ranges = ((const kiv_int_multi_range *)value)->ranges;
-        return ((const kiv_int_multi_range *)value)->count;
-    default:
-        return 0;
+    if (type == TYPE_VSAN_MULTI_RANGE) {
+        const kiv_int_multi_range *several = command_argument(info, 0, type);
+        *ranges = several->ranges;
+        return several->count;
     }
+    if (type == TYPE_VSAN_RANGE) {
+        *one = *(const kiv_int_range *)command_argument(info, 0, type);
+        return 1;
+    }
+    const int32_t *number = command_argument(info, 0, TYPE_VSAN);
+    if (number == NULL)
+        return 0;
+    one->low = one->high = *number;
+    return 1;
 }
 
 static int check(const struct pinfo *info, const kiv_int_range *range)
@@ -76,7 +74,7 @@ int vsan(struct pinfo *info)
     kiv_int_range one;
     const kiv_int_range *ranges = NULL;
     const int32_t count = ranges_of(info, &one, &ranges);
-    if (count <= 0)
+    if (count == 0)
         return -1;
     for (int32_t i = 0; i < count; ++i) {
         if (check(info, &ranges[i]) != 0)

@@ -2,6 +2,7 @@
 #include <poll.h>
 #include <stdio.h>
 
+#include <kiv/kiv_exec_lib.h>
 #include <kiv/module.h>
 
 static int show_hello(struct pinfo *info)

@@ -29,7 +29,8 @@ try_programs() { # folder of the programs
 }
 
 "$cmake" -S "$source_dir" -B "$work/cmake" -G Ninja -DCMAKE_PREFIX_PATH="$installed" \
-    -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" >"$work/cmake.log"
+    -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" \
+    -DCMAKE_C_FLAGS="-Wall -Wextra -Werror" -DCMAKE_CXX_FLAGS="-Wall -Wextra -Werror" >"$work/cmake.log"
 "$cmake" --build "$work/cmake" >"$work/cmake.log" || { cat "$work/cmake.log"; exit 1; }
 try_programs "$work/cmake"
 
@@ -41,7 +42,7 @@ build_one() { # package, program, compiler...
     read -ra flags <<<"$(pkg-config --cflags --libs "$1")"
     local out=$work/pkgconfig/$2
     shift 2
-    "$@" -o "$out" "${flags[@]}" -Wl,-rpath,"$(pkg-config --variable=libdir kiv)"
+    "$@" -Wall -Wextra -Werror -o "$out" "${flags[@]}" -Wl,-rpath,"$(pkg-config --variable=libdir kiv)"
 }
 cd "$source_dir"
 build_one kiv c_program "$cc" -std=c11 program.c

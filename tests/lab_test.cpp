@@ -1,0 +1,350 @@
+// Shell, daemon and modules as one switch, and what happens to the user when a part of it fails.
+
+#include <csignal>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <kiv/kiv_exec_lib.h>
+#include <kiv/module.h>
+
+#include "daemon_process.h"
+#include "grammar/compile.h"
+#include "module_process.h"
+#include "shell_child.h"
+#include "switch_root.h"
+
+namespace {
+
+using shell_child::callback_error;
+using shell_child::parse_error;
+using shell_child::running_shell;
+using shell_child::success;
+using switch_root::outcome;
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+
+const std::string no_communication = "Communication could not be established with the process\n";
+const std::string no_answer_to_query =
+    "Process did not respond within the expected timeframe, please try again.\n";
+const std::string no_answer_to_change =
+    "Process did not respond within the expected timeframe\n"
+    "Please check if the command was successful using appropriate show commands\n";
+
+// -- A module whose functions misbehave
+
+constexpr uint32_t odd_service = 701;
+constexpr const char *odd_grammar = R"(
+module odd
+message-type 701
+keyword exit "Leave the mode, or the shell"
+  module kiv
+  name exit-command
+  message-type 0
+  run exit
+keyword odd "Commands of a module that misbehaves"
+  keyword arguments "Print the arguments"
+    argument int 1..9
+      or string 8
+      run show_arguments
+      argument interface 0x8
+        run show_arguments
+  keyword die "End in the middle of the command"
+    run die
+  keyword stop "Stop in the middle of the command"
+    run stop
+  keyword fail "Print something and fail"
+    run fail
+  keyword much "Print much"
+    run show_much
+  keyword missing "A function that the module does not have"
+    run missing
+keyword configure
+  module kiv
+  roles network-admin
+  keyword terminal
+    module kiv
+    keyword odd
+      generator odd_running_config
+      priority 15
+      argument int 1..9
+        run set_odd
+        submode "config-odd"
+        keyword set
+          argument line
+            run set_odd
+        keyword stop
+          run stop_change
+        keyword show "A command that shows something, but not with this word"
+          run show_arguments
+        link exit-command
+)";
+
+int show_arguments(pinfo *info)
+{
+    kiv_buf_printf("%d of %d:", info->submode_context, info->parameter_count);
+    for (int i = 0; i < info->parameter_count; ++i) {
+        const param_arg &argument = *info->args[i];
+        if (argument.type == TYPE_INT)
+            kiv_buf_printf(" %d", *static_cast<const int32_t *>(argument.value));
+        else if (argument.type == TYPE_INTERFACE)
+            kiv_buf_printf(" %x/%llx", static_cast<const kiv_interface *>(argument.value)->ifindex,
+                           static_cast<unsigned long long>(argument.mask));
+        else
+            kiv_buf_printf(" \"%s\"", static_cast<const char *>(argument.value));
+    }
+    kiv_buf_printf("\n");
+    return 0;
+}
+
+int die(pinfo *)
+{
+    _exit(1);
+}
+
+int stop(pinfo *)
+{
+    raise(SIGSTOP);
+    kiv_buf_printf("went on\n");
+    return 0;
+}
+
+int fail(pinfo *)
+{
+    kiv_buf_printf("first line\nit cannot be done\n");
+    return -1;
+}
+
+std::string much()
+{
+    std::string text;
+    for (int i = 0; i < 30'000; ++i)
+        text += "line " + std::to_string(i) + "\n";
+    return text;
+}
+
+int show_much(pinfo *)
+{
+    kiv_buf_printf("%s", much().c_str());
+    return 0;
+}
+
+int odd_running_config(pinfo *info)
+{
+    kiv_buf_printf("odd 1\n  set %s\n", info->ascii_gen != 0 ? "generated" : "run");
+    return 0;
+}
+
+int serve_odd()
+{
+    static constexpr kiv_module_command commands[] = {
+        {"show_arguments", show_arguments, 0},
+        {"die", die, 0},
+        {"stop", stop, 0},
+        {"stop_change", stop, KIV_MODULE_CHANGES},
+        {"fail", fail, 0},
+        {"show_much", show_much, 0},
+        {"set_odd", show_arguments, KIV_MODULE_CHANGES},
+        {"odd_running_config", odd_running_config, 0},
+        {nullptr, nullptr, 0},
+    };
+    kiv_intf_help_info help;
+    kiv_intf_help_info_reset(&help, "eth<port>");
+    kiv_intf_help_info_add(&help, "port", 1, 4);
+    const intf_reg_info type{"eth", 3, 1, "", "", "", &help, 0};
+    const kiv_module_description odd{"odd", odd_service, commands, 0x8, &type};
+    return kiv_module_run(&odd);
+}
+
+class Lab : public daemon_process::test {
+protected:
+    void SetUp() override
+    {
+        test::SetUp();
+        mkdir("/ubex/cfg", 0755);
+        switch_root::write_file("/ubex/cfg/running.cfg", "");
+        const kiv::grammar::result odd = kiv::grammar::compile(odd_grammar);
+        ASSERT_TRUE(odd.errors.empty()) << odd.errors.front().text;
+        daemon_process::write_tree("odd", odd.nodes);
+        daemon.emplace();
+        daemon->serves();
+        start_module();
+    }
+
+    void start_module()
+    {
+        module.emplace(odd_service, serve_odd);
+        daemon->wait_for(" of 2 trees");
+    }
+
+    void start_daemon_again()
+    {
+        daemon.reset();
+        daemon.emplace();
+        daemon->serves();
+    }
+
+    static outcome run_shell(const std::string &arguments)
+    {
+        return switch_root::run("/usr/sbin/kiv.bin -W 1 " + arguments);
+    }
+
+    static outcome run_line(const std::string &line) { return run_shell("-c '" + line + "'"); }
+
+    std::optional<daemon_process::running> daemon;
+    std::optional<module_process::running> module;
+};
+
+TEST_F(Lab, AModuleGetsTheArgumentsOfTheLineAndOfItsModes)
+{
+    running_shell shell;
+    EXPECT_EQ(shell.answer_to("odd arguments 7"), "0 of 1: 7\n" + success);
+    EXPECT_EQ(shell.answer_to("odd arguments seven eth4"),
+              "0 of 2: \"seven\" 30010000/8\n" + success);
+    EXPECT_THAT(
+        shell.answer_to("odd arguments 7 eth5"),
+        AllOf(HasSubstr("out of bounds; expected: <interface eth>"), EndsWith(parse_error)));
+    EXPECT_EQ(shell.answer_to("configure terminal"), success);
+    EXPECT_EQ(shell.answer_to("odd 3"), "0 of 1: 3\n" + success);
+    EXPECT_EQ(shell.answer_to("set a \"b\"  c"), "1 of 2: 3 \"a \"b\"  c\"\n" + success);
+    EXPECT_EQ(shell.answer_to("do odd arguments 7"), "0 of 1: 7\n" + success);
+    EXPECT_EQ(shell.answer_to("do odd arg x"), "0 of 1: \"x\"\n" + success);
+    EXPECT_THAT(shell.answer_to("do configure terminal"),
+                AllOf(HasSubstr("cannot be run with \"do\""), EndsWith(callback_error)));
+    EXPECT_THAT(shell.answer_to("do odd arg"),
+                AllOf(HasSubstr("do odd arg\n          ^\n% incomplete"), EndsWith(parse_error)));
+    EXPECT_EQ(shell.answer_to("set still here"), "1 of 2: 3 \"still here\"\n" + success);
+}
+
+TEST_F(Lab, WhatAModulePrintsComesWhole)
+{
+    EXPECT_EQ(run_line("odd much").output, much());
+    EXPECT_EQ(run_line("odd much > /ubex/much").status, 0);
+    EXPECT_EQ(switch_root::read_file("/ubex/much"), much());
+    running_shell shell;
+    shell.answer_to("xml-show on");
+    EXPECT_EQ(shell.answer_to("odd arguments 7"),
+              "<show command=\"odd arguments 7\">\n<line>0 of 1: 7</line>\n</show>\n" + success);
+}
+
+TEST_F(Lab, ACommandThatFailsSaysWhyAndLeavesFilesAlone)
+{
+    switch_root::write_file("/ubex/file", "old");
+    const outcome failed = run_line("odd fail > /ubex/file");
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_EQ(failed.error, "first line\nit cannot be done\n");
+    EXPECT_EQ(switch_root::read_file("/ubex/file"), "old");
+    const outcome missing = run_line("odd missing");
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_THAT(missing.error, HasSubstr("has no function missing"));
+}
+
+TEST_F(Lab, AModuleThatDiesInACommandIsACommunicationFailure)
+{
+    running_shell shell;
+    EXPECT_EQ(shell.answer_to("odd die"), no_communication + callback_error);
+    daemon->wait_for(" of 1 trees");
+    EXPECT_THAT(shell.answer_to("odd arguments 7"), EndsWith(parse_error)) << "no such command now";
+    start_module();
+    EXPECT_EQ(shell.answer_to("odd arguments 7"), "0 of 1: 7\n" + success);
+}
+
+TEST_F(Lab, AModuleThatDoesNotAnswerIsATimeOut)
+{
+    running_shell shell({"/usr/sbin/kiv.bin", "-W", "1", "--session"});
+    EXPECT_EQ(shell.answer_to("odd stop"), no_answer_to_query + callback_error);
+    EXPECT_EQ(shell.answer_to("odd arguments 7"), no_answer_to_query + callback_error);
+    EXPECT_EQ(module->signal(SIGCONT), 0);
+    EXPECT_EQ(shell.answer_to("odd arguments 8"), "0 of 1: 8\n" + success)
+        << "an answer that came too late was taken for this one's";
+    shell.answer_to("configure terminal");
+    shell.answer_to("odd 1");
+    EXPECT_EQ(shell.answer_to("stop"), no_answer_to_change + callback_error);
+    EXPECT_EQ(module->signal(SIGCONT), 0);
+}
+
+TEST_F(Lab, TheRunningConfigurationIsThatOfAllByPriority)
+{
+    switch_root::write_file("/ubex/cfg/running.cfg", "switchname a\nsnmp contact x\nvsan 9\n");
+    const outcome all = run_shell("-o 1 -c 'show running-config'");
+    EXPECT_EQ(all.status, 0) << all.error;
+    EXPECT_EQ(all.output, "switchname a\nsnmp contact x\nodd 1\n  set generated\nvsan 9\n");
+    switch_root::write_file("/ubex/again", all.output);
+    EXPECT_EQ(run_shell("-e 0x8000 -r /ubex/again").status, 1) << "vsan 9 has no module";
+    switch_root::write_file("/ubex/again",
+                            "switchname a\nodd 1\n  set generated\nsnmp contact x\n");
+    EXPECT_EQ(run_shell("-r /ubex/again").status, 0);
+}
+
+TEST_F(Lab, AMissingPartOfTheRunningConfigurationIsNamed)
+{
+    switch_root::write_file("/ubex/cfg/running.cfg", "switchname a\nvsan 9\n");
+    switch_root::write_file("/ubex/file", "old");
+    EXPECT_EQ(module->signal(SIGSTOP), 0);
+    const outcome partial = run_shell("-o 1 -c 'show running-config'");
+    EXPECT_EQ(partial.status, 1);
+    const std::string missing =
+        "! MISSING: odd_running_config of module odd: " + no_answer_to_query;
+    EXPECT_EQ(partial.output, "switchname a\n" + missing + "vsan 9\n");
+    EXPECT_EQ(partial.error, "% the running configuration is incomplete:\n" + missing);
+    EXPECT_EQ(run_shell("-c 'show running-config > /ubex/file'").status, 1);
+    EXPECT_EQ(switch_root::read_file("/ubex/file"), "old");
+    EXPECT_EQ(module->signal(SIGCONT), 0);
+    EXPECT_EQ(run_shell("-c 'show running-config > /ubex/file'").status, 0);
+}
+
+TEST_F(Lab, AConfigurationFileIsCheckedWholeBeforeAModuleSeesItsFirstLine)
+{
+    switch_root::write_file("/ubex/c", "switchname new\nodd 1\n  set a\nodd 10\n  ste b\n");
+    const outcome wrong = run_shell("-r /ubex/c");
+    EXPECT_EQ(wrong.status, 1);
+    EXPECT_THAT(wrong.error, AllOf(HasSubstr("/ubex/c:4: %"), HasSubstr("/ubex/c:5: %")));
+    EXPECT_EQ(wrong.output, "");
+    switch_root::write_file("/ubex/c", "switchname new\nodd 1\n  set a\n");
+    const outcome right = run_shell("-r /ubex/c");
+    EXPECT_EQ(right.status, 0) << right.error;
+    EXPECT_THAT(right.output, HasSubstr("0 of 1: 1\n1 of 2: 1 \"a\"\n"));
+    EXPECT_THAT(switch_root::read_file("/ubex/cfg/running.cfg"), HasSubstr("switchname new"));
+}
+
+TEST_F(Lab, ShellAndModuleGoOnWithTheNextDaemon)
+{
+    running_shell shell;
+    EXPECT_EQ(shell.answer_to("configure terminal"), success);
+    EXPECT_EQ(shell.answer_to("odd 1"), "0 of 1: 1\n" + success);
+    daemon.reset();
+    EXPECT_EQ(run_line("show version").status, 0) << "without a daemon";
+    EXPECT_THAT(shell.answer_to("set no daemon"), EndsWith(callback_error));
+    EXPECT_EQ(shell.answer_to("do odd arguments 7"), "0 of 1: 7\n" + success);
+    unlink("/ubex/etc/kivd/state");
+    unlink("/ubex/etc/kivd/state.previous");
+    daemon.emplace();
+    daemon->wait_for(" of 2 trees");
+    EXPECT_EQ(shell.answer_to("set again"), "1 of 2: 1 \"again\"\n" + success)
+        << "the lock has to be had again";
+    EXPECT_EQ(daemon_process::status().lock_pid > 0, true);
+    EXPECT_EQ(run_line("odd arguments 7").status, 0);
+}
+
+TEST_F(Lab, OneShellConfiguresModulesAtATime)
+{
+    running_shell first;
+    running_shell second;
+    EXPECT_EQ(first.answer_to("configure terminal"), success);
+    EXPECT_EQ(first.answer_to("odd 1"), "0 of 1: 1\n" + success);
+    EXPECT_THAT(second.answer_to("configure terminal"), HasSubstr("locked by another session"));
+    EXPECT_EQ(second.answer_to("odd arguments 7"), "0 of 1: 7\n" + success);
+    start_daemon_again();
+    EXPECT_EQ(second.answer_to("configure terminal"), success);
+    EXPECT_THAT(first.answer_to("set lost"), HasSubstr("locked by another session"));
+    second.kill();
+    daemon->wait_for("lock released");
+    EXPECT_EQ(first.answer_to("set mine"), "1 of 2: 1 \"mine\"\n" + success);
+}
+
+} // namespace

@@ -1,0 +1,483 @@
+// Modules as the shell and the daemon know them: rights, output, registration, and the sample one.
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+
+#include <gmock/gmock.h>
+
+#include <kiv/kiv_exec_lib.h>
+#include <kiv/kivd_lib.h>
+#include <kiv/module.h>
+#include <kiv/platform/syserr.h>
+
+#include "daemon_process.h"
+#include "lab/roles/decision.h"
+#include "module_process.h"
+#include "switch_root.h"
+
+namespace {
+
+using daemon_process::living;
+using module_process::argument_of;
+using module_process::fetch;
+using module_process::response;
+using module_process::run;
+using module_process::text_argument;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr uint32_t test_service = 700;
+constexpr uint32_t vsan_service = 610;
+constexpr uid_t storage_user = 12345;
+constexpr const char *state_file = "/ubex/vsan-state";
+
+// -- A module of the test's own
+
+// More than two pieces, of lines that differ.
+std::string much_text()
+{
+    std::string text;
+    for (int line = 0; line < 20'000; ++line)
+        text.append("line ").append(std::to_string(line)).append(" of a long output\n");
+    return text;
+}
+
+int print_much(pinfo *)
+{
+    kiv_buf_printf("%s", much_text().c_str());
+    return 0;
+}
+
+int who_am_i(pinfo *info)
+{
+    kiv_buf_printf("%s %s vsan 10 %d vsan 30 %d", info->username,
+                   info->is_admin != 0 ? "administrator" : "user",
+                   kiv_is_vsan_allowed(&info->vsan_mask, 10),
+                   kiv_is_vsan_allowed(&info->vsan_mask, 30));
+    return 0;
+}
+
+int do_nothing(pinfo *info)
+{
+    return info->no_flag != 0 ? 7 : 0;
+}
+
+constexpr kiv_module_command test_commands[] = {
+    {"print_much", print_much, 0}, {"who_am_i", who_am_i, 0},
+    {"do_nothing", do_nothing, 0}, {"change", do_nothing, KIV_MODULE_CHANGES},
+    {nullptr, nullptr, 0},
+};
+
+int serve_test_module()
+{
+    const kiv_module_description description{"test", test_service, test_commands, 0, nullptr};
+    return kiv_module_run(&description);
+}
+
+int serve_vsan_module()
+{
+    execl(VSAN_MODULE_PATH, VSAN_MODULE_PATH, "--state", state_file, nullptr);
+    return 127;
+}
+
+struct test_module : module_process::running {
+    test_module() : running(test_service, serve_test_module) {}
+};
+
+struct vsan_module : module_process::running {
+    vsan_module() : running(vsan_service, serve_vsan_module) {}
+};
+
+module_process::argument vsan_number(int32_t number)
+{
+    return argument_of(TYPE_VSAN, number);
+}
+
+module_process::argument interface_name(uint32_t slot, uint32_t port)
+{
+    return argument_of(TYPE_INTERFACE, KIV_IFINDEX(0, slot, port));
+}
+
+std::string running_configuration()
+{
+    return run(vsan_service, "vsan_running_config").output +
+           run(vsan_service, "fc_running_config").output;
+}
+
+class Module : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        switch_root::require();
+        std::signal(SIGPIPE, SIG_IGN);
+        unlink(state_file);
+        switch_root::run("cp " TREES_DIR "/vsan.par /ubex/etc/par/vsan.par");
+    }
+};
+
+TEST_F(Module, RefusesDescriptionsThatAreNone)
+{
+    const intf_reg_info nameless{};
+    const std::string long_function(kiv::module::function_size, 'f');
+    const kiv_module_command without_function[] = {{"f", nullptr, 0}, {nullptr, nullptr, 0}};
+    const kiv_module_command too_long[] = {{long_function.c_str(), do_nothing, 0},
+                                           {nullptr, nullptr, 0}};
+    const kiv_module_description wrong[] = {
+        {nullptr, 700, test_commands, 0, nullptr},
+        {"", 700, test_commands, 0, nullptr},
+        {"a-name-of-24-characters-", 700, test_commands, 0, nullptr},
+        {"m", 255, test_commands, 0, nullptr},
+        {"m", 65536, test_commands, 0, nullptr},
+        {"m", 700, nullptr, 0, nullptr},
+        {"m", 700, without_function, 0, nullptr},
+        {"m", 700, too_long, 0, nullptr},
+        {"m", 700, test_commands, 1, nullptr},
+        {"m", 700, test_commands, 1, &nameless},
+    };
+    for (const kiv_module_description &each : wrong) {
+        EXPECT_EQ(kiv_module_open(&each), nullptr);
+        EXPECT_EQ(errno, EINVAL) << &each - wrong;
+    }
+    EXPECT_EQ(kiv_module_open(nullptr), nullptr);
+    kiv_module_close(nullptr);
+}
+
+TEST_F(Module, HasItsServiceAccessPointAlone)
+{
+    const test_module other;
+    const kiv_module_description second{"second", test_service, test_commands, 0, nullptr};
+    EXPECT_EQ(kiv_module_open(&second), nullptr);
+    EXPECT_EQ(errno, EADDRINUSE);
+}
+
+TEST_F(Module, AnswersWithResultAndOutputAndRefusesTheRest)
+{
+    const test_module served;
+    if (geteuid() != 0)
+        GTEST_SKIP() << "without a daemon only root is served";
+    EXPECT_EQ(run(test_service, "no do_nothing").result, 7);
+    const response quiet = run(test_service, "do_nothing");
+    EXPECT_EQ(quiet.status, 0U);
+    EXPECT_EQ(quiet.output, "");
+    const response unknown = run(test_service, "missing");
+    EXPECT_EQ(unknown.status, KIV_ERROR_NOT_FOUND);
+    EXPECT_THAT(unknown.output, HasSubstr("missing"));
+    for (const std::string &garbage : {std::string(), std::string("x"), std::string(70'000, 'x')})
+        EXPECT_EQ(fetch(test_service, garbage).status, KIV_ERROR_BAD_MESSAGE);
+    response other;
+    exchange(test_service, 4711, "", other);
+    EXPECT_EQ(other.status, KIV_ERROR_BAD_MESSAGE);
+    EXPECT_THAT(run(test_service, "who_am_i").output,
+                AllOf(HasSubstr("root administrator"), HasSubstr("vsan 30 1")));
+}
+
+TEST_F(Module, SendsLongOutputInPiecesToWhoeverFetchesThem)
+{
+    const test_module served;
+    if (geteuid() != 0)
+        GTEST_SKIP() << "without a daemon only root is served";
+    EXPECT_EQ(run(test_service, "print_much").output, much_text());
+
+    // Another request gives up what is left of the one before.
+    const std::string request = kiv::module::write_request("print_much", pinfo{}, {});
+    response begun;
+    EXPECT_GT(exchange(test_service, kiv::module::message_run, request, begun), 0U);
+    run(test_service, "do_nothing");
+    response late;
+    EXPECT_EQ(exchange(test_service, kiv::module::message_rest, "", late), 0U);
+    EXPECT_EQ(late.status, KIV_ERROR_NOT_FOUND);
+
+    // Of more half-fetched outputs than are kept, the oldest is gone.
+    exchange(test_service, kiv::module::message_run, request, begun);
+    for (int i = 0; i < 8; ++i)
+        const living other([&] {
+            response its;
+            return exchange(test_service, kiv::module::message_run, request, its) > 0 ? 0 : 1;
+        });
+    exchange(test_service, kiv::module::message_rest, "", late);
+    EXPECT_EQ(late.status, KIV_ERROR_NOT_FOUND);
+    EXPECT_EQ(run(test_service, "print_much").output, much_text());
+}
+
+// -- With the daemon
+
+TEST_F(Module, ChangesAreForTheHolderOfTheLock)
+{
+    daemon_process::running daemon;
+    daemon.serves();
+    const test_module served;
+    EXPECT_EQ(run(test_service, "change").status, KIV_ERROR_LOCKED);
+    {
+        const living other([] { return kivd_cli_lock(0, 1); });
+        EXPECT_EQ(other.result(), 0);
+        EXPECT_EQ(run(test_service, "change").status, KIV_ERROR_LOCKED);
+        EXPECT_EQ(run(test_service, "do_nothing").status, 0U);
+    }
+    ASSERT_EQ(kivd_cli_lock(0, 1), 0);
+    EXPECT_EQ(run(test_service, "change").status, 0U);
+    ASSERT_EQ(kivd_cli_unlock(0, 1), 0);
+    EXPECT_EQ(run(test_service, "change").status, KIV_ERROR_LOCKED);
+}
+
+TEST_F(Module, RegistersOnceThereIsADaemonAndAgainWithTheNextOne)
+{
+    const vsan_module served;
+    {
+        daemon_process::running first;
+        first.wait_for("nodes of 2 trees");
+        EXPECT_EQ(first.end(SIGKILL), SIGKILL);
+    }
+    // The second one has lost what the first one knew.
+    switch_root::run("rm -rf /ubex/etc/kivd");
+    daemon_process::running second;
+    second.wait_for("nodes of 2 trees");
+    kiv_interface_table_entry *types = nullptr;
+    const int queue = ovra_open(OVRA_ADDRESS_NONE, 0);
+    ASSERT_EQ(kivd_interface_table_get(queue, &types), 1);
+    EXPECT_STREQ(types->name, "fc");
+    free(types);
+    ovra_close(queue);
+}
+
+TEST_F(Module, WithdrawsItsTreeWhenItIsToldToEnd)
+{
+    daemon_process::running daemon;
+    daemon.serves();
+    vsan_module served;
+    daemon.wait_for("nodes of 2 trees");
+    EXPECT_EQ(served.end(SIGTERM), 0);
+    daemon.wait_for("nodes of 1 trees");
+}
+
+TEST_F(Module, IsNotHeldUpByADaemonThatIsStopped)
+{
+    daemon_process::running daemon;
+    daemon.serves();
+    kill(daemon.pid(), SIGSTOP);
+    const test_module served;
+    if (geteuid() == 0) {
+        EXPECT_EQ(run(test_service, "do_nothing").status, 0U);
+    }
+    EXPECT_EQ(run(test_service, "change").status, KIV_ERROR_DENIED);
+    kill(daemon.pid(), SIGCONT);
+}
+
+void write_role()
+{
+    kivd_perm_group_conf_cli_wrapper change{};
+    kivd_perm_group_conf_cli_wrapper_init(&change);
+    robust_strcpy(change.role_name, "storage");
+    EXPECT_EQ(daemon_process::ask(919, &change, sizeof change).status, 0);
+    change.kind = KIVD_ROLE_CHANGE_VSAN_LIST;
+    for (uint32_t vsan = 10; vsan <= 20; ++vsan)
+        bmask4096_set_bit(&change.vsans, vsan);
+    EXPECT_EQ(daemon_process::ask(911, &change, sizeof change).status, 0);
+    change.kind = KIVD_ROLE_CHANGE_RULE;
+    change.rule_num = 1;
+    kivd_perm_group_conf_entry_populate(&change.rule, KIVD_RULE_PERMIT, KIVD_COMMAND_CONFIG, "vsan",
+                                        1);
+    EXPECT_EQ(daemon_process::ask(911, &change, sizeof change).status, 0);
+    switch_root::write_file(kiv::roles::users_file, std::to_string(storage_user) + " storage\n");
+}
+
+response by_storage_user(const std::string &function, std::vector<module_process::argument> mode,
+                         std::vector<module_process::argument> own = {})
+{
+    return module_process::as_user(storage_user, [&] {
+        if (kivd_cli_lock(0, 1) != 0)
+            return response{1, 0, "no lock"};
+        response got = run(vsan_service, function, mode, own);
+        kivd_cli_unlock(0, 1);
+        return got;
+    });
+}
+
+TEST_F(Module, AUserSeesAndChangesTheVirtualSansOfTheRoles)
+{
+    if (!daemon_process::is_other_user_possible())
+        GTEST_SKIP() << "needs root, and bubblewrap";
+    daemon_process::running daemon;
+    daemon.serves();
+    write_role();
+    const test_module test;
+    EXPECT_EQ(
+        module_process::as_user(storage_user, [] { return run(test_service, "who_am_i"); }).output,
+        "12345 user vsan 10 1 vsan 30 0");
+    const vsan_module served;
+    ASSERT_EQ(kivd_cli_lock(0, 1), 0);
+    EXPECT_EQ(
+        run(vsan_service, "vsan", {}, {argument_of(TYPE_VSAN_RANGE, kiv_int_range{9, 11})}).result,
+        0);
+    ASSERT_EQ(kivd_cli_unlock(0, 1), 0);
+
+    const auto number = [](int32_t value) { return std::vector{vsan_number(value)}; };
+    const auto port = [](uint32_t value) { return std::vector{interface_name(1, value)}; };
+    EXPECT_EQ(by_storage_user("vsan_suspend", number(10)).result, 0);
+    EXPECT_THAT(by_storage_user("vsan_suspend", number(9)).output, HasSubstr("may not"));
+    EXPECT_THAT(by_storage_user("vsan", {}, number(30)).output, HasSubstr("may not"));
+    EXPECT_THAT(by_storage_user("no vsan", {}, number(9)).output, HasSubstr("may not"));
+    EXPECT_THAT(by_storage_user("fc", {}, port(1)).output, HasSubstr("may not")) << "in vsan 1";
+    EXPECT_THAT(by_storage_user("show_vsan", {}).output,
+                AllOf(HasSubstr("\n10 "), HasSubstr("\n11 "), Not(HasSubstr("\n9 "))));
+    EXPECT_EQ(by_storage_user("vsan_running_config", {}).output, "vsan 10\n  suspend\nvsan 11\n");
+    EXPECT_THAT(by_storage_user("show_interface", {}).output, Not(HasSubstr("fc1/1")));
+    EXPECT_NE(by_storage_user("show_vsan", {}, number(9)).result, 0);
+
+    daemon.end(SIGKILL);
+    EXPECT_EQ(
+        module_process::as_user(storage_user, [] { return run(vsan_service, "show_vsan"); }).status,
+        KIV_ERROR_DENIED);
+}
+
+// -- The sample module's configuration
+
+class VsanModule : public Module {
+protected:
+    void SetUp() override
+    {
+        Module::SetUp();
+        daemon_.serves();
+        ASSERT_EQ(kivd_cli_lock(0, 1), 0);
+    }
+
+    static void expect_done(const std::string &function, std::vector<module_process::argument> mode,
+                            std::vector<module_process::argument> own = {})
+    {
+        const response got = run(vsan_service, function, std::move(mode), std::move(own));
+        EXPECT_EQ(got.status, 0U) << function;
+        EXPECT_EQ(got.result, 0) << function << ": " << got.output;
+    }
+
+    static void configure()
+    {
+        const std::array<uint8_t, 4> controller{0, 0xFF, 0xFC, 0x01};
+        const std::array<uint8_t, 8> wwn{0x20, 0, 0, 0x11, 0x22, 0x33, 0x44, 0x55};
+        expect_done("vsan", {}, {vsan_number(10)});
+        expect_done("vsan_name", {vsan_number(10)}, {text_argument(TYPE_STRING, "storage")});
+        expect_done("vsan_suspend", {vsan_number(10)});
+        expect_done("vsan_domain_controller", {vsan_number(10)},
+                    {argument_of(TYPE_FC_ID, controller)});
+        const auto port = interface_name(9, 32);
+        expect_done("fc", {}, {port});
+        expect_done("fc_vsan", {port}, {vsan_number(10)});
+        expect_done("fc_speed", {port}, {argument_of(TYPE_INT, int32_t{32})});
+        expect_done("fc_wwn", {port}, {argument_of(TYPE_WWN, wwn)});
+        expect_done("fc_shutdown", {port});
+        expect_done("fc_description", {port}, {text_argument(TYPE_LINE, "to the array, 2nd")});
+    }
+
+    daemon_process::running daemon_;
+};
+
+constexpr const char *configured = "vsan 10\n"
+                                   "  name storage\n"
+                                   "  domain-controller 0xfffc01\n"
+                                   "  suspend\n"
+                                   "interface fc9/32\n"
+                                   "  description to the array, 2nd\n"
+                                   "  switchport speed 32\n"
+                                   "  switchport wwn 20:00:00:11:22:33:44:55\n"
+                                   "  switchport vsan 10\n"
+                                   "  shutdown\n";
+
+TEST_F(VsanModule, HasWhatItConfirmedAfterItWasKilled)
+{
+    {
+        vsan_module first;
+        configure();
+        EXPECT_EQ(running_configuration(), configured);
+        EXPECT_EQ(first.end(SIGKILL), SIGKILL);
+    }
+    const vsan_module second;
+    EXPECT_EQ(running_configuration(), configured);
+}
+
+TEST_F(VsanModule, ReturnsToItsDefaultsSettingBySetting)
+{
+    const vsan_module served;
+    configure();
+    const auto port = interface_name(9, 32);
+    for (const char *function :
+         {"no fc_description", "no fc_shutdown", "no fc_speed", "no fc_wwn", "no fc_vsan"})
+        expect_done(function, {port});
+    for (const char *function : {"no vsan_name", "no vsan_suspend", "no vsan_domain_controller"})
+        expect_done(function, {vsan_number(10)});
+    EXPECT_EQ(running_configuration(), "vsan 10\n");
+}
+
+TEST_F(VsanModule, MovesInterfacesOutOfAVirtualSanThatIsRemoved)
+{
+    const vsan_module served;
+    configure();
+    struct {
+        int32_t count = 2;
+        kiv_int_range ranges[2]{{10, 12}, {4093, 4093}};
+    } several;
+    expect_done("vsan", {}, {argument_of(TYPE_VSAN_MULTI_RANGE, several)});
+    EXPECT_THAT(run(vsan_service, "show_vsan").output,
+                AllOf(HasSubstr("\n1     active     287 "), HasSubstr("\n10    suspended  1 "),
+                      HasSubstr("\n12 "), HasSubstr("\n4093 ")));
+    expect_done("no vsan", {}, {argument_of(TYPE_VSAN_MULTI_RANGE, several)});
+    EXPECT_THAT(running_configuration(),
+                AllOf(HasSubstr("interface fc9/32"), Not(HasSubstr("vsan"))));
+}
+
+TEST_F(VsanModule, RefusesWhatCannotBe)
+{
+    const vsan_module served;
+    const auto port = interface_name(1, 1);
+    const struct {
+        const char *function;
+        std::vector<module_process::argument> mode;
+        std::vector<module_process::argument> own;
+        const char *why;
+    } wrong[] = {
+        {"no vsan", {}, {vsan_number(1)}, "always there"},
+        {"no vsan", {}, {vsan_number(7)}, "no virtual SAN 7"},
+        {"vsan", {}, {vsan_number(0)}, "from 1 to"},
+        {"vsan", {}, {argument_of(TYPE_VSAN_RANGE, kiv_int_range{1, INT32_MAX})}, "from 1 to"},
+        {"vsan", {}, {argument_of(TYPE_VSAN_RANGE, kiv_int_range{9, 8})}, "from 1 to"},
+        {"vsan", {}, {text_argument(TYPE_STRING, "x")}, "other arguments"},
+        {"vsan", {}, {}, "other arguments"},
+        {"vsan_name", {}, {text_argument(TYPE_STRING, "x")}, "other arguments"},
+        {"vsan_name", {vsan_number(7)}, {text_argument(TYPE_STRING, "x")}, "no virtual SAN 7"},
+        {"vsan_name", {vsan_number(1)}, {text_argument(TYPE_STRING, "a b")}, "letters"},
+        {"vsan_name", {vsan_number(1)}, {text_argument(TYPE_STRING, std::string(33, 'x'))}, "32"},
+        {"fc", {}, {interface_name(10, 1)}, "no interface fc10/1"},
+        {"fc", {}, {argument_of(TYPE_INTERFACE, KIV_IFINDEX(2, 1, 1))}, "no interface"},
+        {"fc_vsan", {port}, {vsan_number(7)}, "no virtual SAN 7"},
+        {"fc_speed", {port}, {argument_of(TYPE_INT, int32_t{300})}, "Speeds"},
+        {"fc_description", {port}, {text_argument(TYPE_LINE, std::string(81, 'x'))}, "80"},
+        {"fc_description", {port}, {text_argument(TYPE_LINE, "a\nb")}, "control"},
+    };
+    for (const auto &row : wrong) {
+        const response got = run(vsan_service, row.function, row.mode, row.own);
+        EXPECT_NE(got.result, 0) << row.function << " " << row.why;
+        EXPECT_THAT(got.output, HasSubstr(row.why)) << row.function;
+    }
+    EXPECT_EQ(running_configuration(), "");
+}
+
+TEST_F(VsanModule, SetsAFileAsideThatItCannotUse)
+{
+    {
+        const vsan_module first;
+        configure();
+    }
+    const std::string whole = switch_root::read_file(state_file);
+    std::string damaged = whole;
+    damaged[64 + 64 * 10 + 20] ^= 1; // within the name of vsan 10
+    for (const std::string &file : {damaged, whole.substr(0, 5000), std::string("other")}) {
+        switch_root::write_file(state_file, file);
+        const vsan_module next;
+        EXPECT_EQ(running_configuration(), "");
+        EXPECT_EQ(switch_root::read_file(std::string(state_file) + ".damaged"), file);
+    }
+}
+
+} // namespace

@@ -1,0 +1,137 @@
+// What can come next in a line.
+
+#include <string>
+
+#include <gmock/gmock.h>
+
+#include "lab/kiv/candidates.h"
+#include "small_tree.h"
+
+namespace {
+
+using namespace kiv_shell;
+using namespace kiv_shell::testing;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+class Candidates : public ::testing::Test, protected small_tree {
+protected:
+    node_index vsan_mode = std::get<command>(parse_command(tree, config, "vsan 1")).node;
+
+    // "text", the error, or what can come; and behind "+" what TAB adds.
+    static std::string shown(const candidates &found)
+    {
+        if (found.is_text)
+            return "text";
+        if (found.error)
+            return std::to_string(found.error->position) + ": " + found.error->text;
+        std::string names;
+        for (const candidate &row : found.list)
+            names.append(names.empty() ? "" : " ").append(row.shown);
+        const std::string added = completion(found);
+        return added.empty() ? names : names + "+" + added;
+    }
+
+    struct row {
+        const char *line;
+        const char *expected; // or how it begins
+    };
+
+    void expect(node_index mode, std::initializer_list<row> rows) const
+    {
+        for (const row &each : rows)
+            EXPECT_THAT(shown(find_candidates(tree, mode, each.line)), StartsWith(each.expected))
+                << each.line;
+    }
+};
+
+TEST_F(Candidates, AreKeywordsThatBeginWithTheWord)
+{
+    expect(root_node, {
+                          {"", "configure misplaced show"},
+                          {"  s", "show+how "},
+                          {"show", "show+ "},
+                          {"sh ", "running-config version vsan"},
+                          {"sh v", "version vsan"},
+                          {"sh ve", "version+rsion "},
+                          {"conf ", "terminal+terminal "},
+                          {"show two", "5: unknown word \"two\""},
+                          {"x ", "0: unknown word"},
+                          {"show version now", "13: too many words"},
+                          {"show \001 ", "5: control character"},
+                          {"do show ", "0: unknown word"},
+                      });
+    expect(config, {{"no", "no+ "},
+                    {"speed aut", "auto auto-sense <string of up to 5 bytes>+o"},
+                    {"e", "end exit"}});
+}
+
+TEST_F(Candidates, AreArgumentsThatTheWordMayBeOf)
+{
+    expect(config, {
+                       {"speed ", "auto auto-sense <int 1..32> <string of up to 5"},
+                       {"speed 7", "<int 1..32> <string"},
+                       {"speed auto", "auto auto-sense <string"},
+                       {"vsan x", "<vsan 1..4093>"},
+                       {"vsan 5000", "5: value \"5000\" is out of bounds"},
+                       {"name \"a b\"", "<string"},
+                   });
+}
+
+TEST_F(Candidates, AreTheEndAndTheFile)
+{
+    expect(root_node, {
+                          {"show version ", "> <cr>"},
+                          {"show version >", "<file>"},
+                          {"show version > f", "<file>"},
+                          {"show version >f ", "<cr>"},
+                          {"show version > f g", "17: too many words"},
+                          {"show > ", "5: "},
+                      });
+    expect(config, {{"vsan 1 ", "> <cr>"}, {"vsan 1 x", "7: too many words"}});
+}
+
+TEST_F(Candidates, AreNoneWithinText)
+{
+    expect(config, {
+                       {"banner ", "<line>"},
+                       {"banner a", "text"},
+                       {"banner a > ", "text"},
+                       {"name \"a", "text"},
+                       {"name \"a ", "text"},
+                       {"! sho", "text"},
+                   });
+}
+
+TEST_F(Candidates, LeadOutOfAModeWithDo)
+{
+    expect(config, {
+                       {"d", "do+o "},
+                       {"do sh v", "version vsan"},
+                       {"do do ", "3: unknown word"},
+                       {"\"do\" ", "0: unknown word"},
+                   });
+    tree_builder with_keyword;
+    const uint16_t begin = with_keyword.keyword(0, "begin", {.function = "x", .prompt = "p"});
+    const uint16_t domain = with_keyword.keyword(begin, "domain");
+    with_keyword.argument(domain, TYPE_STRING, 0, 0, {.function = "set"});
+    nodes = with_keyword.take();
+    tree = tree_view(nodes.data(), nodes.size());
+    expect(begin, {{"do b", "begin+egin "}, {"d", "do domain+o"}});
+    std::string_view("do").copy(nodes[domain].token, sizeof nodes[domain].token);
+    nodes[domain].token[2] = '\0';
+    expect(begin, {{"do b", "<string>"}, {"d", "do+o "}});
+}
+
+TEST_F(Candidates, HaveTheirHelpInAColumn)
+{
+    const auto help = [](auto &field, std::string_view text) { text.copy(field, sizeof field); };
+    help(nodes[1].help, "Show \x1b[31m");
+    help(nodes[std::get<command>(parse_command(tree, config, "vsan 1")).node].parameters[0].help,
+         "Number");
+    EXPECT_EQ(help_text(find_candidates(tree, root_node, "")),
+              "  configure\n  misplaced\n  show       Show \\x1b[31m\n");
+    EXPECT_EQ(help_text(find_candidates(tree, config, "vsan ")), "  <vsan 1..4093>  Number\n");
+}
+
+} // namespace

@@ -1,0 +1,226 @@
+// The shell for somebody at a terminal.
+
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include "small_tree.h"
+#include "switch_root.h"
+#include "terminal_program.h"
+
+namespace {
+
+using kiv_shell::testing::small_tree_nodes;
+using switch_root::read_file;
+using switch_root::write_file;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+constexpr const char *tree_file = "/ubex/etc/par/main_tree.par";
+constexpr const char *start_shell = "exec /usr/sbin/kiv.bin -q 1";
+constexpr const char *up_key = "\x1b[A";
+
+class Terminal : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        switch_root::require();
+        const auto nodes = small_tree_nodes();
+        write_file(tree_file, {reinterpret_cast<const char *>(nodes.data()),
+                               nodes.size() * sizeof nodes.front()});
+        unlink("/ubex/cfg/running.cfg");
+        setenv("TERM", "vt100", 1);
+    }
+};
+
+class EditedLines : public Terminal {
+protected:
+    void SetUp() override
+    {
+#ifndef KIV_EDITS_LINES
+        GTEST_SKIP() << "built without editing";
+#endif
+        Terminal::SetUp();
+    }
+};
+
+TEST_F(EditedLines, CanBeChangedCompletedAndRecalled)
+{
+    terminal::program shell(start_shell);
+    shell.seen_to("kiv# ");
+    const struct {
+        const char *keys;
+        const char *seen;
+    } cases[] = {
+        {"sh\tve\t\r", "Shell: "},
+        {up_key, "show version"},
+        {"\r", "Shell: "},
+        {"ow version\x01sh\r", "Shell: "},
+        {"misplaced x\x03", "^C\r"},
+        {"show v\x1a\x1c"
+         "ersion\r",
+         "Shell: "},
+        {"sh v\t", "  vsan"},
+        {"?", "  version\r\n  vsan\r\nkiv# sh v"},
+        {"e\r", "Shell: "},
+        {"show x?", "% unknown word \"x\""},
+        {"\x15"
+         "show ver > ?",
+         "  <file>"},
+        {"\x03"
+         "conf t\r",
+         "kiv(config)# "},
+        {"do ?", "misplaced\r\n  show"},
+        {"\x15"
+         "banner why?\r",
+         "kiv(config)# "},
+        {"host \xc3\xa9\x7f\xff\xc3\xa8\r", "kiv(config)# "},
+        {"vsan 1\r", "kiv(vsan)# "},
+    };
+    for (const auto &row : cases) {
+        shell.answer_to(row.keys, row.seen);
+        ASSERT_FALSE(HasFailure()) << row.keys;
+    }
+    EXPECT_THAT(read_file("/ubex/cfg/running.cfg"),
+                AllOf(HasSubstr("banner why?\n"), HasSubstr("host \xc3\xa8\n")));
+    EXPECT_THAT(shell.answer_to("\x04", "\n"), HasSubstr("^D"));
+    EXPECT_EQ(shell.end(), 0);
+}
+
+TEST_F(EditedLines, AreRememberedOnceAndNotWhenBlank)
+{
+    terminal::program shell(start_shell);
+    shell.seen_to("kiv# ");
+    shell.answer_to("configure terminal\r", "kiv(config)# ");
+    for (const char *line : {"host a\r", "host a\r", "  \r"})
+        shell.answer_to(line, "kiv(config)# ");
+    shell.answer_to(up_key, "host a");
+    shell.answer_to(up_key, "configure terminal");
+}
+
+TEST_F(EditedLines, AreDrawnAgainWhenTheWindowChanges)
+{
+    terminal::program shell(start_shell);
+    shell.answer_to("sho", "kiv# sho");
+    shell.resize(30);
+    shell.seen_to("kiv# sho");
+}
+
+TEST_F(EditedLines, WorkOnTerminalsThatCanDoLittle)
+{
+    for (const char *kind : {"dumb", "", "no-such-terminal"}) {
+        setenv("TERM", kind, 1);
+        terminal::program shell(start_shell);
+        shell.seen_to("kiv# ");
+        shell.answer_to("show ver\t\r", "Shell: ");
+    }
+}
+
+// Whatever ends the shell.
+TEST_F(EditedLines, LeaveTheSettingsOfTheTerminal)
+{
+    const struct {
+        const char *how;
+        void (*end)(terminal::program &);
+        int status;
+    } cases[] = {
+        {"the user", [](terminal::program &shell) { shell.type("\x04"); }, 0},
+        {"SIGTERM", [](terminal::program &shell) { shell.send(SIGTERM); }, -SIGTERM},
+        {"SIGHUP", [](terminal::program &shell) { shell.send(SIGHUP); }, -SIGHUP},
+        {"a tree that is cut",
+         [](terminal::program &shell) {
+             ASSERT_EQ(truncate(tree_file, 0), 0);
+             shell.type("?");
+         },
+         1},
+    };
+    for (const auto &row : cases) {
+        terminal::program shell(start_shell);
+        const tcflag_t before = shell.local_settings();
+        shell.seen_to("kiv# ");
+        shell.answer_to("x\x7f", "x");
+        EXPECT_NE(shell.local_settings(), before) << row.how;
+        row.end(shell);
+        EXPECT_EQ(shell.end(), row.status) << row.how;
+        EXPECT_EQ(shell.local_settings(), before) << row.how;
+    }
+}
+
+TEST_F(Terminal, EndsTheShellWhenItIsGone)
+{
+    for (const char *line : {start_shell, "exec /usr/sbin/kiv.bin -q 1 > /ubex/output",
+                             "trap '' HUP; exec /usr/sbin/kiv.bin -q 1"}) {
+        terminal::program shell(line);
+        if (std::string_view(line).find('>') == std::string::npos)
+            shell.seen_to("kiv# ");
+        shell.hang_up();
+        const int status = shell.end();
+        EXPECT_TRUE(status == 0 || status == 1 || status == -SIGHUP) << line << ": " << status;
+    }
+}
+
+TEST_F(Terminal, TakesLinesAsTheyAreWhereTheOutputIsElsewhere)
+{
+    terminal::program shell(
+        "exec 3>&1; /usr/sbin/kiv.bin -q 1 | while read -r line; do echo \"<$line>\" >&3; done");
+    shell.answer_to("show version\r", "<kiv# Shell: ");
+    EXPECT_THAT(shell.answer_to("show ?\r", "expected:"), HasSubstr("unknown word \"?\""));
+}
+
+class Pager : public Terminal {
+protected:
+    void SetUp() override
+    {
+        Terminal::SetUp();
+        unlink("/ubex/paged");
+        use("cat >/ubex/paged; echo $LESSSECURE paged");
+    }
+
+    static void use(const char *command) { setenv("PAGER", command, 1); }
+};
+
+TEST_F(Pager, ShowsWhatIsLongerThanTheScreen)
+{
+    terminal::program shell(start_shell, 4);
+    shell.seen_to("kiv# ");
+    shell.answer_to("show version\r", "1 paged");
+    EXPECT_THAT(read_file("/ubex/paged"), HasSubstr("Shell: "));
+    shell.answer_to("show version > /ubex/file\r", "kiv# ");
+    shell.resize(5);
+    EXPECT_THAT(shell.answer_to("show version\r", "Kernel: "), Not(HasSubstr("paged")));
+}
+
+TEST_F(Pager, MayBeQuitOrInterrupted)
+{
+    std::string settings;
+    for (int i = 0; i < 20'000; ++i)
+        settings += "host " + std::to_string(i) + "\n";
+    switch_root::run("mkdir -p /ubex/cfg");
+    write_file("/ubex/cfg/running.cfg", settings);
+    use("exec sed 's/$/!/;1q'");
+    terminal::program quits(start_shell);
+    quits.seen_to("kiv# ");
+    EXPECT_THAT(quits.answer_to("show running-config\r", "kiv# "), Not(HasSubstr("%")));
+    use("echo reading; exec cat /ubex/no-writer");
+    switch_root::run("mkfifo /ubex/no-writer");
+    terminal::program interrupted(start_shell);
+    interrupted.seen_to("kiv# ");
+    interrupted.answer_to("show running-config\r", "reading");
+    interrupted.answer_to("\x03", "kiv# ");
+    interrupted.answer_to("show version\r", "Shell: ");
+}
+
+TEST_F(Pager, IsNotMissed)
+{
+    use("/no/such/pager 2>/dev/null");
+    setenv("PATH", "/no/such/folder", 1);
+    terminal::program shell(start_shell, 3);
+    shell.seen_to("kiv# ");
+    shell.answer_to("show version\r", "Kernel: ");
+}
+
+} // namespace

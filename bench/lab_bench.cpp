@@ -260,18 +260,17 @@ size_t make_vsan()
     return session::run(command);
 }
 
-double median_of(int count, const std::function<double()> &seconds)
+double median_of(size_t count, const std::function<double()> &seconds)
 {
-    std::vector<double> times;
-    for (int i = 0; i < count; ++i)
-        times.push_back(seconds());
+    std::vector<double> times(count);
+    std::ranges::generate(times, seconds);
     return rounds::median(std::move(times));
 }
 
 void enter_to_prompt(benchmark::State &state, const std::function<double()> &exchange,
                      size_t output_size)
 {
-    constexpr int count = 200;
+    constexpr size_t count = 200;
     bare_connection bare(request_of_command().size(),
                          sizeof(kiv::module::answer_head) + output_size);
     const auto bare_exchange = [&] { return rounds::seconds_of([&] { bare.exchange(); }); };

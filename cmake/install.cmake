@@ -10,12 +10,8 @@ set(data_dir ${CMAKE_INSTALL_DATADIR}/kiv)
 set(generated_dir ${PROJECT_BINARY_DIR}/package)
 
 # Libraries and headers.
-set(libraries kiv kivplatform)
-if(TARGET kiv_module)
-  list(APPEND libraries kiv_module)
-  set_target_properties(kiv_module PROPERTIES EXPORT_NAME module)
-endif()
-install(TARGETS ${libraries} EXPORT kivTargets
+set_target_properties(kiv_module PROPERTIES EXPORT_NAME module)
+install(TARGETS kiv kivplatform kiv_module EXPORT kivTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 foreach(source libkiv platform lab/module)
   install(DIRECTORY ${source}/include/ TYPE INCLUDE)
@@ -38,11 +34,7 @@ endforeach()
 
 # Programs, and what they read.
 install(TARGETS kivctl kiv_shell RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-set(servers kivd)
-if(TARGET kiv_vsan_module)
-  list(APPEND servers kiv_vsan_module)
-endif()
-install(TARGETS ${servers} RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
+install(TARGETS kivd kiv_vsan_module RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
 set(trees kiv.par main_tree.par vsan.par)
 list(TRANSFORM trees PREPEND ${PROJECT_BINARY_DIR}/share/)
 install(FILES ${trees} DESTINATION ${data_dir})
@@ -59,8 +51,9 @@ foreach(unit kivd/kivd vsan_module/kiv-vsan)
   install(CODE "
     file(READ \"${PROJECT_SOURCE_DIR}/lab/${unit}.service\" text)
     string(REPLACE \"=/usr/\" \"=\${CMAKE_INSTALL_PREFIX}/\" text \"\${text}\")
-    file(WRITE \"${generated_dir}/${name}.service\" \"\${text}\")")
-  install(FILES ${generated_dir}/${name}.service DESTINATION lib/systemd/system)
+    set(unit \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/lib/systemd/system/${name}.service\")
+    file(WRITE \"\${unit}\" \"\${text}\")
+    file(CHMOD \"\${unit}\" PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)")
 endforeach()
 
 # The places that the library, the shell and the daemon have for each other.

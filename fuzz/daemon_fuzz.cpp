@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -11,7 +10,6 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,8 +19,11 @@
 #include <kiv/extras.h>
 
 #include "lab/kivd/daemon.h"
+#include "require.h"
 
 namespace {
+
+using fuzz::require;
 
 using kivd::access_point;
 
@@ -32,44 +33,39 @@ struct known_message {
     access_point where = access_point::daemon;
 };
 
-constexpr std::array known_messages{
-    known_message{900, sizeof(kiv_interface_table_entry)},
-    known_message{901, 8},
-    known_message{905, 0},
-    known_message{911, sizeof(kivd_perm_group_conf_cli_wrapper)},
-    known_message{912, 0},
-    known_message{913, sizeof(kivd_perm_group_conf_cli_wrapper)},
-    known_message{914, sizeof(kivd_perm_group_conf_cli_wrapper)},
-    known_message{916, 0},
-    known_message{917, 128, access_point::platform},
-    known_message{919, sizeof(kivd_perm_group_conf_cli_wrapper)},
-    known_message{935, 128},
-    known_message{936, 128},
-    known_message{937, 0},
-    known_message{938, 0},
-    known_message{940, 8, access_point::active_node},
-    known_message{943, 0, access_point::platform},
-    known_message{944, 0, access_point::platform},
-    known_message{946, 0},
-    known_message{947, sizeof(kivd_param_subtype_entry)},
-    known_message{948, 0},
-    known_message{7655, sizeof(kiv_tree_table_entry)},
-    known_message{7656, sizeof(kiv_tree_table_entry)},
-    known_message{7658, 0},
-    known_message{7661, 128},
-    known_message{kivd::message_status, 0},
-    known_message{kivd::message_merge_report, 0},
-};
+constexpr uint16_t role_size = sizeof(kivd_perm_group_conf_cli_wrapper);
+constexpr uint16_t tree_size = sizeof(kiv_tree_table_entry);
+
+constexpr known_message known_messages[] = {{900, sizeof(kiv_interface_table_entry)},
+                                            {901, 8},
+                                            {905, 0},
+                                            {911, role_size},
+                                            {912, 0},
+                                            {913, role_size},
+                                            {914, role_size},
+                                            {916, 0},
+                                            {917, 128, access_point::platform},
+                                            {919, role_size},
+                                            {935, 128},
+                                            {936, 128},
+                                            {937, 0},
+                                            {938, 0},
+                                            {940, 8, access_point::active_node},
+                                            {943, 0, access_point::platform},
+                                            {944, 0, access_point::platform},
+                                            {946, 0},
+                                            {947, sizeof(kivd_param_subtype_entry)},
+                                            {948, 0},
+                                            {7655, tree_size},
+                                            {7656, tree_size},
+                                            {7658, 0},
+                                            {7661, 128},
+                                            {kivd::message_status, 0},
+                                            {kivd::message_merge_report, 0}};
 
 constexpr uid_t administrator = 4000;
 constexpr uid_t with_role = 4001;
 constexpr uid_t stranger = 4002;
-
-void expect(bool as_it_should_be)
-{
-    if (!as_it_should_be)
-        std::abort();
-}
 
 // On a file system in memory: the daemon waits for the disk at each change.
 class folder {
@@ -78,7 +74,7 @@ public:
     {
         const char *memory = "/dev/shm";
         path_ = std::string(access(memory, W_OK) == 0 ? memory : "/tmp") + "/kivd_fuzz.XXXXXX";
-        expect(mkdtemp(path_.data()) != nullptr);
+        require(mkdtemp(path_.data()) != nullptr);
     }
     folder(const folder &) = delete;
     folder &operator=(const folder &) = delete;
@@ -178,7 +174,7 @@ message next_message(reader &input, pid_t ended)
     constexpr std::array<uid_t, 4> users{administrator, 0, with_role, stranger};
     constexpr std::array places{access_point::daemon, access_point::platform,
                                 access_point::active_node};
-    const known_message &row = known_messages[input.take<uint8_t>() % known_messages.size()];
+    const known_message &row = known_messages[input.take<uint8_t>() % std::size(known_messages)];
     const auto flags = input.take<uint8_t>();
     message made{row.opcode, row.where, {}, std::vector<std::byte>(row.size)};
     if ((flags & other_opcode) != 0)
@@ -187,7 +183,7 @@ message next_message(reader &input, pid_t ended)
         made.where = places[input.take<uint8_t>() % places.size()];
     if ((flags & other_size) != 0)
         made.payload.resize(input.take<uint16_t>());
-    if ((flags & of_role) != 0 && row.size == sizeof(kivd_perm_group_conf_cli_wrapper)) {
+    if ((flags & of_role) != 0 && row.size == role_size) {
         kivd_perm_group_conf_cli_wrapper change{};
         kivd_perm_group_conf_cli_wrapper_init(&change);
         change.role_name[0] = 'r';
@@ -206,10 +202,10 @@ public:
     {
         for (const char *name : {"state", "state.previous", "state.damaged"})
             unlink((files() / name).c_str());
-        expect(log_.open("/dev/null") == 0);
+        require(log_.open("/dev/null") == 0);
         kivd_ = std::make_unique<kivd::daemon>(
             files() / "", files() / "", kivd::permissions(administrator, files() / "users"), log_);
-        expect(kivd_->start() == 0);
+        require(kivd_->start() == 0);
         before_ = told();
     }
 
@@ -217,12 +213,12 @@ public:
     {
         const kivd::reply made =
             kivd_->serve({asked.where, asked.opcode, asked.payload, asked.sender});
-        expect(made.payload.size() <= OVRA_MAX_PAYLOAD);
-        expect(made.status == 0 || made.payload.empty());
+        require(made.payload.size() <= OVRA_MAX_PAYLOAD);
+        require(made.status == 0 || made.payload.empty());
         kivd_->ended();
         std::string after = told();
         // What a process had registered may have been withdrawn with its end.
-        expect(made.status == 0 || after == before_ || asked.sender.pid != my_pid());
+        require(made.status == 0 || after == before_ || asked.sender.pid != my_pid());
         before_ = std::move(after);
     }
 
@@ -232,17 +228,17 @@ public:
         std::vector<std::string> remarks;
         kivd::state_file file(files() / "");
         const auto stored = std::make_unique<kivd::tables>();
-        expect(file.load(*stored, remarks) == 0 && remarks.empty());
-        expect(kivd::are_sound(*stored));
-        expect(is_told(938, &stored->trees, sizeof stored->trees));
-        expect(is_told(905, &stored->interfaces, sizeof stored->interfaces));
-        expect(is_told(916, &stored->settings, sizeof stored->settings));
-        expect(is_told(912, stored->roles.data(),
-                       static_cast<size_t>(stored->role_count) * sizeof(kivd_perm_group)));
+        require(file.load(*stored, remarks) == 0 && remarks.empty());
+        require(kivd::are_sound(*stored));
+        require(is_told(938, &stored->trees, sizeof stored->trees));
+        require(is_told(905, &stored->interfaces, sizeof stored->interfaces));
+        require(is_told(916, &stored->settings, sizeof stored->settings));
+        require(is_told(912, stored->roles.data(),
+                        static_cast<size_t>(stored->role_count) * sizeof(kivd_perm_group)));
         const auto name = ask(7658);
         std::ifstream tree(files() / reinterpret_cast<const char *>(name.data()), std::ios::binary);
         const std::string bytes{std::istreambuf_iterator<char>(tree), {}};
-        expect(kiv_tree_check(bytes.data(), bytes.size(), nullptr) == 0);
+        require(kiv_tree_check(bytes.data(), bytes.size(), nullptr) == 0);
     }
 
 private:
@@ -254,7 +250,7 @@ private:
         sender.pid = my_pid();
         sender.uid = stranger;
         const kivd::reply made = kivd_->serve({access_point::daemon, opcode, {}, sender});
-        expect(made.status == 0 && made.opcode == opcode);
+        require(made.status == 0 && made.opcode == opcode);
         return made.payload;
     }
 
@@ -288,7 +284,7 @@ public:
             _exit(0);
         // The way out of vfork is a little before the end.
         siginfo_t info;
-        expect(waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT) == 0);
+        require(waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT) == 0);
     }
     ended_process(const ended_process &) = delete;
     ended_process &operator=(const ended_process &) = delete;

@@ -12,14 +12,11 @@
 #include <kiv/kivd_lib.h>
 
 #include "../tests/fake_seam.h"
+#include "require.h"
 
 namespace {
 
-void require(bool holds)
-{
-    if (!holds)
-        std::abort();
-}
+using fuzz::require;
 
 // The rest of the input: what a reply is made of, again and again.
 struct input {

@@ -2,7 +2,6 @@
 // has a grammar that compiles to it again.
 
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <string_view>
 #include <vector>
@@ -11,14 +10,11 @@
 
 #include "grammar/compile.h"
 #include "grammar/decompile.h"
+#include "require.h"
 
 namespace {
 
-void require(bool condition)
-{
-    if (!condition)
-        std::abort();
-}
+using fuzz::require;
 
 void check_tree(const std::vector<kiv_array_tree_node> &nodes)
 {

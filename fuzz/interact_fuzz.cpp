@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <string>
 #include <utility>
@@ -17,7 +16,11 @@
 #include <kiv/extras.h>
 #include <kiv/kiv_interact_exec.h>
 
+#include "require.h"
+
 namespace {
+
+using fuzz::require;
 
 // Bytes of the input that stand for more. From `first_gap` on, the next piece begins.
 constexpr const char *words[] = {KIV_INTERACT_SUCCESS_MARKER, KIV_INTERACT_ERROR_MARKER,
@@ -54,12 +57,6 @@ std::vector<piece> pieces_of(const uint8_t *data, size_t size)
     return pieces;
 }
 
-void expect(bool as_it_should_be)
-{
-    if (!as_it_should_be)
-        std::abort();
-}
-
 bool ends_with_marker(const std::string &text)
 {
     return std::any_of(words, words + 3, [&](const char *word) { return text.ends_with(word); });
@@ -80,9 +77,9 @@ class shell {
 public:
     explicit shell(const std::vector<piece> &pieces) : pieces_(pieces)
     {
-        expect(pipe2(kiv_agent_to_kiv_pipe, O_CLOEXEC) == 0);
-        expect(pipe2(kiv_to_kiv_agent_pipe, O_CLOEXEC | O_DIRECT) == 0);
-        expect(fcntl(kiv_to_kiv_agent_pipe[1], F_SETPIPE_SZ, 1 << 20) > 0);
+        require(pipe2(kiv_agent_to_kiv_pipe, O_CLOEXEC) == 0);
+        require(pipe2(kiv_to_kiv_agent_pipe, O_CLOEXEC | O_DIRECT) == 0);
+        require(fcntl(kiv_to_kiv_agent_pipe[1], F_SETPIPE_SZ, 1 << 20) > 0);
         present = this;
     }
     shell(const shell &) = delete;
@@ -132,8 +129,8 @@ private:
             return;
         }
         const std::string &text = pieces_[next_++].text;
-        expect(write(kiv_to_kiv_agent_pipe[1], text.data(), text.size()) ==
-               static_cast<ssize_t>(text.size()));
+        require(write(kiv_to_kiv_agent_pipe[1], text.data(), text.size()) ==
+                static_cast<ssize_t>(text.size()));
     }
 
     const std::vector<piece> &pieces_;
@@ -160,16 +157,16 @@ void check_reply(const char *command, const std::vector<piece> &pieces, bool by_
     const std::string reply = text;
     const std::string said = all_of(pieces);
     kiv_interact_buff_free(text);
-    expect(reply.size() <= said.size());
+    require(reply.size() <= said.size());
     if (!by_marker && std::string(command).starts_with("show "))
         return;
-    expect(said.starts_with(reply));
-    expect(reply == said || (by_marker ? ends_with_marker(reply) : has_pause(pieces)));
+    require(said.starts_with(reply));
+    require(reply == said || (by_marker ? ends_with_marker(reply) : has_pause(pieces)));
 }
 
 void check_record(kiv_interact_ret_info *record)
 {
-    expect(record == nullptr || (record->status >= 1 && record->status <= 3));
+    require(record == nullptr || (record->status >= 1 && record->status <= 3));
     kiv_interact_ret_info_free(record);
 }
 
@@ -186,7 +183,7 @@ constexpr int64_t nanoseconds_per_second = 1'000'000'000;
 
 int simulated_ppoll(pollfd *descriptors, nfds_t count, const timespec *limit, const void *)
 {
-    expect(shell::present != nullptr);
+    require(shell::present != nullptr);
     return shell::present->wait(descriptors, count,
                                 limit->tv_sec * nanoseconds_per_second + limit->tv_nsec);
 }

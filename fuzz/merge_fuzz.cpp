@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -12,8 +11,11 @@
 
 #include "edited_tree.h"
 #include "lab/merge/merge.h"
+#include "require.h"
 
 namespace {
+
+using fuzz::require;
 
 using kiv::merge::contribution;
 using kiv::merge::result;
@@ -40,12 +42,6 @@ std::vector<owned_tree> cut_into_trees(const uint8_t *data, size_t size)
     return trees;
 }
 
-void demand(bool holds)
-{
-    if (!holds)
-        std::abort();
-}
-
 bool same(const records &a, const records &b)
 {
     return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof a[0]) == 0;
@@ -55,7 +51,7 @@ void expect_no_change(const records &merged, const contribution &added)
 {
     const contribution both[] = {{"merged", merged}, added};
     const result again = kiv::merge::merge(both);
-    demand(again.conflicts.empty() && same(again.nodes, merged));
+    require(again.conflicts.empty() && same(again.nodes, merged));
 }
 
 bool was_left_out(const result &of, size_t tree)
@@ -72,16 +68,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     for (const owned_tree &tree : trees)
         views.push_back({"t", {tree.get(), fuzz::node_count}});
     const result first = kiv::merge::merge(views);
-    demand(is_sound(first.nodes));
+    require(is_sound(first.nodes));
     for (size_t i = 0; i < views.size(); ++i) {
         if (!was_left_out(first, i))
             expect_no_change(first.nodes, views[i]);
     }
     const contribution alone[] = {{"merged", first.nodes}};
-    demand(same(kiv::merge::merge(alone).nodes, first.nodes));
+    require(same(kiv::merge::merge(alone).nodes, first.nodes));
     std::ranges::reverse(views);
     const result turned = kiv::merge::merge(views);
-    demand(turned.conflicts.empty() == first.conflicts.empty());
-    demand(!first.conflicts.empty() || same(turned.nodes, first.nodes));
+    require(turned.conflicts.empty() == first.conflicts.empty());
+    require(!first.conflicts.empty() || same(turned.nodes, first.nodes));
     return 0;
 }

@@ -100,7 +100,9 @@ void check_text_to_apply(const tree_view &tree, node_index mode, std::string_vie
     configuration running(tree, mode);
     apply(tree, mode, text, running);
     configuration again(tree, mode);
-    require(apply(tree, mode, running.text_to_apply(), again));
+    std::string shown;
+    running.write_to_apply({}, shown);
+    require(apply(tree, mode, shown, again));
     require(again.text() == running.text());
 }
 

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -14,16 +13,13 @@
 #include <kiv/platform/ovra.h>
 
 #include "ovra/queue.h"
+#include "require.h"
 
 namespace {
 
-using namespace kiv::transport;
+using fuzz::require;
 
-void expect(bool as_it_should_be)
-{
-    if (!as_it_should_be)
-        std::abort();
-}
+using namespace kiv::transport;
 
 // A byte of the input says how what follows is made into a record.
 enum form : uint8_t { raw_bytes, right_header, repeated_payload, forms };
@@ -76,8 +72,8 @@ void check(const ovra_message &message)
 {
     const auto *payload = static_cast<const unsigned char *>(ovra_payload_get(&message));
     const uint32_t size = ovra_payload_size(&message);
-    expect((payload == nullptr) == (size == 0) && size <= OVRA_MAX_PAYLOAD);
-    expect(reinterpret_cast<uintptr_t>(payload) % alignof(std::max_align_t) == 0);
+    require((payload == nullptr) == (size == 0) && size <= OVRA_MAX_PAYLOAD);
+    require(reinterpret_cast<uintptr_t>(payload) % alignof(std::max_align_t) == 0);
     volatile unsigned sum = 0;
     for (uint32_t i = 0; i < size; ++i)
         sum = sum + payload[i];
@@ -94,7 +90,7 @@ int receive(queue &from, uint32_t token)
         ovra_message message;
         received.move_to(message);
         check(message);
-        expect(token == 0 || ovra_rr_token_get(&message) == token);
+        require(token == 0 || ovra_rr_token_get(&message) == token);
         ovra_drop(&message);
     }
     return error;
@@ -106,13 +102,13 @@ public:
     explicit connected_queue(bool is_ours)
     {
         int ends[2];
-        expect(queue_.open(OVRA_ADDRESS_NONE, 0) == 0);
-        expect(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) == 0);
+        require(queue_.open(OVRA_ADDRESS_NONE, 0) == 0);
+        require(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) == 0);
         auto added = std::make_unique<peer>();
         added->is_ours = is_ours;
         added->address = address;
-        expect(added->link.take(descriptor::open([&ends] { return ends[0]; })) == 0);
-        expect(queue_.admit(std::move(added)) == 0);
+        require(added->link.take(descriptor::open([&ends] { return ends[0]; })) == 0);
+        require(queue_.admit(std::move(added)) == 0);
         other_ = descriptor::open([&ends] { return ends[1]; });
     }
 
@@ -121,7 +117,7 @@ public:
         outgoing_frame frame;
         ovra_message sent;
         deadline soon = deadline::after(1);
-        expect(frame.set({}) == 0 && queue_.send(address, frame, &sent, soon) == 0);
+        require(frame.set({}) == 0 && queue_.send(address, frame, &sent, soon) == 0);
         return sent.token;
     }
     int other_end() const { return other_.number(); }
@@ -131,14 +127,14 @@ public:
     void receive_all(uint32_t token)
     {
         int error = token == 0 ? 0 : receive(queue_, token);
-        expect(is_laid_down(error));
+        require(is_laid_down(error));
         for (int i = 0; i < 1000; ++i) {
             error = receive(queue_, 0);
-            expect(is_laid_down(error));
+            require(is_laid_down(error));
             if (error == EAGAIN)
                 return;
         }
-        expect(error == EPIPE);
+        require(error == EPIPE);
     }
 
 private:

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -11,13 +10,11 @@
 #include <kiv/kiv_lib.h>
 #include <kiv/platform/uriparse.h>
 
+#include "require.h"
+
 namespace {
 
-void require(bool holds)
-{
-    if (!holds)
-        std::abort();
-}
+using fuzz::require;
 
 // Takes a part off the front of the text, and the mark before it: one may stand before a part that
 // is empty, and must before one that is not.

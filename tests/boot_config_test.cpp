@@ -3,7 +3,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <functional>
 #include <string>
 
 #include <fcntl.h>

@@ -18,7 +18,7 @@ expect() { # completions, word..., of which the last is the one at the cursor
     COMP_WORDS=("$@")
     COMP_CWORD=$(($# - 1))
     _kivctl
-    got=$(printf '%s\n' "${COMPREPLY[@]}" | LC_ALL=C sort | paste -sd ' ')
+    got=$(printf '%s\n' "${COMPREPLY[@]}" | LC_ALL=C sort -u | paste -sd ' ')
     [ "$got" = "$wanted" ] || { echo "$*: \"$got\" instead of \"$wanted\""; status=1; }
 }
 

@@ -35,13 +35,12 @@ std::string shown(const std::string &old_text, const std::string &new_text)
 
 TEST(Diff, ShowsWhatIsLeftOverOnEachLevel)
 {
-    struct diff_case {
+    const struct {
         const char *name;
         std::string old_text;
         std::string new_text;
         std::string printed;
-    };
-    const diff_case cases[] = {
+    } cases[] = {
         {"nothing", "", "", ""},
         {"blank lines", "a\n\n \t\v\n  b\n", "\n\f\r\na\n  b\n  \n", ""},
         {"no newline at the end", "a\n b", "a\n b\n", "    + b\n"},
@@ -66,7 +65,7 @@ TEST(Diff, ShowsWhatIsLeftOverOnEachLevel)
         {"control characters are text", "\x01\n\xE9\n", "\xE9\n", "    -\x01\n"},
         {"a longer block behind an equal one", "a\n  b\n", "a\n  b\n  c\n", "     a\n    +  c\n"},
     };
-    for (const diff_case &each : cases) {
+    for (const auto &each : cases) {
         EXPECT_EQ(difference(each.old_text, each.new_text), each.printed) << each.name;
         EXPECT_EQ(diff_rule::difference(each.old_text, each.new_text), each.printed) << each.name;
         EXPECT_EQ(kiv_is_diff_same(each.old_text.c_str(), each.new_text.c_str()),

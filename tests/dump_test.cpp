@@ -16,16 +16,11 @@
 namespace {
 
 using kiv_tests::printed;
+using trees::put;
 
 void expect_golden(const char *name, const std::function<void()> &print)
 {
     golden::expect(std::string(TEST_DATA_DIR "/dump/") + name, printed(print));
-}
-
-template <size_t Size>
-void fill(char (&field)[Size], const std::string &text)
-{
-    text.copy(field, Size - 1);
 }
 
 kiv_parameter parameter_of(uint32_t type)
@@ -52,14 +47,14 @@ trees::tree tree_with_everything()
 {
     trees::tree tree = trees::of_nodes(4);
     kiv_array_tree_node &node = tree[1];
-    fill(node.node_name, "name of the node");
-    fill(node.token, "token");
-    fill(node.help, "100% help");
-    fill(node.submode_help, "submode help");
-    fill(node.submode_prompt, "prompt");
-    fill(node.func_id, "function");
-    fill(node.module_id, "module");
-    fill(node.subtree_config_generator, "generator");
+    put(node.node_name, "name of the node");
+    put(node.token, "token");
+    put(node.help, "100% help");
+    put(node.submode_help, "submode help");
+    put(node.submode_prompt, "prompt");
+    put(node.func_id, "function");
+    put(node.module_id, "module");
+    put(node.subtree_config_generator, "generator");
     node.optional = 65535;
     node.cmi_msg_type = 2;
     node.action = 0x8000000CU;
@@ -72,7 +67,7 @@ trees::tree tree_with_everything()
     node.interface_mask = 0x8000000000000000U;
     node.parameter_count = 2;
     node.parameters[0] = parameter_of(TYPE_INT);
-    fill(node.parameters[0].help, "first");
+    put(node.parameters[0].help, "first");
     node.parameters[1] = parameter_of(TYPE_HEX);
     trees::add_child(tree, 0, 1);
     trees::add_child(tree, 1, 2);
@@ -100,7 +95,7 @@ TEST(Dump, ShowsEveryTypeOfParameter)
             for (const int32_t subtype : {0, -9}) {
                 kiv_parameter parameter = parameter_of(type);
                 parameter.subtype = static_cast<uint32_t>(subtype);
-                fill(parameter.help, subtype == 0 ? "help" : "");
+                put(parameter.help, subtype == 0 ? "help" : "");
                 display_param(&parameter);
                 std::puts("");
             }

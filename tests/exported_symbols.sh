@@ -2,7 +2,7 @@
 # The exported sets are the documented ones: what the headers declare, no more and no less. And
 # libkiv needs nothing but the C and C++ runtime and the platform's documented functions.
 set -euo pipefail
-nm=$1 source_dir=$2 libkiv=$3 libkivplatform=$4
+nm=$1 source_dir=$2 libkiv=$3 libkivplatform=$4 libkivmodule=$5
 
 # Names that the headers of a folder declare with its export macro.
 declared() { # macro, folder
@@ -23,6 +23,8 @@ compare() { # library, documented, exported
 platform=$(declared KIV_PLATFORM_API "$source_dir/platform/include/kiv/platform")
 compare libkivplatform "$platform" "$(exported "$libkivplatform")"
 compare libkiv "$(declared KIV_API "$source_dir/libkiv/include/kiv")" "$(exported "$libkiv")"
+compare libkivmodule "$(declared KIV_API "$source_dir/lab/module/include/kiv")" \
+    "$(exported "$libkivmodule")"
 
 # Symbols of the C and C++ runtime carry the runtime's versions, or are the compiler's own hooks.
 runtime='@(GLIBC|GLIBCXX|CXXABI|GCC)_|^(__gmon_start__|__cxa_finalize|_ITM_.*|__gxx_personality_v0)$'

@@ -1,12 +1,12 @@
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include <fcntl.h>
@@ -79,6 +79,7 @@ struct value_case {
 const kiv_int_range widest{INT32_MIN, INT32_MAX};
 const kiv_inet_prefix dotted_prefix{dotted, 32};
 const kiv_inet_prefix colons_prefix{colons, INT32_MIN};
+constexpr std::array<uint8_t, 4> loopback{127, 0, 0, 1};
 const kiv_community community{65535, 0};
 
 const value_case values[] = {
@@ -98,7 +99,7 @@ const value_case values[] = {
     VALUE("::ffff:255.255.255.255", print_inet_addr, &mapped),
     VALUE("192.0.2.1/32", print_ipv4_prefix, &dotted_prefix),
     VALUE("2001:db8::5/-2147483648", print_ipv6_prefix, &colons_prefix),
-    VALUE("255.255.255.255", print_ip, UINT32_MAX),
+    VALUE("127.0.0.1", print_ip, std::bit_cast<uint32_t>(loopback)),
     VALUE("65535:0", print_community, &community),
     VALUE("4900.01ff.0a80.05-200", print_type_lid, bytes.data()),
     VALUE("", print_type_net, bytes.data(), 0),
@@ -115,13 +116,6 @@ TEST(FormattedValues, AreFormattedAndPrintedAlike)
         EXPECT_EQ(taken(row.to_str()), row.text);
         EXPECT_EQ(printed(row.print), row.text);
     }
-}
-
-TEST(FormattedValues, ReadAddressesInNetworkOrder)
-{
-    uint32_t loopback;
-    std::memcpy(&loopback, "\x7f\0\0\1", sizeof loopback);
-    EXPECT_EQ(taken(print_ip_to_str(loopback)), "127.0.0.1");
 }
 
 TEST(FormattedValues, OfBytesHaveAnyLength)

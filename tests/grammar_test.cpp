@@ -133,12 +133,11 @@ TEST(Grammar, MarksALinkInTheLastPlaceOfANode)
 
 TEST(Grammar, StoresEveryPropertyInItsField)
 {
-    struct property_case {
+    const struct {
         const char *line;
         size_t offset;
         std::string bytes;
-    };
-    const property_case cases[] = {
+    } cases[] = {
         {"name n", 0, "6e00"},
         {"run f", 208, "6600"},
         {"run f", 332, "00000004"},
@@ -164,7 +163,7 @@ TEST(Grammar, StoresEveryPropertyInItsField)
         {"roles 127 6-9", 344, "c003" + repeated("00", 13) + "80"},
         {"roles 0-127", 344, repeated("ff", 16)},
     };
-    for (const property_case &each : cases)
+    for (const auto &each : cases)
         EXPECT_EQ(bytes_at(with_property(each.line), each.offset, each.bytes.size() / 2),
                   each.bytes)
             << each.line << " at " << each.offset;
@@ -172,13 +171,12 @@ TEST(Grammar, StoresEveryPropertyInItsField)
 
 TEST(Grammar, StoresEveryTypeWithItsBounds)
 {
-    struct type_case {
+    const struct {
         const char *operands;
         const char *type;
         const char *bounds; // minimum, maximum and subtype
         const char *type_mask = "0000000000000000";
-    };
-    const type_case cases[] = {
+    } cases[] = {
         {"int", "40100001", "800000007fffffff00000000"},
         {"int -2147483648..0x7fffffff", "40100001", "800000007fffffff00000000"},
         {"int subtype 7", "40100001", "000000000000000000000007"},
@@ -201,7 +199,7 @@ TEST(Grammar, StoresEveryTypeWithItsBounds)
          "8000000000000000"},
         {"fc-id", "40600001", "000000000000000000000000"},
     };
-    for (const type_case &each : cases) {
+    for (const auto &each : cases) {
         const auto node = with_argument(each.operands + std::string(" \"h\""));
         EXPECT_EQ(bytes_at(node, 360, 4), each.type) << each.operands;
         EXPECT_EQ(bytes_at(node, 364, 8), each.type_mask) << each.operands;
@@ -233,6 +231,21 @@ TEST(Grammar, GivesTheModuleToTheNodesFromThereOn)
     for (size_t i = 0; i < nodes.size(); ++i)
         EXPECT_STREQ(nodes[i].module_id, modules[i]) << i;
     EXPECT_EQ(bytes_at(nodes[2], 256, 24), "6f776e" + repeated("00", 21)) << "no rest of the other";
+}
+
+TEST(Grammar, GivesTheMessageTypeToTheServedNodesFromThereOn)
+{
+    const auto nodes = nodes_of("keyword a\n  run f\n"
+                                "message-type 610\n"
+                                "keyword b\n  run f\n"
+                                "keyword c\n  message-type 0\n  run f\n"
+                                "keyword d\n  generator g\n  terminal\n"
+                                "keyword e\n  terminal\n"
+                                "message-type 611\n"
+                                "keyword f\n  handler f\n  terminal\n");
+    const unsigned types[] = {0, 0, 610, 0, 610, 0, 611};
+    for (size_t i = 0; i < nodes.size(); ++i)
+        EXPECT_EQ(unsigned{nodes[i].cmi_msg_type}, types[i]) << i;
 }
 
 TEST(Grammar, GivesThePropertiesBelowRootToTheRoot)
@@ -321,13 +334,12 @@ TEST(Grammar, ReportsBytesThatAreNoText)
 
 TEST(Grammar, KeepsTextsToTheirFields)
 {
-    struct field_case {
+    const struct {
         const char *before;
         const char *after;
         size_t most;
         size_t offset;
-    };
-    const field_case cases[] = {
+    } cases[] = {
         {"keyword ", "\n  terminal\n", 31, 64},
         {"keyword k \"", "\"\n  terminal\n", 63, 96},
         {"keyword k\n  terminal\n  name ", "\n", 63, 0},
@@ -339,7 +351,7 @@ TEST(Grammar, KeepsTextsToTheirFields)
         {"argument line \"", "\"\n  terminal\n", 63, 372},
         {"argument line\n  terminal\n  or mac \"", "\"\n", 63, 472},
     };
-    for (const field_case &each : cases) {
+    for (const auto &each : cases) {
         const auto nodes = nodes_of(each.before + std::string(each.most, 'x') + each.after);
         EXPECT_EQ(bytes_at(nodes.at(1), each.offset + each.most - 1, 2), "7800") << each.before;
         const result refused = compile(each.before + std::string(each.most + 1, 'x') + each.after);

@@ -4,7 +4,6 @@
 #include <string>
 #include <thread>
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>

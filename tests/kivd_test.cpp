@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <filesystem>
 #include <random>
 #include <set>
@@ -43,8 +42,8 @@ void write_command(const std::string &name, const std::string &token, const std:
 {
     trees::tree nodes = trees::of_nodes(2);
     trees::add_child(nodes, 0, 1);
-    token.copy(nodes[1].token, sizeof nodes[1].token - 1);
-    function.copy(nodes[1].func_id, sizeof nodes[1].func_id - 1);
+    trees::put(nodes[1].token, token);
+    trees::put(nodes[1].func_id, function);
     nodes[1].action = KIV_ACTION_TERMINAL;
     write_tree(name, nodes);
 }

@@ -47,13 +47,12 @@ void make_fifo(const char *path)
 
 TEST_F(Launch, GivesTheShellItsExactArguments)
 {
-    struct launch_case {
+    const struct {
         int mode;
         int target;
         const char *version;
         std::vector<std::string> arguments;
-    };
-    const launch_case cases[] = {
+    } cases[] = {
         {1, 1, nullptr, {"kiv", "-nRc", "a \"b\" $c"}},
         {2, 1, nullptr, {"kiv", "-nRf", "a \"b\" $c"}},
         {3, 1, "", {"kiv", "-nRr", "a \"b\" $c"}},
@@ -61,7 +60,7 @@ TEST_F(Launch, GivesTheShellItsExactArguments)
         {3, 0, "6.2 (1)", {"kivboot", "-nRr", "a \"b\" $c", "-V", "6.2 (1)"}},
         {2, 1, "6.2", {"kiv", "-nRf", "a \"b\" $c", "-V", "6.2"}},
     };
-    for (const launch_case &row : cases) {
+    for (const auto &row : cases) {
         EXPECT_EQ(talvek_kiv_system_internal("a \"b\" $c", row.mode, row.target, row.version), 0);
         EXPECT_EQ(recording(), arguments(row.arguments));
         if (row.version != nullptr)
@@ -266,20 +265,19 @@ kiv_system_info request_of(size_t characters)
 TEST_F(Execute, RefusesALineThatDoesNotFitAndRunsNothing)
 {
     // The plain form of such a line has one character more.
-    struct room_case {
+    const struct {
         uint32_t (*execute)(kiv_system_info *) noexcept;
         size_t characters;
         bool background;
         uint32_t code;
         const char *printed;
-    };
-    const room_case cases[] = {{kiv_talvek_system_execute, 511, false, 0, "run\n"},
-                               {kiv_talvek_system_execute, 512, false, 0x4054001E, ""},
-                               {kiv_talvek_system_execute, 509, true, 0, "run\n"},
-                               {kiv_talvek_system_execute, 510, true, 0x4054001E, ""},
-                               {kiv_system_execute, 510, false, 0, "run\n"},
-                               {kiv_system_execute, 511, false, 0x4054001E, ""}};
-    for (const room_case &row : cases) {
+    } cases[] = {{kiv_talvek_system_execute, 511, false, 0, "run\n"},
+                 {kiv_talvek_system_execute, 512, false, 0x4054001E, ""},
+                 {kiv_talvek_system_execute, 509, true, 0, "run\n"},
+                 {kiv_talvek_system_execute, 510, true, 0x4054001E, ""},
+                 {kiv_system_execute, 510, false, 0, "run\n"},
+                 {kiv_system_execute, 511, false, 0x4054001E, ""}};
+    for (const auto &row : cases) {
         kiv_system_info info = request_of(row.characters);
         testing::internal::CaptureStdout();
         background_running_flag = row.background ? 1 : 0;
@@ -325,16 +323,15 @@ TEST_F(TalvekSystem, ReturnsBeforeABackgroundCommandEnds)
 
 TEST_F(Files, AreGivenToTheShellTheyAreFor)
 {
-    struct file_case {
+    const struct {
         int (*run)(const char *) noexcept;
         std::vector<std::string> arguments;
-    };
-    const file_case cases[] = {
+    } cases[] = {
         {kiv_execute_cfg_file, {"kiv", "-nRr", "/ubex/file"}},
         {kiv_execute_script_file, {"kiv", "-nRf", "/ubex/file"}},
         {kiv_lc_execute_script_file, {"kivboot", "-nRf", "/ubex/file"}},
     };
-    for (const file_case &row : cases) {
+    for (const auto &row : cases) {
         EXPECT_EQ(row.run("/ubex/file"), -1) << "missing";
         EXPECT_EQ(row.run(nullptr), -1);
         EXPECT_THAT(recording(), IsEmpty());

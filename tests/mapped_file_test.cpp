@@ -29,19 +29,18 @@ protected:
 TEST_F(MappedFile, HoldsAFileUpToItsLimit)
 {
     files.write("empty", "");
-    struct file_case {
+    const struct {
         std::string path;
         size_t limit;
         int error;
         std::string content;
-    };
-    const file_case cases[] = {
+    } cases[] = {
         {files.path("tree"), 10000, 0, content},   {files.path("tree"), 9999, EFBIG, ""},
         {files.path("empty"), 0, 0, ""},           {files.path("missing"), 10000, ENOENT, ""},
         {files.path(), 10000, EISDIR, ""},         {"/proc/sys/kernel/ostype", 100, 0, "Linux\n"},
         {"/proc/sys/kernel/ostype", 4, EFBIG, ""},
     };
-    for (const file_case &row : cases) {
+    for (const auto &row : cases) {
         EXPECT_EQ(file.open(row.path.c_str(), row.limit), row.error) << row.path;
         EXPECT_EQ(file.bytes(), row.content) << row.path;
     }

@@ -244,13 +244,12 @@ tree with_command_id(tree nodes, uint32_t id)
 
 TEST(Merge, LeavesOutExactlyTheTreeThatContradicts)
 {
-    struct contradiction {
+    const struct {
         tree earlier;
         tree later;
         uint32_t node;
         std::string text;
-    };
-    const contradiction cases[] = {
+    } cases[] = {
         {of_module(path({"show", "vsan"}, "show_vsan"), "fabric"),
          of_module(path({"show", "vsan"}, "show_vsan"), "vsan"), 2,
          "\"show vsan\": handler show_vsan of module vsan, but show_vsan of module fabric in tree "
@@ -277,7 +276,7 @@ TEST(Merge, LeavesOutExactlyTheTreeThatContradicts)
         {trees::of_nodes(1), with_owned_root(), 0, "the root: a node owns it"},
         {with_root("exec"), with_root("ubex"), 0, "the root: another token"},
     };
-    for (const contradiction &row : cases) {
+    for (const auto &row : cases) {
         tree other = path({"other"}, "g");
         other[0] = row.earlier[0];
         other[0].child_count = 1;

@@ -18,14 +18,8 @@
 
 namespace merge_trees {
 
+using trees::put;
 using trees::tree;
-
-template <size_t Size>
-void put(char (&field)[Size], std::string_view text)
-{
-    std::memset(field, 0, Size);
-    text.copy(field, Size - 1);
-}
 
 inline uint16_t add(tree &nodes, size_t owner, std::string_view token,
                     std::string_view function = {})

@@ -62,12 +62,11 @@ TEST_F(Ring, SendsReadersToTheNewestMarker)
         const char *content; // null: no marker
         time_t seconds;
     };
-    struct newest_case {
+    const struct {
         const char *fault;
         marker markers[3];
         const char *newest;
-    };
-    const newest_case cases[] = {
+    } cases[] = {
         {"time before number", {{"9", 1000}, {"1", 2000}, {"5", 1500}}, "b"},
         {"number within a second", {{"1", 1000}, {"3", 1000}, {"2", 1000}}, "b"},
         {"first of equals", {{nullptr, 0}, {"3", 1000}, {"3", 1000}}, "b"},
@@ -79,7 +78,7 @@ TEST_F(Ring, SendsReadersToTheNewestMarker)
         {"time 0 needs a number above 0", {{"0", 0}, {"1", 0}, {"x", 0}}, "b"},
         {"before all time", {{"1", -5}, {}, {}}, "none"},
     };
-    for (const newest_case &row : cases) {
+    for (const auto &row : cases) {
         for (size_t i = 0; i < 3; ++i) {
             unlink((files.path(names[i]) + "_done").c_str());
             if (row.markers[i].content != nullptr)
@@ -179,12 +178,11 @@ protected:
 
 TEST_F(DynamicNames, BeginAboveTheHighestNumber)
 {
-    struct numbers_case {
+    const struct {
         std::vector<const char *> present;
         const char *removed; // null: nothing
         const char *first;
-    };
-    const numbers_case cases[] = {
+    } cases[] = {
         {{}, nullptr, "main_tree2.par"},
         {{"main_tree.par", "main_tree1.par"}, "main_tree1.par", "main_tree2.par"},
         {{"main_tree3.par", "main_tree12.par"}, "main_tree12.par", "main_tree13.par"},
@@ -196,7 +194,7 @@ TEST_F(DynamicNames, BeginAboveTheHighestNumber)
          "main_tree6.par",
          "main_tree7.par"},
     };
-    for (const numbers_case &row : cases) {
+    for (const auto &row : cases) {
         const temporary_directory own;
         for (const char *name : row.present)
             own.write(name, "");

@@ -23,12 +23,11 @@ outcome run(const std::string &arguments)
 
 TEST(KivctlInterfaces, TellsWhatAUserMayDoAndWhy)
 {
-    struct checked {
+    const struct {
         const char *arguments;
         int status;
         const char *output;
-    };
-    const checked rows[] = {
+    } rows[] = {
         {"--user-vsans 1-10,20 --type 8 --vsan 20", 0,
          "type       allowed  types 1 and 8 are open to every user\n"
          "vsans      allowed  virtual SAN 20 is the user's\n"},
@@ -53,7 +52,7 @@ TEST(KivctlInterfaces, TellsWhatAUserMayDoAndWhy)
          "the "
          "user's\"}]\n"},
     };
-    for (const checked &row : rows) {
+    for (const auto &row : rows) {
         const outcome told = run(std::string("interfaces check ") + row.arguments);
         EXPECT_EQ(told.status, row.status) << row.arguments;
         EXPECT_EQ(told.output, row.output) << row.arguments;

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cstdlib>
-#include <functional>
 #include <iterator>
 #include <memory>
 #include <string>

@@ -1,6 +1,5 @@
 // Publishing trees: whole or not at all, for readers at any time, wherever a publisher is killed.
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>

@@ -205,11 +205,11 @@ TEST_F(SessionMode, AnswersALineThatIsTooLongAndEnds)
 
 TEST_F(SessionMode, EndsWithItsProgram)
 {
-    shell_child closed;
+    running_shell closed;
     EXPECT_EQ(closed.answer_to("conf t"), success);
     EXPECT_TRUE(closed.send("switchname unfinished"));
     EXPECT_EQ(closed.end(), 0);
-    shell_child unheard;
+    running_shell unheard;
     EXPECT_EQ(unheard.answer_to("conf t"), success);
     unheard.stop_listening();
     EXPECT_TRUE(unheard.send("end\n"));

@@ -1,11 +1,8 @@
 #include <cerrno>
 #include <cstring>
-#include <functional>
-#include <limits>
 #include <string>
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -16,6 +13,7 @@
 #include "libkiv/lib/hour_clock.h"
 #include "observed.h"
 #include "terminal.h"
+#include "vsans.h"
 
 namespace {
 
@@ -167,7 +165,7 @@ protected:
         return printed([this] { kiv_print_vsan_mask(&mask); });
     }
 
-    void fill() { std::memset(mask.bytes, 0xFF, sizeof mask.bytes); }
+    void fill() { mask = kiv_tests::every_vsan(); }
     void clear(uint32_t vsan) { mask.bytes[vsan / 8] &= static_cast<uint8_t>(~(1U << vsan % 8)); }
 
     bmask4096 mask = KIV_BMP_INIT(KIV_VSAN_BITS);
@@ -207,8 +205,7 @@ TEST_F(VsanMask, IsAskedForOneAndForRanges)
 TEST_F(VsanMask, IsShownAsAListThroughTheCapture)
 {
     EXPECT_EQ(shown(), "Permitted vsans:none\n");
-    for (const uint32_t vsan : {0, 1, 3, 4, 4095})
-        bmask4096_set_bit(&mask, vsan);
+    mask = kiv_tests::vsans({0, 1, 3, 4, 4095});
     const std::string list = shown();
     EXPECT_EQ(list, "Permitted vsans:0-1,3-4,4095\n");
     kiv_set_redir2buf();

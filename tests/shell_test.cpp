@@ -355,7 +355,7 @@ TEST_F(Store, KeepsTheChangesOfAllWriters)
                                  const std::string &line, int mark)
 {
     for (size_t i = 0;; ++i) {
-        if (store.lock() || store.replace(texts[i % 2]) || store.append(line))
+        if (store.lock() || store.replace(texts[i % 2]) || store.append(line, store.now()))
             _exit(1);
         store.unlock();
         if (write(mark, "x", 1) != 1)

@@ -26,6 +26,7 @@ public:
         if (!user_)
             return;
         resize(rows);
+        first_settings_ = local_settings();
         child_ = fork();
         if (child_ != 0)
             return;
@@ -87,6 +88,7 @@ public:
         return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     }
 
+    tcflag_t first_settings() const { return first_settings_; }
     tcflag_t local_settings() const
     {
         termios settings{};
@@ -103,6 +105,7 @@ private:
     }
 
     pseudo_terminal user_;
+    tcflag_t first_settings_ = 0;
     pid_t child_ = 0;
     std::string seen_;
 };

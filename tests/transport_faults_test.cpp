@@ -1,7 +1,6 @@
 // Peers that are absent, slow, wrong, hostile or dying: every call has a result, in time, and
 // nothing else is lost.
 
-#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <functional>

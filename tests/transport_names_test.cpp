@@ -4,10 +4,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
-#include <functional>
 #include <memory>
-#include <string>
 #include <thread>
 
 #include <gtest/gtest.h>

@@ -11,7 +11,6 @@
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <kiv/platform/cmi.h>
@@ -536,26 +535,18 @@ TEST_F(Queue, RefusesWhatIsNoneOfItsValues)
         EXPECT_EQ(result, -1) << what;
         EXPECT_EQ(std::exchange(errno, 0), EINVAL) << what;
     };
-    const struct {
-        const char *what;
-        uint32_t flags;
-        ovra_send_options options;
-    } sends[] = {{"flags", 1, {1, 0, {}, 0, {}, {}}},
-                 {"version", 0, {2, 0, {}, 0, {}, {}}},
-                 {"priority", 0, {1, 0, {}, 1, {}, {}}}};
-    for (const auto &row : sends)
-        expect_refused(
-            ovra_send(queue_, service_address, 1, nullptr, 0, &sent, row.flags, &row.options),
-            row.what);
-    const struct {
-        const char *what;
-        ovra_recv_options options;
-        ovra_peer *who;
-    } receives[] = {{"version", {0, 0, 0, 0, {}}, nullptr},
-                    {"flags", {1, 2, 0, 0, {}}, nullptr},
-                    {"version of the peer", {1, 0, 0, 0, {}}, &peer}};
-    for (const auto &row : receives)
-        expect_refused(ovra_recv(queue_, &message, row.who, &row.options), row.what);
+    const auto send_with = [&](uint32_t flags, const ovra_send_options &options) {
+        return ovra_send(queue_, service_address, 1, nullptr, 0, &sent, flags, &options);
+    };
+    const auto recv_with = [&](const ovra_recv_options &options, ovra_peer *who) {
+        return ovra_recv(queue_, &message, who, &options);
+    };
+    expect_refused(send_with(1, {1, 0, {}, 0, {}, {}}), "flags");
+    expect_refused(send_with(0, {2, 0, {}, 0, {}, {}}), "version");
+    expect_refused(send_with(0, {1, 0, {}, 1, {}, {}}), "priority");
+    expect_refused(recv_with({0, 0, 0, 0, {}}, nullptr), "version");
+    expect_refused(recv_with({1, 2, 0, 0, {}}, nullptr), "flags");
+    expect_refused(recv_with({1, 0, 0, 0, {}}, &peer), "version of the peer");
     expect_refused(ovra_open(OVRA_ADDRESS_NONE, 010000), "mode");
     EXPECT_EQ(ask("", "", "", 0).error, EINVAL);
     EXPECT_EQ(receive(1000).error, EBADF);

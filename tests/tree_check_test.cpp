@@ -2,7 +2,6 @@
 #include <cstddef>
 #include <cstring>
 #include <functional>
-#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>

@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
-#include <string_view>
 
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -15,6 +14,7 @@
 #include "switch_root.h"
 #include "temporary_directory.h"
 #include "trees.h"
+#include "usage.h"
 
 using kiv::grammar::compile;
 using testing::EndsWith;
@@ -214,14 +214,13 @@ TEST_F(TreeCommand, HasDotDrawThePicture)
     write("g", leaves(1));
     ASSERT_EQ(
         run("% compile g -o t.par && mkdir bin none && % graph t.par >t.dot && cp t.par x.svg"), 0);
-    struct dot_case {
+    const struct {
         const char *script;
         const char *line;
         int status;
         const char *output;
         const char *error;
-    };
-    const dot_case cases[] = {
+    } cases[] = {
         {"cat >got; echo \"<svg $*>\"", "graph --svg t.par && cmp got t.dot", 0, "<svg -Tsvg>\n",
          ""},
         {"echo '<svg/>'", "graph --svg t.par -o x.svg && cat x.svg", 0, "<svg/>\n", ""},
@@ -236,7 +235,7 @@ TEST_F(TreeCommand, HasDotDrawThePicture)
         {"cat >got; echo '<svg/>'", "graph --svg t.par -o y.svg <&- >&- && cmp got t.dot", 0, "",
          ""},
     };
-    for (const dot_case &each : cases) {
+    for (const auto &each : cases) {
         write("bin/dot", std::string("#!/bin/sh\n") + each.script + '\n');
         EXPECT_EQ(run("chmod +x bin/dot; PATH=$PWD/bin:$PATH; % " + std::string(each.line)),
                   each.status)
@@ -280,20 +279,19 @@ TEST_F(TreeCommand, ZipsAndUnzipsTheDefaultTree)
 
 TEST_F(TreeCommand, ShowsItsUsage)
 {
-    for (const char *job : {"", " compile", " check", " dump", " show", " graph", " stats",
-                            " publish", " zip", " unzip"}) {
-        EXPECT_EQ(run(std::string("%") + job + " --help"), 0) << job;
-        EXPECT_THAT(read("out"), StartsWith("usage: kivctl tree" + std::string(job))) << job;
-    }
-    for (const char *line :
-         {"%", "% make g", "% compile g", "% compile -o t.par", "% check", "% compile a b -o t.par",
-          "% compile g -o a -o b", "% check a -o b", "% dump a b", "% compile --json a -o b",
-          "% compile g -o", "% show --json --grammar a", "% show --svg a", "% zip a",
-          "% publish -d a -d b c"}) {
-        EXPECT_EQ(run(line), 2) << line;
-        EXPECT_EQ(read("out"), "") << line;
-        EXPECT_THAT(read("err"), HasSubstr("usage: kivctl tree ")) << line;
-    }
+    const std::string program = "'" KIVCTL_PATH "' tree ";
+    kiv_tests::expect_help(program, {"", "compile", "check", "dump", "show", "graph", "stats",
+                                     "publish", "zip", "unzip"});
+    kiv_tests::expect_refused(program, {{""},
+                                        {"make g", "kivctl tree: "},
+                                        {"compile g", "kivctl tree compile: "},
+                                        {"compile a b -o t.par"},
+                                        {"check"},
+                                        {"check a -o b"},
+                                        {"compile --json a -o b"},
+                                        {"compile g -o"},
+                                        {"show --json --grammar a"},
+                                        {"publish -d a -d b c"}});
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 // What compiled trees look like to people and programs.
 
 #include <cstring>
-#include <string>
 #include <string_view>
 
 #include <gmock/gmock.h>
@@ -19,11 +18,7 @@ using testing::HasSubstr;
 
 namespace {
 
-template <size_t Size>
-void put(char (&field)[Size], std::string_view text)
-{
-    text.copy(field, Size - 1);
-}
+using trees::put;
 
 // With a node of two owners, one that a link alone leads to, and bytes that are no text.
 trees::tree odd_tree()

@@ -3,6 +3,7 @@
 #define KIV_TESTS_TREES_H
 
 #include <cstring>
+#include <string_view>
 #include <vector>
 
 #include <kiv/common.h>
@@ -10,6 +11,14 @@
 namespace trees {
 
 using tree = std::vector<kiv_array_tree_node>;
+
+// Stores the text in the field, cut to its size, and nothing else.
+template <size_t Size>
+void put(char (&field)[Size], std::string_view text)
+{
+    std::memset(field, 0, Size);
+    text.copy(field, Size - 1);
+}
 
 inline tree of_nodes(size_t count)
 {

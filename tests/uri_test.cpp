@@ -184,28 +184,17 @@ TEST(UriParser, RefusesMemoryThatIsNoPool)
     EXPECT_EQ(parts_in(bad), no_parts) << "text without an end";
 }
 
-TEST(UriMap, KnowsTheSchemesOfTheSystem)
+TEST(Schemes, AreThoseOfTheSystemAndThoseOfTheShell)
 {
-    constexpr struct {
-        const char *scheme;
-        uint32_t type;
-    } rows[] = {
-        {"USB1", URI_TYPE_USB1}, {"Tftp", 0x4}, {"dm-lib", 0}, {"tftpx", 0}, {"", 0}, {nullptr, 0},
-    };
-    for (const auto &row : rows)
-        EXPECT_EQ(uri_map_get_uri_type_from_scheme(row.scheme), row.type);
-}
-
-TEST(SchemeTable, IsSearchedBothWays)
-{
-    for (const kiv_scheme_map &row : kiv_scheme_map_table) {
-        EXPECT_EQ(kiv_get_uri_type_from_scheme(row.scheme), row.type);
-        EXPECT_STREQ(kiv_get_scheme_from_uri_type(row.type), row.scheme);
-    }
+    EXPECT_EQ(uri_map_get_uri_type_from_scheme("USB1"), uint32_t{URI_TYPE_USB1});
+    EXPECT_EQ(uri_map_get_uri_type_from_scheme("Tftp"), 0x4U);
+    for (const char *unknown : {"dm-lib", "tftpx", "", static_cast<const char *>(nullptr)})
+        EXPECT_EQ(uri_map_get_uri_type_from_scheme(unknown), 0U);
     EXPECT_EQ(kiv_scheme_map_table[1].type, 0x20000U);
     EXPECT_EQ(kiv_get_uri_type_from_scheme("DM-Patch"), 0x40000U);
     for (const char *unknown : {"", "dm-", "dm-etc2", "tftp"})
         EXPECT_EQ(kiv_get_uri_type_from_scheme(unknown), 0U) << unknown;
+    EXPECT_STREQ(kiv_get_scheme_from_uri_type(0x20000), kiv_scheme_map_table[1].scheme);
     for (const uint32_t unknown : {0U, 0x30000U, 0x4U})
         EXPECT_EQ(kiv_get_scheme_from_uri_type(unknown), nullptr) << unknown;
 }

@@ -1,5 +1,5 @@
 # Makes the manual page of a public header: its comments are the text, its declarations the
-# displays between them. Variables: page; include, library; see: other pages; links: a folder for
+# displays between them. Variables: page; header, library; see: other pages; links: a folder for
 # pages that lead from a function's name to this one.
 
 function names_of(code,    statements, count, i, statement, name) {
@@ -81,13 +81,13 @@ in_comment {
         in_comment = 0
     next
 }
-/^{/ { in_body = 1; sub(/\n$/, ";\n", code); all = all ";"; shift = 0 }
-in_body { if (/^}/) in_body = 0; next }
+/^[{]/ { in_body = 1; sub(/\n$/, ";\n", code); all = all ";"; shift = 0 }
+in_body { if (/^[}]/) in_body = 0; next }
 /^$/ && depth == 0 { end_code(); next }
 {
     all = all " " $0
     code = code shown($0) "\n"
-    depth += gsub(/{/, "{") - gsub(/}/, "}")
+    depth += gsub(/[{]/, "{") - gsub(/[}]/, "}")
 }
 
 function print_text(text,    lines, line_count, i) {
@@ -144,7 +144,7 @@ END {
     print ".Sh LIBRARY"
     print library " (\\-l" substr(library, 4) ")"
     print ".Sh SYNOPSIS"
-    print ".In " include
+    print ".In " header
     print ".Sh DESCRIPTION"
     begin_text()
     print_text(lead)

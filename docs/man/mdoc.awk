@@ -26,7 +26,7 @@ function prose(text) {
     text = marked(text)
     gsub(/[.!?] +/, "&\n", text)
     gsub(/ +\n/, "\n", text)
-    gsub(/\n\./, "\n\\\&.", text)
+    gsub(/\n\./, "\n\\\\\\&.", text)
     return text
 }
 

@@ -24,8 +24,8 @@ BEGIN {
 }
 
 FILENAME ~ /\.h$/ && /^#define [A-Z_]+ [0-9]+$/ { constants[$2] = $3 }
-FILENAME ~ /\.h$/ && /^typedef struct kiv_[a-z_]+ {$/ { record = $3; offset = 0; next }
-FILENAME ~ /\.h$/ && record != "" && /^}/ { size_of[record] = offset; record = "" }
+FILENAME ~ /\.h$/ && /^typedef struct kiv_[a-z_]+ [{]$/ { record = $3; offset = 0; next }
+FILENAME ~ /\.h$/ && record != "" && /^[}]/ { size_of[record] = offset; record = "" }
 FILENAME ~ /\.h$/ && record != "" && /^    [a-z0-9_]+ [a-z_]+(\[.*\])?;/ {
     field = $2
     sub(/;.*/, "", field)

@@ -271,9 +271,12 @@ std::string configuration::text() const
     return text;
 }
 
-std::string configuration::text_to_apply(std::span<const foreign_text> texts) const
+void configuration::write_to_apply(std::span<const foreign_text> texts, std::string &text) const
 {
-    std::string text;
+    size_t size = text.size();
+    for (const foreign_text &foreign : texts)
+        size += foreign.text.size();
+    text.reserve(size);
     mode_follower follower(tree_, mode_);
     auto add_line = [&](size_t depth, const setting &value) {
         text += follower.lines_before(value.text, depth);
@@ -292,7 +295,6 @@ std::string configuration::text_to_apply(std::span<const foreign_text> texts) co
     }
     for (const foreign_text &foreign : texts)
         add_foreign(foreign);
-    return text;
 }
 
 } // namespace kiv_shell

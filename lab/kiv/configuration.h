@@ -57,10 +57,10 @@ public:
         std::string_view text; // whole lines, indented as settings are
     };
 
-    // The same for people and for a configuration file, with texts that are ordered by their
+    // Adds the same for people and for a configuration file, with texts that are ordered by their
     // priority: where a line would be taken for one of the mode before it, that mode's command with
     // the function `exit` stands in between.
-    std::string text_to_apply(std::span<const foreign_text> texts = {}) const;
+    void write_to_apply(std::span<const foreign_text> texts, std::string &text) const;
 
     // `path` are the settings whose modes lead to the block, from the outermost on; those that
     // are missing are made.

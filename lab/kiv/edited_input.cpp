@@ -8,7 +8,6 @@
 #include <exception>
 
 #include <histedit.h>
-#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -113,6 +112,7 @@ private:
     session &shell_;
     std::unique_ptr<History, ended> history_;
     std::unique_ptr<EditLine, ended> editor_;
+    const input_wait *input_ = nullptr; // while there is a line to be had
     std::string prompt_;
     std::string reason_;
     int read_error_ = 0;
@@ -182,6 +182,8 @@ void edited_input::bind_interrupt_key()
 line_input::outcome edited_input::next(const std::string &prompt, std::string &line)
 {
     prompt_ = prompt;
+    const input_wait input;
+    input_ = &input;
     for (;;) {
         is_dropped_ = false;
         read_error_ = 0;
@@ -289,16 +291,14 @@ int edited_input::read_wide(wchar_t &into)
 int edited_input::read_byte(char &into)
 {
     for (;;) {
+        if (!input_->wait()) {
+            if (follow_terminal())
+                draw_again("\r");
+            continue;
+        }
         const ssize_t count = read(STDIN_FILENO, &into, 1);
-        if (count >= 0)
+        if (count >= 0 || (errno != EAGAIN && errno != EINTR))
             return static_cast<int>(count);
-        pollfd ready{STDIN_FILENO, POLLIN, 0};
-        if (errno == EAGAIN)
-            poll(&ready, 1, -1);
-        else if (errno != EINTR)
-            return -1;
-        if (follow_terminal())
-            draw_again("\r");
     }
 }
 

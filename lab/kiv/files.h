@@ -70,13 +70,6 @@ public:
     failure open(const std::string &name);
 
     void write(std::string_view text) { text_.append(text); }
-    void write(std::string &&text)
-    {
-        if (text_.empty())
-            text_ = std::move(text);
-        else
-            text_.append(text);
-    }
 
     // What has been written.
     std::string &text() { return text_; }

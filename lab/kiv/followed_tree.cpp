@@ -1,8 +1,8 @@
 #include "followed_tree.h"
 
-#include <array>
+#include <cstdlib>
 
-#include <sys/inotify.h>
+#include <sys/stat.h>
 
 #include "support/published_trees.h"
 
@@ -20,21 +20,14 @@ std::string path_of_tree(const daemon_link &daemon)
     return published.empty() ? unpublished_tree : published;
 }
 
-// New files of a folder.
-unique_fd watch(const char *folder)
-{
-    unique_fd watching(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
-    if (watching && inotify_add_watch(watching.get(), folder, IN_MOVED_TO | IN_CLOSE_WRITE) < 0)
-        return {};
-    return watching;
-}
+// Within this time of each other, changes of a folder may have the same time stamp.
+constexpr time_t recent_seconds = 1;
 
 } // namespace
 
 failure followed_tree::open()
 {
-    if (daemon_.is_there())
-        news_ = watch(kiv::support::published_directory);
+    has_news();
     // A file that the daemon has just replaced twice is gone: then there is another one.
     failure failed;
     std::string path;
@@ -50,18 +43,25 @@ failure followed_tree::open()
     return failed;
 }
 
+// Looked at before the daemon is asked, so that what comes between is news next time.
 bool followed_tree::has_news()
 {
-    alignas(inotify_event) std::array<char, 4096> events;
-    bool any = false;
-    while (news_ && read(news_.get(), events.data(), events.size()) > 0)
-        any = true;
-    return any;
+    struct stat folder {};
+    timespec now{};
+    if (stat(kiv::support::published_directory, &folder) != 0 ||
+        clock_gettime(CLOCK_REALTIME, &now) != 0)
+        return true;
+    const timespec changed = folder.st_mtim;
+    const bool is_new = is_recent_ || changed.tv_sec != folder_changed_.tv_sec ||
+                        changed.tv_nsec != folder_changed_.tv_nsec;
+    folder_changed_ = changed;
+    is_recent_ = std::abs(now.tv_sec - changed.tv_sec) <= recent_seconds;
+    return is_new;
 }
 
 bool followed_tree::refresh()
 {
-    if (!has_news())
+    if (!daemon_.is_there() || !has_news())
         return false;
     const std::string path = daemon_.tree_path();
     tree_file fresh;

@@ -2,6 +2,7 @@
 #ifndef LAB_KIV_FOLLOWED_TREE_H
 #define LAB_KIV_FOLLOWED_TREE_H
 
+#include <ctime>
 #include <string>
 
 #include "daemon_link.h"
@@ -33,7 +34,8 @@ private:
     std::string path_;
     tree_file file_;
     tree_view view_;
-    unique_fd news_; // of the folder of the trees
+    timespec folder_changed_{}; // when the path was asked for
+    bool is_recent_ = false;    // that change, so that another one may have the same time
 };
 
 } // namespace kiv_shell

@@ -38,16 +38,13 @@ std::string heading(const options &chosen, bool of_peer)
 
 failure show_running_config(const invocation &call)
 {
-    std::string text;
-    bool is_partial = false;
-    failure failed = call.shell.read_configuration(text, is_partial);
-    if (failed && !is_partial)
-        return failed;
-    call.out.show_in_any_case();
     const options &chosen = call.shell.chosen();
     if (chosen.with_heading())
         call.out.write(heading(chosen, chosen.peer));
-    call.out.write(std::move(text));
+    bool is_partial = false;
+    failure failed = call.shell.read_configuration(call.out.text(), is_partial);
+    if (is_partial)
+        call.out.show_in_any_case();
     return failed;
 }
 

@@ -63,7 +63,7 @@ failure kept_configuration::store_changes()
         known_.size + static_cast<off_t>(added.size()) <= 2 * compact_size_ + allowance;
     failure failed;
     if (only_added && is_short && is_whole_ && known_.inode != 0) {
-        failed = store_.append(added);
+        failed = store_.append(added, known_);
         is_settled_ = false;
     } else {
         const std::string text = settings_->text();

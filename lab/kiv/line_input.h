@@ -32,6 +32,8 @@ public:
     const std::string &reason() const override { return lines_.reason(); }
 
 private:
+    static void await_line(const std::string &prompt);
+
     line_reader lines_{STDIN_FILENO, "standard input"};
     bool prompts_;
 };

@@ -1,37 +1,29 @@
 #include "line_input.h"
 
-#include <cerrno>
-
-#include <poll.h>
 #include <unistd.h>
 
 #include "terminal.h"
 
 namespace kiv_shell {
 
-namespace {
+plain_input::plain_input() : prompts_(isatty(STDIN_FILENO) == 1) {}
 
-// The terminal has dropped the line by itself, and a prompt shows that.
-void await_terminal(const std::string &prompt)
+// The terminal drops a line by itself when it is interrupted, and a new prompt shows that.
+void plain_input::await_line(const std::string &prompt)
 {
-    pollfd ready{STDIN_FILENO, POLLIN, 0};
-    while (poll(&ready, 1, -1) < 0 && errno == EINTR) {
+    const input_wait input;
+    take_interrupt();
+    write_all(STDOUT_FILENO, prompt);
+    while (!input.wait()) {
         if (take_interrupt())
             write_all(STDOUT_FILENO, "\n" + prompt);
     }
 }
 
-} // namespace
-
-plain_input::plain_input() : prompts_(isatty(STDIN_FILENO) == 1) {}
-
 line_input::outcome plain_input::next(const std::string &prompt, std::string &line)
 {
-    if (prompts_) {
-        take_interrupt();
-        write_all(STDOUT_FILENO, prompt);
-        await_terminal(prompt);
-    }
+    if (prompts_)
+        await_line(prompt);
     return lines_.next(line);
 }
 

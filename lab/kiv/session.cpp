@@ -269,7 +269,7 @@ failure session::read_configuration(std::string &text, bool &is_partial) const
         }
         texts.push_back({part.priority, part.text});
     }
-    text = running.text_to_apply(texts);
+    running.write_to_apply(texts, text);
     is_partial = !missing.empty();
     return is_partial ? failure("% the running configuration is incomplete:\n" + missing)
                       : failure();

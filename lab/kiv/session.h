@@ -87,8 +87,8 @@ public:
     // Everything that `work` changes goes into the store at once, or nothing if it fails.
     failure in_one_change(const std::function<failure()> &work);
 
-    // The running configuration of shell and modules, as it is applied again. Where parts of it
-    // could not be had, the text is partial, and says where.
+    // Adds the running configuration of shell and modules, as it is applied again. Where parts of
+    // it could not be had, the text is partial, and says where.
     failure read_configuration(std::string &text, bool &is_partial) const;
 
     // A text that ends with a newline is shown as it stands.

@@ -37,11 +37,12 @@ failure configuration_store::read(std::string &text, bool &is_whole) const
 
 failure configuration_store::lock()
 {
-    if (mkdir(directory_.c_str(), directory_mode) != 0 && errno != EEXIST)
-        return system_failure(directory_, errno);
     const std::string name = directory_ + "/.lock";
-    if (!lock_)
+    if (!lock_) {
+        if (mkdir(directory_.c_str(), directory_mode) != 0 && errno != EEXIST)
+            return system_failure(directory_, errno);
         lock_ = unique_fd(open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, file_mode));
+    }
     if (!lock_)
         return system_failure(name, errno);
     while (flock(lock_.get(), LOCK_EX) != 0) {
@@ -64,14 +65,21 @@ configuration_store::state configuration_store::now() const
     return {status.st_dev, status.st_ino, status.st_size, status.st_mtim};
 }
 
-failure configuration_store::append(std::string_view text)
+failure configuration_store::open_for(const state &file)
 {
-    unique_fd file(open(file_name().c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
-    struct stat before {};
-    if (!file || fstat(file.get(), &before) != 0)
-        return system_failure(file_name(), errno);
-    const int error = write_all(file.get(), text);
-    if (error != 0 && ftruncate(file.get(), before.st_size) != 0)
+    if (appended_ && file.device == known_.device && file.inode == known_.inode)
+        return {};
+    appended_ = unique_fd(open(file_name().c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+    known_ = file;
+    return appended_ ? failure() : system_failure(file_name(), errno);
+}
+
+failure configuration_store::append(std::string_view text, const state &file)
+{
+    if (auto failed = open_for(file))
+        return failed;
+    const int error = write_all(appended_.get(), text);
+    if (error != 0 && ftruncate(appended_.get(), file.size) != 0)
         return system_failure(file_name(), errno);
     return error == 0 ? failure() : system_failure(file_name(), error);
 }

@@ -29,7 +29,7 @@ public:
     failure lock();
     void unlock();
 
-    // Which file it is, and when it was changed.
+    // Which file it is, how long, and when it was changed.
     struct state {
         dev_t device = 0;
         ino_t inode = 0;
@@ -40,15 +40,19 @@ public:
     };
     state now() const;
 
-    // While locked. A failed change leaves the file as it was. What is appended is on the disk
-    // after settle(), a new file at once.
-    failure append(std::string_view text);
+    // While locked. A failed change leaves the file as it was, which is `file` for append(). What
+    // is appended is on the disk after settle(), a new file at once.
+    failure append(std::string_view text, const state &file);
     failure replace(const std::string &text);
     failure settle() const;
 
 private:
+    failure open_for(const state &file);
+
     std::string directory_;
     kiv::support::unique_fd lock_;
+    kiv::support::unique_fd appended_; // open as long as it has the name
+    state known_;                      // of that file
 };
 
 } // namespace kiv_shell

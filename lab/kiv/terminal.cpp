@@ -1,7 +1,8 @@
 #include "terminal.h"
 
-#include <csignal>
+#include <cerrno>
 
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
@@ -12,20 +13,17 @@ namespace {
 
 struct noted_signal {
     int number;
-    int flags;
     volatile sig_atomic_t seen;
     struct sigaction previous;
 };
 
 enum noted_index { interrupted, resized, resumed };
 
-// A changed window and the return of the terminal are to be seen while a key is waited for; no
-// command is to be broken off by a key.
 noted_signal noted[] = {
-    {SIGINT, SA_RESTART, 0, {}},
-    {SIGWINCH, 0, 0, {}},
-    {SIGCONT, 0, 0, {}},
-    {SIGQUIT, SA_RESTART, 0, {}},
+    {SIGINT, 0, {}},
+    {SIGWINCH, 0, {}},
+    {SIGCONT, 0, {}},
+    {SIGQUIT, 0, {}},
 };
 
 struct ending_signal {
@@ -100,17 +98,16 @@ window_size find_window_size()
 terminal_guard::terminal_guard()
 {
     has_original = tcgetattr(STDIN_FILENO, &original) == 0;
-    for (noted_signal &row : noted) {
-        struct sigaction action {};
-        action.sa_handler = note;
-        action.sa_flags = row.flags;
-        install(row, action);
-    }
-    struct sigaction action {};
-    action.sa_sigaction = end;
-    action.sa_flags = SA_SIGINFO;
+    struct sigaction noting {};
+    noting.sa_handler = note;
+    noting.sa_flags = SA_RESTART; // no command is broken off by a key
+    for (noted_signal &row : noted)
+        install(row, noting);
+    struct sigaction restoring {};
+    restoring.sa_sigaction = end;
+    restoring.sa_flags = SA_SIGINFO;
     for (ending_signal &row : ending)
-        install(row, action);
+        install(row, restoring);
 }
 
 terminal_guard::~terminal_guard()
@@ -135,6 +132,26 @@ bool take_window_change()
 bool take_resumption()
 {
     return take(resumed);
+}
+
+input_wait::input_wait()
+{
+    sigset_t held;
+    sigemptyset(&held);
+    for (const noted_signal &row : noted)
+        sigaddset(&held, row.number);
+    sigprocmask(SIG_BLOCK, &held, &before_);
+}
+
+input_wait::~input_wait()
+{
+    sigprocmask(SIG_SETMASK, &before_, nullptr);
+}
+
+bool input_wait::wait() const
+{
+    pollfd ready{STDIN_FILENO, POLLIN, 0};
+    return ppoll(&ready, 1, nullptr, &before_) >= 0 || errno != EINTR;
 }
 
 } // namespace kiv_shell

@@ -2,6 +2,8 @@
 #ifndef LAB_KIV_TERMINAL_H
 #define LAB_KIV_TERMINAL_H
 
+#include <csignal>
+
 namespace kiv_shell {
 
 struct window_size {
@@ -12,9 +14,9 @@ struct window_size {
 // Of the terminal that is standard output.
 window_size find_window_size();
 
-// While there is one of these, the keys for interrupting and quitting do not end the shell. Its end,
-// and whatever ends the shell before that, leaves the terminal's settings as they were. One at a
-// time.
+// While there is one of these, the keys for interrupting and quitting do not end the shell. Its
+// end, and whatever ends the shell before that, leaves the terminal's settings as they were. One at
+// a time.
 class terminal_guard {
 public:
     terminal_guard();
@@ -27,6 +29,22 @@ public:
 bool take_interrupt();
 bool take_window_change();
 bool take_resumption();
+
+// While there is one of these, such things happen only within wait(), so that none is missed
+// between asking and waiting.
+class input_wait {
+public:
+    input_wait();
+    ~input_wait();
+    input_wait(const input_wait &) = delete;
+    input_wait &operator=(const input_wait &) = delete;
+
+    // False where there may be something to ask for, and nothing to read from standard input yet.
+    bool wait() const;
+
+private:
+    sigset_t before_{};
+};
 
 } // namespace kiv_shell
 

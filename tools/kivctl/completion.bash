@@ -105,7 +105,7 @@ _kivctl() {
     done
     # Of bash's words, "--color=always" is three.
     if [[ $current == = || $previous == = ]]; then
-        [[ $job == 'kivctl config diff' ]] || return
+        [[ $job == 'kivctl config diff' ]] || return 0
         mapfile -t COMPREPLY < <(compgen -W 'always never auto' -- "${current#=}")
         return
     fi
@@ -114,11 +114,15 @@ _kivctl() {
     [[ "$job $previous" != 'kivctl run -o' ]] || operand=text
     case $operand in
     file) _kivctl_files '*'; return ;;
-    directory) compopt -o filenames 2>/dev/null || true; mapfile -t COMPREPLY < <(compgen -d -- "$current"); return ;;
+    directory)
+        compopt -o filenames 2>/dev/null || true
+        mapfile -t COMPREPLY < <(compgen -d -- "$current")
+        return
+        ;;
     text) return ;;
     esac
     mapfile -t COMPREPLY < <(compgen -W "${_kivctl_words["$job"]}" -- "$current")
-    [[ $current != -* ]] || return
+    [[ $current != -* ]] || return 0
     case $job in
     'kivctl register' | 'kivctl deregister') _kivctl_trees ;;
     *) [[ ! -v _kivctl_operands["$job"] ]] || _kivctl_files "${_kivctl_operands["$job"]}" ;;

@@ -359,7 +359,7 @@ TEST_F(Kivd, LosesNoChangeThatItHasConfirmedWheneverItIsKilled)
 
 TEST_F(Kivd, RefusesAChangeThatItCannotStore)
 {
-    running daemon({}, 50000);
+    running daemon({}, 20000);
     daemon.wait_for("cannot publish the tree: File too large");
     daemon.serves();
     EXPECT_EQ(kivd_switchname_set(0, "edge"), -1);

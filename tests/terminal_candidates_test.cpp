@@ -11,7 +11,6 @@ namespace {
 
 using namespace kiv_shell;
 using namespace kiv_shell::testing;
-using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
 class Candidates : public ::testing::Test, protected small_tree {

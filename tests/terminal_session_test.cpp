@@ -2,12 +2,14 @@
 
 #include <csignal>
 #include <string>
-#include <vector>
+#include <string_view>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <unistd.h>
 
 #include "small_tree.h"
+#include "support/unique_fd.h"
 #include "switch_root.h"
 #include "terminal_program.h"
 
@@ -17,6 +19,7 @@ using kiv_shell::testing::small_tree_nodes;
 using switch_root::read_file;
 using switch_root::write_file;
 using ::testing::AllOf;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
@@ -157,12 +160,28 @@ TEST_F(Terminal, EndsTheShellWhenItIsGone)
     }
 }
 
+// Byte by byte, for more may come later.
+std::string read_to(int stream, std::string_view end)
+{
+    std::string text;
+    for (char byte = 0; !text.ends_with(end) && read(stream, &byte, 1) == 1;)
+        text += byte;
+    return text;
+}
+
 TEST_F(Terminal, TakesLinesAsTheyAreWhereTheOutputIsElsewhere)
 {
-    terminal::program shell(
-        "exec 3>&1; /usr/sbin/kiv.bin -q 1 | while read -r line; do echo \"<$line>\" >&3; done");
-    shell.answer_to("show version\r", "<kiv# Shell: ");
-    EXPECT_THAT(shell.answer_to("show ?\r", "expected:"), HasSubstr("unknown word \"?\""));
+    switch_root::run("rm -f /ubex/answers; mkfifo /ubex/answers");
+    terminal::program shell("exec /usr/sbin/kiv.bin -q 1 >/ubex/answers");
+    const kiv::support::unique_fd answers(open("/ubex/answers", O_RDONLY));
+    EXPECT_EQ(read_to(answers.get(), "# "), "kiv# ");
+    shell.type("dropped\003");
+    EXPECT_EQ(read_to(answers.get(), "# "), "\nkiv# ");
+    shell.type("show ver\r");
+    EXPECT_THAT(read_to(answers.get(), "# "), AllOf(HasSubstr("Shell: "), EndsWith("\nkiv# ")));
+    shell.answer_to("show ?\r", "unknown word \"?\"");
+    shell.type("\004");
+    EXPECT_EQ(shell.end(), 1);
 }
 
 class Pager : public Terminal {
@@ -205,7 +224,9 @@ TEST_F(Pager, MayBeQuitOrInterrupted)
     interrupted.seen_to("kiv# ");
     interrupted.answer_to("show running-config\r", "reading");
     interrupted.answer_to("\003", "kiv# ");
-    interrupted.answer_to("show version\r", "Shell: ");
+    interrupted.answer_to("show running-config\r", "reading");
+    interrupted.hang_up();
+    EXPECT_EQ(interrupted.end(), -SIGHUP);
 }
 
 TEST_F(Pager, IsNotMissed)

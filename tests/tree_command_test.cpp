@@ -283,13 +283,13 @@ TEST_F(TreeCommand, ShowsItsUsage)
     kiv_tests::expect_help(program, {"", "compile", "check", "dump", "show", "graph", "stats",
                                      "publish", "zip", "unzip"});
     kiv_tests::expect_refused(program, {{""},
-                                        {"make g", "kivctl tree: "},
-                                        {"compile g", "kivctl tree compile: "},
+                                        {"make g"},
+                                        {"compile g"},
                                         {"compile a b -o t.par"},
                                         {"check"},
-                                        {"check a -o b"},
-                                        {"compile --json a -o b"},
-                                        {"compile g -o"},
+                                        {"check a -o b", "kivctl tree check: "},
+                                        {"compile --json a -o b", "kivctl tree compile: "},
+                                        {"compile g -o", "kivctl tree compile: "},
                                         {"show --json --grammar a"},
                                         {"publish -d a -d b c"}});
 }

@@ -21,7 +21,12 @@ std::string path_of_tree(const daemon_link &daemon)
 }
 
 // Within this time of each other, changes of a folder may have the same time stamp.
-constexpr time_t recent_seconds = 1;
+constexpr int64_t recent = 50'000'000; // nanoseconds
+
+int64_t nanoseconds(const timespec &time)
+{
+    return int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+}
 
 } // namespace
 
@@ -51,11 +56,10 @@ bool followed_tree::has_news()
     if (stat(kiv::support::published_directory, &folder) != 0 ||
         clock_gettime(CLOCK_REALTIME, &now) != 0)
         return true;
-    const timespec changed = folder.st_mtim;
-    const bool is_new = is_recent_ || changed.tv_sec != folder_changed_.tv_sec ||
-                        changed.tv_nsec != folder_changed_.tv_nsec;
+    const int64_t changed = nanoseconds(folder.st_mtim);
+    const bool is_new = is_recent_ || changed != folder_changed_;
     folder_changed_ = changed;
-    is_recent_ = std::abs(now.tv_sec - changed.tv_sec) <= recent_seconds;
+    is_recent_ = std::abs(nanoseconds(now) - changed) <= recent;
     return is_new;
 }
 

@@ -2,7 +2,7 @@
 #ifndef LAB_KIV_FOLLOWED_TREE_H
 #define LAB_KIV_FOLLOWED_TREE_H
 
-#include <ctime>
+#include <cstdint>
 #include <string>
 
 #include "daemon_link.h"
@@ -34,8 +34,8 @@ private:
     std::string path_;
     tree_file file_;
     tree_view view_;
-    timespec folder_changed_{}; // when the path was asked for
-    bool is_recent_ = false;    // that change, so that another one may have the same time
+    int64_t folder_changed_ = 0; // when the path was asked for, in nanoseconds
+    bool is_recent_ = false;     // that change, so that another one may have the same time
 };
 
 } // namespace kiv_shell

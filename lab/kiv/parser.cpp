@@ -103,6 +103,7 @@ private:
     line_error ambiguous(const std::vector<keyword> &candidates) const
     {
         std::vector<std::string> tokens;
+        tokens.reserve(candidates.size());
         for (const keyword &row : candidates)
             tokens.emplace_back(row.token);
         return {start_, "ambiguous word " + shown_word(word_.text) +

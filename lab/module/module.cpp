@@ -1,10 +1,10 @@
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <exception>
-#include <iterator>
 #include <memory>
 
 #include <poll.h>
@@ -76,16 +76,19 @@ unique_fd end_signals()
 
 int serve_until(const unique_fd &end, kiv_module &module)
 {
-    pollfd waiting[]{{end.get(), POLLIN, 0}, {module.descriptor(), POLLIN, 0}};
     for (;;) {
-        if (poll(waiting, std::size(waiting), -1) < 0) {
+        kiv::module::service::sources ready = module.waited_for();
+        std::array<pollfd, ready.size() + 1> waiting{{{end.get(), POLLIN, 0}}};
+        std::ranges::copy(ready, waiting.begin() + 1);
+        if (poll(waiting.data(), waiting.size(), -1) < 0) {
             if (errno != EINTR)
                 return errno;
             continue;
         }
         if (waiting[0].revents != 0)
             return 0;
-        if (const int error = module.serve(); error != 0)
+        std::copy(waiting.begin() + 1, waiting.end(), ready.begin());
+        if (const int error = module.serve(ready); error != 0)
             return error;
     }
 }

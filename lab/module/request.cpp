@@ -198,7 +198,7 @@ bool is_value(uint32_t type, bytes value)
 std::string write_request(std::string_view function, const pinfo &info,
                           std::span<const argument> arguments)
 {
-    if (function.size() >= function_size || arguments.size() > KIV_PINFO_MAX_ARGS)
+    if (function.size() >= function_size || arguments.size() > most_arguments)
         return {};
     request_head head{
         protocol_version, static_cast<uint32_t>(arguments.size()), sizeof(pinfo), 0, {}};
@@ -227,7 +227,7 @@ bool request::read(bytes payload)
     request_head head;
     const std::byte *start = own.data();
     if (!from.read(head) || head.version != protocol_version || head.reserved != 0 ||
-        head.pinfo_size != sizeof(pinfo) || head.argument_count > KIV_PINFO_MAX_ARGS ||
+        head.pinfo_size != sizeof(pinfo) || head.argument_count > most_arguments ||
         !ends(head.function) || !from.read(info_))
         return false;
     function_ = reinterpret_cast<const char *>(start + offsetof(request_head, function));

@@ -16,6 +16,8 @@
 
 namespace kiv::module {
 
+constexpr auto most_arguments = static_cast<size_t>(KIV_PINFO_MAX_ARGS);
+
 struct argument {
     int32_t token_id = 0;
     uint32_t type = 0;
@@ -44,7 +46,7 @@ public:
 private:
     std::string_view function_;
     pinfo info_{};
-    std::array<param_arg, KIV_PINFO_MAX_ARGS> arguments_{};
+    std::array<param_arg, most_arguments> arguments_{};
     std::vector<uint64_t> payload_; // aligned for every value
 };
 

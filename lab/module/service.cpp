@@ -18,8 +18,6 @@ namespace kiv::module {
 namespace {
 
 constexpr uint32_t open_to_all = 0666;
-// How many messages are served before the caller of serve gets a turn.
-constexpr int turn = 64;
 constexpr int32_t not_run = -1;
 
 // A message that is dropped at the end.
@@ -58,9 +56,9 @@ int service::open()
     if (!events_ || !retry_)
         return errno;
     int error = daemon_.open();
-    for (const int descriptor : {queue_, daemon_.descriptor(), retry_.get()}) {
+    for (const pollfd &source : waited_for()) {
         if (error == 0)
-            error = watch(descriptor);
+            error = watch(source.fd);
     }
     if (error == 0)
         follow_daemon();
@@ -83,23 +81,36 @@ void service::follow_daemon()
     timerfd_settime(retry_.get(), 0, &later, nullptr);
 }
 
+service::sources service::waited_for() const
+{
+    return {{{queue_, POLLIN, 0}, {daemon_.descriptor(), POLLIN, 0}, {retry_.get(), POLLIN, 0}}};
+}
+
 int service::serve()
 {
+    sources ready = waited_for();
+    if (poll(ready.data(), ready.size(), 0) < 0)
+        return errno == EINTR ? 0 : errno;
+    return serve(ready);
+}
+
+int service::serve(const sources &ready)
+{
+    const auto &[messages, daemon, retry] = ready;
     uint64_t expirations = 0;
-    if (daemon_.take() || read(retry_.get(), &expirations, sizeof expirations) > 0)
+    if ((daemon.revents != 0 && daemon_.take()) ||
+        (retry.revents != 0 && read(retry_.get(), &expirations, sizeof expirations) > 0))
         follow_daemon();
+    if (messages.revents == 0)
+        return 0;
     static constexpr ovra_recv_options at_once{OVRA_OPTIONS_VERSION, OVRA_RECV_NO_WAIT, 0, 0, {}};
-    for (int served = 0; served < turn; ++served) {
-        received next;
-        ovra_peer sender{};
-        sender.version = OVRA_OPTIONS_VERSION;
-        if (ovra_recv(queue_, &next.message, &sender, &at_once) == 0)
-            take(next.message, sender);
-        else if (errno == EAGAIN)
-            return 0;
-        else if (!passes(errno))
-            return errno;
-    }
+    received next;
+    ovra_peer sender{};
+    sender.version = OVRA_OPTIONS_VERSION;
+    if (ovra_recv(queue_, &next.message, &sender, &at_once) == 0)
+        take(next.message, sender);
+    else if (!passes(errno))
+        return errno;
     return 0;
 }
 

@@ -1,8 +1,11 @@
 #ifndef LAB_MODULE_SERVICE_H
 #define LAB_MODULE_SERVICE_H
 
+#include <array>
 #include <string_view>
 #include <vector>
+
+#include <poll.h>
 
 #include <kiv/module.h>
 
@@ -26,6 +29,12 @@ public:
     // Return 0 or an errno value.
     int open();
     int serve();
+
+    // What serve() looks after, for poll (POSIX); and serving what of it is ready, a message at
+    // most.
+    using sources = std::array<pollfd, 3>;
+    sources waited_for() const;
+    int serve(const sources &ready);
 
     int descriptor() const { return events_.get(); }
     void withdraw() { registration_.withdraw(queue_); }

@@ -22,13 +22,18 @@ mkfifo "$pipe"
 exec {news}<>"$pipe"
 rm "$pipe"
 
+# Runs a program and tells that it has ended; passes SIGTERM on to it, whenever that comes.
+# shellcheck disable=SC2016 # for the inner shell
+keeper='trap "asked=yes; kill \$program" TERM
+"$@" 2>&3 3>&- &
+program=$!
+[ -z "$asked" ] || kill $program
+while kill -0 $program; do wait $program; done
+echo "lab: $1 has ended" >&3'
 started=()
 start() { # program, argument...
-    {
-        trap : TERM
-        "$@" 2>&"$news" >/dev/null || true
-        echo "lab: $1 has ended" >&"$news"
-    } &
+    # Where this process is killed, nothing of it stays.
+    setpriv --pdeathsig TERM bash -c "$keeper" bash "$@" 3>&"$news" >/dev/null 2>&1 &
     started+=($!)
 }
 # shellcheck disable=SC2317 # the trap calls it
@@ -39,39 +44,49 @@ stop() {
         kill -- "-${started[i]}" 2>/dev/null || true
         wait "${started[i]}" 2>/dev/null || true
     done
-    # The log is complete when its writer, which comes last, has ended.
-    [ -z "$writer" ] || { echo "lab: stopped" >&"$news"; wait "$writer"; }
+    [ -z "$writer" ] || wait "$writer"
 }
 writer=
 trap stop EXIT
 trap 'exit 129' HUP
 trap 'exit 143' TERM
 
-keep_log() { # until this has been said
+is_end() { [[ $1 == "lab: "*" has ended" ]]; }
+take_line() { # into $line
+    read -r line <&"$news"
+    # A full disk must not stop who writes to the pipe.
+    echo "$line" >>"$log" || true
+    [[ $line != *"left out of the tree"* ]] || echo "$line" >&2
+}
+# Until this has been said, or a module has complained. What goes wrong is shown; without a program
+# that has ended, there is no lab.
+await() {
     local line
-    while read -r line <&"$news"; do
-        echo "$line" >>"$log"
-        [[ $line != *"left out of the tree"* ]] || echo "$line" >&2
+    while take_line; do
         [[ ! $line =~ $1 ]] || return 0
-        if [ -z "$writer" ] && [[ ! $line =~ ^kivd:\ (tree|process)\  ]]; then
-            echo "$line" >&2
-            [[ $line != "lab: "*" has ended" ]] || exit 1
-            [[ $line == kivd:* ]] || return 0
-        fi
+        [[ $line =~ ^kivd:\ (tree|process|left\ out)\  ]] || echo "$line" >&2
+        ! is_end "$line" || exit 1
+        [[ $line == kivd:* ]] || return 0
+    done
+}
+keep_log() {
+    local line left=${#started[@]}
+    while [ "$left" -gt 0 ] && take_line; do
+        ! is_end "$line" || left=$((left - 1))
     done
 }
 
-start build/release/bin/kivd --foreground
-keep_log '^kivd: serving$'
+# The daemon is of the same build as the shell.
+start "$(dirname "$(realpath /usr/sbin/kiv.bin)")/kivd" --foreground
+await '^kivd: serving$'
 for module in "${modules[@]}"; do
     start "$module"
 done
-# The trees of the modules, and the shell's own; or a complaint, which is shown.
-keep_log " of $((${#modules[@]} + 1)) trees\$|left out of the tree"
-writer=none
-keep_log '^lab: stopped$' &
+# The trees of the modules, and the shell's own; or a complaint, which take_line has shown.
+await " of $((${#modules[@]} + 1)) trees\$|left out of the tree"
+keep_log &
 writer=$!
 
 status=0
-"$@" || status=$?
+setpriv --pdeathsig HUP -- "$@" || status=$?
 exit $status

@@ -285,7 +285,7 @@ TEST(Diff, SaysThatMemoryIsShort)
     const std::string old_text = numbered("a", 1);
     const std::string new_text = numbered("b", 1);
     SKIP_UNLESS_MEMORY_CAN_BE_SHORT();
-    for (const size_t size : {0, 10'000, 1'000'000}) {
+    for (const size_t size : {0U, 10'000U, 1'000'000U}) {
         const kiv_tests::memory_shortage shortage(size);
         errno = 0;
         EXPECT_EQ(kiv_diff_to_str(old_text.c_str(), new_text.c_str()), nullptr);

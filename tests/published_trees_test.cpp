@@ -306,14 +306,14 @@ TEST_F(KilledPublisher, LeavesTheOldOrTheNewVersionAtEveryCallOfWritingInPlace)
 TEST_F(KilledPublisher, LeavesTheOldVersionWhereTheDiskTakesHalf)
 {
     const std::pair<publisher, int> cases[] = {{publish_in_place, SIGXFSZ}, {publish, EFBIG << 8}};
-    for (const auto &[publish_one, expected] : cases) {
-        publish_after_crash(publish_one);
+    for (const auto &row : cases) {
+        publish_after_crash(row.first);
         const int status = in_process([&] {
             const rlimit half{10000, RLIM_INFINITY};
             setrlimit(RLIMIT_FSIZE, &half);
-            return publish_one(files.path(), *acknowledged + 1);
+            return row.first(files.path(), *acknowledged + 1);
         });
-        EXPECT_EQ(status, expected);
+        EXPECT_EQ(status, row.second);
         EXPECT_EQ(found(), *acknowledged);
     }
     publish_after_crash(publish);

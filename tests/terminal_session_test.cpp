@@ -64,7 +64,7 @@ TEST_F(EditedLines, CanBeChangedCompletedAndRecalled)
         {"\r", "Shell: "},
         {"ow version\001sh\r", "Shell: "},
         {"misplaced x\003", "^C\r"},
-        {"show v\032\034ersion\r", "Shell: "},
+        {"show v\032\034ersion\026?\177\r", "Shell: "},
         {"sh v\t", "  vsan"},
         {"?", "  version\r\n  vsan\r\nkiv# sh v"},
         {"e\r", "Shell: "},

@@ -68,7 +68,10 @@ public:
             return std::move(found_);
         if (is_within_text())
             return text();
-        words.at_redirection() ? add_behind_redirection(words) : add_next();
+        if (words.at_redirection())
+            add_behind_redirection(words);
+        else
+            add_next();
         if (found_.list.empty() && !found_.error)
             found_.error = fault();
         return std::move(found_);

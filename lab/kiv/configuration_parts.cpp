@@ -148,8 +148,9 @@ std::vector<configuration_part> configuration_parts(const tree_view &tree)
         return std::tie(part.priority, part.generator, part.service);
     };
     std::ranges::sort(parts, {}, key);
-    const auto again = std::ranges::unique(parts, {}, key);
-    parts.erase(again.begin(), again.end());
+    // Links make a node stand at several places, and several nodes may name one generator.
+    const auto same = [&](const auto &one, const auto &other) { return key(one) == key(other); };
+    parts.erase(std::unique(parts.begin(), parts.end(), same), parts.end());
     return parts;
 }
 

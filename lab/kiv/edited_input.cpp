@@ -266,7 +266,7 @@ int edited_input::read_character(EditLine *editor, wchar_t *character)
     return count;
 }
 
-// Bytes that are no character are dropped.
+// Bytes that are no character are dropped, and so is 0, which would end the line.
 int edited_input::read_wide(wchar_t &into)
 {
     constexpr size_t longest_character = 4;
@@ -281,7 +281,7 @@ int edited_input::read_wide(wchar_t &into)
             continue;
         bytes[count++] = byte;
         const auto found = kiv::support::first_character({bytes, count});
-        if (found.length != 0) {
+        if (found.length != 0 && found.code != 0) {
             into = static_cast<wchar_t>(found.code);
             return 1;
         }
@@ -331,6 +331,7 @@ bool edited_input::is_at_blank() const
 
 candidates edited_input::find() const
 {
+    shell_.refresh_tree();
     return find_candidates(shell_.tree(), shell_.modes().current(), before_cursor());
 }
 

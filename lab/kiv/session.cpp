@@ -46,17 +46,6 @@ std::string missing_part(const configuration_part &part)
            printable(why) + "\n";
 }
 
-// What "do" is said of; empty for another line.
-std::string_view behind_do(std::string_view line)
-{
-    word_reader words(line);
-    word first;
-    if (words.at_end() || words.peek(first) || first.quoted || first.text != "do")
-        return {};
-    words.skip_word();
-    return words.take_rest();
-}
-
 } // namespace
 
 session::session(const options &chosen, const tree_view &tree, configuration_store &store,
@@ -112,33 +101,28 @@ line_outcome session::run_line(std::string_view line, std::string_view location)
     if (is_blank_or_comment(line))
         return line_outcome::done;
     refresh_tree();
-    const parse_result parsed = parse_command(tree_, modes_.current(), line);
-    if (const auto *found = std::get_if<command>(&parsed))
-        return conclude(location, execute(*found));
-    if (const auto outside = run_outside(line, location))
-        return *outside;
-    report(location, line, std::get<line_error>(parsed));
-    return line_outcome::not_understood;
-}
-
-// A line that begins with "do"; nothing for another one, or in the outermost mode.
-std::optional<line_outcome> session::run_outside(std::string_view line, std::string_view location)
-{
-    const std::string_view rest = modes_.size() > 1 ? behind_do(line) : std::string_view();
-    if (rest.empty())
-        return {};
-    const parse_result parsed = parse_command(tree_, root_node, rest);
+    word_reader words(line);
+    const bool outside = skip_do(tree_, modes_.current(), words);
+    const size_t start = outside ? words.position() : 0;
+    const parse_result parsed =
+        parse_command(tree_, outside ? root_node : modes_.current(), line.substr(start));
     if (const auto *error = std::get_if<line_error>(&parsed)) {
-        report(location, line, {error->position + line.size() - rest.size(), error->text});
+        report(location, line, {start + error->position, error->text});
         return line_outcome::not_understood;
     }
     const auto &found = std::get<command>(parsed);
-    const handler *by = nullptr;
+    return conclude(location, outside ? execute_outside(found) : execute(found));
+}
+
+failure session::execute_outside(const command &parsed)
+{
+    const handler *found = nullptr;
     output out(where_.output);
-    failure failed = prepare(found, false, by, out);
-    if (!failed && (tree_.enters_mode(found.node) || by->after != mode_change::none))
-        failed = "a command that changes the mode cannot be run with \"do\"";
-    return conclude(location, failed ? failed : run(*by, found, false, out));
+    if (auto failed = prepare(parsed, false, found, out))
+        return failed;
+    if (tree_.enters_mode(parsed.node) || found->after != mode_change::none)
+        return "a command that changes the mode cannot be run with \"do\"";
+    return run(*found, parsed, false, out);
 }
 
 failure session::find(const command &parsed, bool configures, const handler *&found) const

@@ -54,6 +54,9 @@ public:
     // session; its tree is the view of this one, and `limits` may be null.
     void take_part(daemon_link &daemon, followed_tree &newest, rights *limits);
 
+    // Takes the daemon's newest tree, if it is another one, unless the session is in a mode.
+    void refresh_tree();
+
     // Puts the session into configuration mode for good, as for a configuration file.
     failure stay_in_configuration_mode();
 
@@ -101,11 +104,10 @@ public:
 private:
     bool is_configuring() const;
     line_outcome conclude(std::string_view location, const failure &failed) const;
-    std::optional<line_outcome> run_outside(std::string_view line, std::string_view location);
+    failure execute_outside(const command &parsed);
     failure prepare(const command &parsed, bool configures, const handler *&found, output &out);
     failure run(const handler &found, const command &parsed, bool configures, output &out);
     failure finish(const command &parsed, output &out);
-    void refresh_tree();
     failure lock_for(const command &parsed);
     failure give_up_lock();
 

@@ -1,9 +1,8 @@
 // Allocations that fail on demand. For one source file of a test program: its malloc takes the
-// place of the C library's, also for the libraries.
+// place of the C library's, also for the libraries. It leaves errno to those who tell of it.
 #ifndef KIV_TESTS_MEMORY_SHORTAGE_H
 #define KIV_TESTS_MEMORY_SHORTAGE_H
 
-#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 
@@ -38,18 +37,12 @@ extern "C" void *__libc_realloc(void *block, size_t size);
 
 extern "C" void *malloc(size_t size) noexcept
 {
-    if (size < kiv_tests::failing_size)
-        return __libc_malloc(size);
-    errno = ENOMEM;
-    return nullptr;
+    return size < kiv_tests::failing_size ? __libc_malloc(size) : nullptr;
 }
 
 extern "C" void *realloc(void *block, size_t size) noexcept
 {
-    if (size < kiv_tests::failing_size)
-        return __libc_realloc(block, size);
-    errno = ENOMEM;
-    return nullptr;
+    return size < kiv_tests::failing_size ? __libc_realloc(block, size) : nullptr;
 }
 #endif
 

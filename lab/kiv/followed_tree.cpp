@@ -52,15 +52,16 @@ failure followed_tree::open()
 bool followed_tree::has_news()
 {
     struct stat folder {};
-    timespec now{};
-    if (stat(kiv::support::published_directory, &folder) != 0 ||
-        clock_gettime(CLOCK_REALTIME, &now) != 0)
+    if (stat(kiv::support::published_directory, &folder) != 0)
         return true;
     const int64_t changed = nanoseconds(folder.st_mtim);
-    const bool is_new = is_recent_ || changed != folder_changed_;
+    if (!is_recent_ && changed == folder_changed_)
+        return false;
+    timespec now{};
     folder_changed_ = changed;
-    is_recent_ = std::abs(nanoseconds(now) - changed) <= recent;
-    return is_new;
+    is_recent_ = clock_gettime(CLOCK_REALTIME, &now) != 0 ||
+                 std::abs(nanoseconds(now) - changed) <= recent;
+    return true;
 }
 
 bool followed_tree::refresh()

@@ -203,12 +203,16 @@ std::string write_request(std::string_view function, const pinfo &info,
     request_head head{
         protocol_version, static_cast<uint32_t>(arguments.size()), sizeof(pinfo), 0, {}};
     std::ranges::copy(function, head.function);
-    pinfo session = info;
-    std::ranges::fill(session.args, nullptr);
-    session.parameter_count = 0;
+    size_t size = sizeof head + aligned(sizeof info);
+    for (const argument &each : arguments)
+        size += sizeof(argument_head) + aligned(each.value.size());
     std::string out;
+    out.reserve(size);
     append(out, head);
-    append(out, session);
+    append(out, info);
+    // The list of arguments is addresses in this process.
+    out.replace(sizeof head + offsetof(pinfo, args), sizeof info.args, sizeof info.args, '\0');
+    out[sizeof head + offsetof(pinfo, parameter_count)] = 0;
     out.resize(aligned(out.size()));
     for (const argument &each : arguments) {
         if (each.value.size() > OVRA_MAX_PAYLOAD)
@@ -222,7 +226,8 @@ bool request::read(bytes payload)
 {
     payload_.resize(aligned(payload.size()) / sizeof(uint64_t));
     const std::span own = std::as_writable_bytes(std::span(payload_)).first(payload.size());
-    std::ranges::copy(payload, own.begin());
+    if (!payload.empty())
+        std::memcpy(own.data(), payload.data(), payload.size());
     reader from(own);
     request_head head;
     const std::byte *start = own.data();

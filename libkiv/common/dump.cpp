@@ -8,9 +8,9 @@
 
 #include <kiv/common.h>
 
-#include "exec/text.h"
 #include "fetch.h"
 #include "standard_output.h"
+#include "text.h"
 
 namespace {
 

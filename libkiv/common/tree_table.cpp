@@ -6,7 +6,7 @@
 
 #include <kiv/common.h>
 
-#include "exec/text.h"
+#include "text.h"
 
 static_assert(sizeof(kiv_tree_table_entry) == 88);
 static_assert(offsetof(kiv_tree_table_entry, par_file_name) == 24);

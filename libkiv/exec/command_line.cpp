@@ -6,8 +6,8 @@
 
 #include <kiv/kiv_exec_lib.h>
 
+#include "common/text.h"
 #include "shell_paths.h"
-#include "text.h"
 
 static_assert(sizeof(kiv_system_info) == 1044);
 static_assert(offsetof(kiv_system_info, file_name) == 4);

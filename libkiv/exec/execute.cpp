@@ -8,8 +8,8 @@
 #include <kiv/kiv_exec_lib.h>
 
 #include "child.h"
-#include "file_exists.h"
-#include "text.h"
+#include "common/file_exists.h"
+#include "common/text.h"
 
 int32_t background_running_flag = 0;
 

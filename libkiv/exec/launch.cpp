@@ -3,7 +3,7 @@
 #include <kiv/kiv_exec_lib.h>
 
 #include "child.h"
-#include "file_exists.h"
+#include "common/file_exists.h"
 #include "shell_paths.h"
 
 namespace {

@@ -7,9 +7,9 @@
 #include <kiv/kiv_exec_lib.h>
 
 #include "child.h"
-#include "file_exists.h"
+#include "common/file_exists.h"
+#include "common/text.h"
 #include "shell_paths.h"
-#include "text.h"
 
 static_assert(sizeof(kiv_running_cfg_info) == 136);
 static_assert(offsetof(kiv_running_cfg_info, o_value) == 128);

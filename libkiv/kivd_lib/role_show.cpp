@@ -7,7 +7,7 @@
 #include <kiv/kiv_lib.h>
 #include <kiv/kivd_lib.h>
 
-#include "exec/text.h"
+#include "common/text.h"
 #include "kivd_lib/role_fields.h"
 
 namespace {

@@ -8,7 +8,7 @@
 
 #include <kiv/kivd_lib.h>
 
-#include "exec/text.h"
+#include "common/text.h"
 #include "kivd_lib/role_fields.h"
 
 namespace {

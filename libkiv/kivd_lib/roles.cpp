@@ -5,7 +5,7 @@
 
 #include <kiv/kivd_lib.h>
 
-#include "exec/text.h"
+#include "common/text.h"
 #include "kivd_lib/role_fields.h"
 
 static_assert(sizeof(kivd_perm_group_conf_entry) == 48);

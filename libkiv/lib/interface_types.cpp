@@ -4,7 +4,7 @@
 
 #include <kiv/kiv_lib.h>
 
-#include "exec/text.h"
+#include "common/text.h"
 
 static_assert(offsetof(kiv_intf_help_info, help_str) == 360);
 static_assert(offsetof(kiv_intf_help_info, field_count) == 424);

@@ -8,8 +8,8 @@
 
 #include <kiv/kiv_lib.h>
 
+#include "common/text.h"
 #include "exec/child.h"
-#include "exec/text.h"
 
 namespace {
 

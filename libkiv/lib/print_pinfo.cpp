@@ -7,7 +7,7 @@
 #include <kiv/kiv_lib.h>
 
 #include "common/standard_output.h"
-#include "exec/text.h"
+#include "common/text.h"
 
 namespace {
 

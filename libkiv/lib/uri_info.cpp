@@ -6,7 +6,7 @@
 #include <kiv/kiv_lib.h>
 #include <kiv/platform/uriparse.h>
 
-#include "exec/text.h"
+#include "common/text.h"
 
 static_assert(offsetof(uri_info, server_prefix) == 164 && offsetof(uri_info, path) == 232);
 static_assert(sizeof(uri_info) == 488);

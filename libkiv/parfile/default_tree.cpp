@@ -4,8 +4,8 @@
 
 #include <kiv/parfile.h>
 
+#include "common/file_exists.h"
 #include "exec/child.h"
-#include "exec/file_exists.h"
 
 #define DEFAULT_TREE "/ubex/etc/par/default/main_tree.par"
 

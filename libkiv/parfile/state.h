@@ -7,7 +7,7 @@
 
 #include <kiv/parfile.h>
 
-#include "exec/text.h"
+#include "common/text.h"
 
 namespace kiv {
 

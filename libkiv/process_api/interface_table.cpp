@@ -13,7 +13,7 @@
 #include <kiv/platform/syserr.h>
 
 #include "common/standard_output.h"
-#include "exec/text.h"
+#include "common/text.h"
 #include "process_api/kivd_address.h"
 
 static_assert(sizeof(kiv_interface_table_entry) == 608);

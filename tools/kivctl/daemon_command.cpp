@@ -45,19 +45,10 @@ constexpr const char *settings_usage =
     "The settings of the shell that the daemon keeps: switchname, session-timeout,\n"
     "session-timeout-2, max-sessions.\n";
 
-// The option --json, and as many operands as allowed. Returns the exit status where that is the
-// end.
-std::optional<int> read_form(int argc, char **argv, const char *usage, bool &json)
-{
-    if (const auto status = read_json_option(argc, argv, usage, json))
-        return status;
-    return optind == argc ? std::nullopt : std::optional(refuse_usage(usage));
-}
-
 int show_status(int argc, char **argv)
 {
     bool json = false;
-    if (const auto status = read_form(argc, argv, daemon_usage, json))
+    if (const auto status = read_json_alone(argc, argv, daemon_usage, json))
         return *status;
     owned<void> reply;
     uint32_t size = 0;
@@ -158,7 +149,7 @@ int set_setting(int argc, char **argv)
 int show_settings(int argc, char **argv)
 {
     bool json = false;
-    if (const auto status = read_form(argc, argv, settings_usage, json))
+    if (const auto status = read_json_alone(argc, argv, settings_usage, json))
         return *status;
     kiv_cfg_info *received = nullptr;
     if (kivd_kiv_configuration_get(no_client, &received) != 0)
@@ -185,7 +176,7 @@ int daemon_command(int argc, char **argv)
 int trees_command(int argc, char **argv)
 {
     bool json = false;
-    if (const auto status = read_form(argc, argv, trees_usage, json))
+    if (const auto status = read_json_alone(argc, argv, trees_usage, json))
         return *status;
     kiv_tree_table *received = nullptr;
     if (const int result = kivd_tree_table_get(no_client, &received); result != 0)
@@ -203,7 +194,7 @@ int trees_command(int argc, char **argv)
 int merge_command(int argc, char **argv)
 {
     bool json = false;
-    if (const auto status = read_form(argc, argv, merge_usage, json))
+    if (const auto status = read_json_alone(argc, argv, merge_usage, json))
         return *status;
     const merge_outcome made = send_merge();
     if (made.result != 0)

@@ -115,4 +115,11 @@ std::optional<int> read_json_option(int argc, char **argv, const char *usage, bo
     });
 }
 
+std::optional<int> read_json_alone(int argc, char **argv, const char *usage, bool &json)
+{
+    if (const auto status = read_json_option(argc, argv, usage, json))
+        return status;
+    return optind == argc ? std::nullopt : std::optional(refuse_usage(usage));
+}
+
 } // namespace kivctl

@@ -62,6 +62,9 @@ enum class option_place { anywhere, in_front };
 std::optional<int> read_json_option(int argc, char **argv, const char *usage, bool &json,
                                     option_place place = option_place::anywhere);
 
+// The same for a job without operands.
+std::optional<int> read_json_alone(int argc, char **argv, const char *usage, bool &json);
+
 } // namespace kivctl
 
 #endif

@@ -1,13 +1,12 @@
 #include "predefined_roles.h"
 
-#include <array>
 #include <cstdio>
 #include <string>
 
 #include <kiv/kivd_lib.h>
 
 #include "commands.h"
-#include "options.h"
+#include "listing.h"
 #include "report.h"
 #include "tree/json.h"
 
@@ -21,10 +20,6 @@ constexpr const char *usage =
     "Shows the roles that cannot be changed.\n"
     "\n"
     "  --json   print a list of JSON objects: name, description and detail\n";
-
-constexpr int json_code = first_own_code;
-constexpr std::array options{option{"json", no_argument, nullptr, json_code}, help_option,
-                             no_more_options};
 
 std::string as_json()
 {
@@ -43,14 +38,8 @@ std::string as_json()
 int show_predefined_roles(int argc, char **argv)
 {
     bool json = false;
-    const auto ended = read_options(argc, argv, {"+", options, usage}, [&](int) {
-        json = true;
-        return std::string();
-    });
-    if (ended)
+    if (const auto ended = read_json_alone(argc, argv, usage, json))
         return *ended;
-    if (optind != argc)
-        return refuse_usage(usage);
     if (json)
         return print(as_json());
     for (const kivd_static_perm_group &role : kivd_static_perm_group_table)

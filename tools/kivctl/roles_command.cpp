@@ -11,6 +11,23 @@
 
 namespace kivctl {
 
+const char *const role_jobs_usage =
+    "usage: kivctl roles predefined [--json]\n"
+    "       kivctl roles show [--json] [NAME]\n"
+    "       kivctl roles add [--json] NAME [DESCRIPTION]\n"
+    "       kivctl roles description [--json] NAME [DESCRIPTION]\n"
+    "       kivctl roles rule [--json] NAME NUMBER permit|deny\n"
+    "                         clear|config|debug|show|exec [FEATURE]\n"
+    "       kivctl roles rule [--json] NAME NUMBER none\n"
+    "       kivctl roles vsans [--json] NAME LIST|all|none\n"
+    "       kivctl roles remove [--json] NAME\n"
+    "       kivctl roles explain [--json] USER COMMAND\n"
+    "\n"
+    "The daemon's roles. Rules 1 to 16 of a role are applied in the order of their numbers: the\n"
+    "last one that matches a command decides, and what none matches is denied. A rule without a\n"
+    "FEATURE is one of all features. LIST is such as 1-10,20. explain says which role, and which\n"
+    "rule of it, permits a command to a user or denies it; exit status 1 where it is denied.\n";
+
 namespace {
 
 struct role_job {

@@ -1,18 +1,14 @@
 #include <array>
 #include <atomic>
-#include <cerrno>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
 
-#include <sys/types.h>
-
 #include <kiv/extras.h>
 #include <kiv/kiv_interact_exec.h>
 
+#include "command_lines.h"
 #include "commands.h"
 #include "options.h"
 #include "progress_line.h"
@@ -68,75 +64,6 @@ struct request {
     bool json = false;
     bool conf = false;
     const char *file = "-";
-};
-
-struct stream_closer {
-    void operator()(FILE *stream) const
-    {
-        if (stream != stdin)
-            std::fclose(stream);
-    }
-};
-
-// The lines that are to be run, without the empty ones and without their ends.
-class command_lines {
-public:
-    // Returns the exit status, after a message where it failed.
-    int open(const char *path)
-    {
-        const bool is_standard_input = std::string_view(path) == "-";
-        name_ = is_standard_input ? "standard input" : printable(path);
-        stream_.reset(is_standard_input ? stdin : std::fopen(path, "re"));
-        return stream_ ? done : fail(name_, std::strerror(errno));
-    }
-
-    // False at the end, and where there is no line that can be run.
-    bool next(std::string &line)
-    {
-        do {
-            errno = 0;
-            const ssize_t length = getline(&room_.text, &room_.size, stream_.get());
-            if (length < 0) {
-                error_ = std::ferror(stream_.get()) != 0 || errno == ENOMEM ? errno : 0;
-                return false;
-            }
-            ++number_;
-            line.assign(room_.text, static_cast<size_t>(length));
-            line.erase(line.find_last_not_of("\r\n") + 1);
-        } while (line.empty());
-        holds_nul_ = line.find('\0') != std::string::npos;
-        return !holds_nul_;
-    }
-
-    // Behind the last line: the exit status, after a message where it was not the end.
-    int finish() const
-    {
-        if (holds_nul_)
-            return fail(place(), "holds a NUL byte");
-        return error_ == 0 ? done : fail(name_, std::strerror(error_));
-    }
-
-    const std::string &name() const { return name_; }
-    size_t number() const { return number_; }
-    std::string place() const { return name_ + ':' + std::to_string(number_); }
-
-private:
-    struct line_room {
-        char *text = nullptr;
-        size_t size = 0;
-
-        line_room() = default;
-        line_room(const line_room &) = delete;
-        line_room &operator=(const line_room &) = delete;
-        ~line_room() { std::free(text); }
-    };
-
-    std::string name_;
-    std::unique_ptr<FILE, stream_closer> stream_;
-    line_room room_;
-    size_t number_ = 0;
-    int error_ = 0;
-    bool holds_nul_ = false;
 };
 
 struct free_reply {

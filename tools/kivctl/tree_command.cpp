@@ -68,7 +68,8 @@ constexpr std::array jobs{
         graph_tree},
     tree_job{"stats", "[--json] FILE.par", "count what is in a tree", "j",
              "  --json   one JSON object\n", measure_tree},
-    tree_job{"merge", "FILE.par... -o FILE.par", "make one tree of several, as the daemon does", "o",
+    tree_job{"merge", "FILE.par... -o FILE.par", "make one tree of several, as the daemon does",
+             "o",
              "A tree that contradicts those before it is reported, and nothing is made.\n"
              "\n"
              "  -o, --output FILE.par   the file to make\n",

@@ -1,5 +1,5 @@
-#ifndef KIV_EXEC_FILE_EXISTS_H
-#define KIV_EXEC_FILE_EXISTS_H
+#ifndef KIV_COMMON_FILE_EXISTS_H
+#define KIV_COMMON_FILE_EXISTS_H
 
 #include <cerrno>
 

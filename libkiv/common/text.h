@@ -1,5 +1,5 @@
-#ifndef KIV_EXEC_TEXT_H
-#define KIV_EXEC_TEXT_H
+#ifndef KIV_COMMON_TEXT_H
+#define KIV_COMMON_TEXT_H
 
 #include <array>
 #include <charconv>

@@ -18,9 +18,12 @@ expect_status() { # status, what, arguments of the lab...
     [ $status = "$expected" ] ||
         fail "$what: status $status, not $expected: $(cat "$folder/output" "$folder/error")"
 }
-# Processes in the lab. That of somebody else cannot be looked into, and is none of them.
-lives() { grep -slaz "^KIV_SWITCH_ROOT=$state\$" /proc/[0-9]*/environ; }
-expect_none() { ! lives >"$folder/lives" || fail "$1: these are left: $(cat "$folder/lives")"; }
+# Processes in the lab, if there are any; those that nobody may look into are none of them.
+lives() {
+    grep -slaz "^KIV_SWITCH_ROOT=$state\$" /proc/[0-9]*/environ >"$folder/lives" ||
+        [ -s "$folder/lives" ]
+}
+expect_none() { ! lives || fail "$1: these are left: $(cat "$folder/lives")"; }
 
 expect_status 0 "the shell" -- /usr/sbin/kiv.bin -c "show vsan"
 grep -q '^1 .*active' "$folder/output" || fail "no virtual SANs in: $(cat "$folder/output")"
@@ -38,18 +41,19 @@ expect_status 2 "wrong usage" --stat "$state"
 # Two on one state, where the second one says so and the first one goes on; then that one is ended
 # by a signal, or killed.
 mkfifo "$folder/up" "$folder/end"
+exec {up}<>"$folder/up"
 for signal in TERM KILL; do
-    run_lab -- sh -c 'echo >"$0/up"; read -r line <"$0/end"' "$folder" &
+    "$lab" --build "$build" --state "$state" -- \
+        sh -c 'echo >"$0/up"; read -r line <"$0/end"' "$folder" &
     first=$!
-    read -r _ <"$folder/up"
+    read -r -t 20 _ <&"$up" || fail "the first lab does not start"
     expect_status 1 "a second lab" -- true
     grep -q 'Address already in use' "$folder/error" || fail "says only: $(cat "$folder/error")"
-    expect_status_of_first=0
+    lives || fail "the first lab is not found among the processes"
     kill -s $signal $first
-    wait $first 2>/dev/null || expect_status_of_first=$?
-    [ $expect_status_of_first != 0 ] || fail "$signal did not end the lab"
+    ! wait $first 2>/dev/null || fail "the first lab has ended by itself"
     end=$((SECONDS + 20))
-    while lives >/dev/null; do
+    while lives; do
         [ $SECONDS -lt $end ] || expect_none "SIG$signal"
     done
 done

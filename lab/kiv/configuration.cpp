@@ -273,10 +273,6 @@ std::string configuration::text() const
 
 void configuration::write_to_apply(std::span<const foreign_text> texts, std::string &text) const
 {
-    size_t size = text.size();
-    for (const foreign_text &foreign : texts)
-        size += foreign.text.size();
-    text.reserve(size);
     mode_follower follower(tree_, mode_);
     auto add_line = [&](size_t depth, const setting &value) {
         text += follower.lines_before(value.text, depth);
@@ -284,9 +280,11 @@ void configuration::write_to_apply(std::span<const foreign_text> texts, std::str
         follower.enter(value.mode);
     };
     const auto add_foreign = [&](const foreign_text &foreign) {
-        text.append(follower.lines_before(std::string(first_line(foreign.text)), 0));
-        text.append(foreign.text);
-        follower.pass(foreign.text);
+        const size_t start = text.size();
+        foreign.append(text);
+        const auto added = [&] { return std::string_view(text).substr(start); };
+        text.insert(start, follower.lines_before(std::string(first_line(added())), 0));
+        follower.pass(added());
     };
     for (const auto &[where, known] : top_.entries) {
         for (; !texts.empty() && texts.front().priority < where.first; texts = texts.subspan(1))

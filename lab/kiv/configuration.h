@@ -2,6 +2,7 @@
 #ifndef LAB_KIV_CONFIGURATION_H
 #define LAB_KIV_CONFIGURATION_H
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -54,7 +55,7 @@ public:
     // Text of somebody else that goes among the settings, by its priority.
     struct foreign_text {
         uint16_t priority;
-        std::string_view text; // whole lines, indented as settings are
+        std::function<void(std::string &text)> append; // whole lines, indented as settings are
     };
 
     // Adds the same for people and for a configuration file, with texts that are ordered by their

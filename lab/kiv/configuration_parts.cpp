@@ -1,9 +1,9 @@
-// The parts of the running configuration that modules keep.
+#include "configuration_parts.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <memory>
+#include <cstring>
 #include <tuple>
 
 #include <kiv/platform/syserr.h>
@@ -12,17 +12,14 @@
 
 namespace kiv_shell {
 
-namespace {
-
 using namespace kiv::module;
 
-// A request for one part, over a queue of its own, so that modules work at the same time and none
-// gives up what another has asked for.
+// A request for one part, over a queue of its own, so that none gives up what another has asked
+// for.
 class part_request {
 public:
-    part_request(configuration_part &part, int wait_seconds)
-        : part_(part), queue_(ovra_open(OVRA_ADDRESS_NONE, 0)), wait_seconds_(wait_seconds),
-          until_(clock::now() + std::chrono::seconds(wait_seconds))
+    part_request(uint16_t service, std::string_view generator, int wait_seconds)
+        : service_(service), queue_(ovra_open(OVRA_ADDRESS_NONE, 0)), wait_seconds_(wait_seconds)
     {
         if (queue_ < 0) {
             fail(errno);
@@ -30,9 +27,9 @@ public:
         }
         pinfo info{};
         info.ascii_gen = 1;
-        info.cmi_msg_type = part.service;
+        info.cmi_msg_type = service;
         info.vsan_mask.size = sizeof info.vsan_mask.bytes;
-        send(message_run, write_request(part.generator, info, {}));
+        send(message_run, write_request(generator, info, {}));
     }
 
     ~part_request()
@@ -44,51 +41,86 @@ public:
     part_request(const part_request &) = delete;
     part_request &operator=(const part_request &) = delete;
 
-    void finish()
+    // Adds what the module says. Where that fails, the text is as it was. Memory is taken as if
+    // `alike` parts of the same length came in all; what is not used costs nothing.
+    failure finish(std::string &text, size_t alike)
     {
-        uint32_t remaining = 0;
-        while (!part_.missing && take(remaining) && remaining > 0) {
-            until_ = clock::now() + std::chrono::seconds(wait_seconds_);
-            send(message_rest, {});
-        }
-        if (part_.missing)
-            part_.text.clear();
-        else if (!part_.text.empty() && part_.text.back() != '\n')
-            part_.text += '\n';
+        const size_t start = text.size();
+        for (bool is_more = true; is_more && !failed_;)
+            is_more = take(text, start, alike);
+        if (failed_)
+            text.resize(start);
+        else if (text.size() > start && text.back() != '\n')
+            text += '\n';
+        return failed_;
     }
+
+    // Whether the module is not there, or does not answer: then nor has it other parts.
+    bool is_silent() const { return is_silent_; }
 
 private:
     using clock = std::chrono::steady_clock;
 
-    void fail(int error) { part_.missing = transport_message(KIV_TIMEOUT_QUERY, error); }
+    static constexpr size_t most_reserved = size_t{1} << 26;
+
+    struct dropped {
+        void operator()(ovra_message *message) const { ovra_drop(message); }
+    };
+
+    bool fail(int error)
+    {
+        is_silent_ = true;
+        failed_ = transport_message(KIV_TIMEOUT_QUERY, error);
+        return false;
+    }
+
+    bool fail(std::string text)
+    {
+        failed_ = std::move(text);
+        return false;
+    }
 
     void send(uint32_t message, const std::string &payload)
     {
         ovra_drop(&sent_);
+        until_ = clock::now() + std::chrono::seconds(wait_seconds_);
         const ovra_send_options options{.version = OVRA_OPTIONS_VERSION,
                                         .wait = static_cast<uint32_t>(wait_seconds_),
                                         .reserved1 = {},
                                         .priority = 0,
                                         .reserved2 = {},
                                         .reserved3 = {}};
-        if (ovra_send(queue_, OVRA_ADDRESS(OVRA_NODE_LOCAL, part_.service), message, payload.data(),
+        if (ovra_send(queue_, OVRA_ADDRESS(OVRA_NODE_LOCAL, service_), message, payload.data(),
                       static_cast<uint32_t>(payload.size()), &sent_, 0, &options) != 0)
             fail(errno);
     }
 
-    bool take(uint32_t &remaining)
+    // Takes a piece. Returns whether there is more.
+    bool take(std::string &text, size_t start, size_t alike)
     {
         ovra_message answer{};
-        if (receive(answer) != 0) {
-            fail(errno == EAGAIN ? ETIME : errno);
+        if (receive(answer) != 0)
+            return fail(errno == EAGAIN ? ETIME : errno);
+        const std::unique_ptr<ovra_message, dropped> held(&answer);
+        answer_head head{};
+        if (!read_head(answer, head))
             return false;
-        }
-        const bool taken = take_answer(answer, remaining);
-        ovra_drop(&answer);
-        return taken;
+        const std::string_view piece = piece_of(answer);
+        if (head.result != 0)
+            return fail(piece.empty() ? "the command failed" : std::string(piece));
+        const size_t length = text.size() - start + piece.size() + head.remaining;
+        if ((head.remaining > 0 && piece.empty()) || length > longest_output)
+            return fail(EPROTO);
+        // The module makes the next piece ready meanwhile.
+        if (head.remaining > 0)
+            send(message_rest, {});
+        if (text.size() == start)
+            text.reserve(start + std::max(length, std::min(length * alike, most_reserved)));
+        text.append(piece);
+        return head.remaining > 0;
     }
 
-    // The modules work at the same time, so that the time of one is not spent on another.
+    // Modules work at the same time, so the wait is from when this one was asked.
     int receive(ovra_message &answer)
     {
         const auto left = std::chrono::ceil<std::chrono::seconds>(until_ - clock::now()).count();
@@ -100,67 +132,97 @@ private:
         return ovra_recv(queue_, &answer, nullptr, &options);
     }
 
-    bool take_answer(const ovra_message &answer, uint32_t &remaining)
+    bool read_head(const ovra_message &answer, answer_head &head)
     {
         const int32_t status = ovra_status_get(&answer);
-        const size_t size = ovra_payload_size(&answer);
-        answer_head head{};
         if (status != 0)
-            part_.missing = syserr2str(static_cast<uint32_t>(status));
-        else if (size < sizeof head)
-            fail(EPROTO);
-        if (part_.missing)
-            return false;
-        const char *payload = static_cast<const char *>(ovra_payload_get(&answer));
-        std::copy_n(payload, sizeof head, reinterpret_cast<char *>(&head));
-        if (part_.text.empty())
-            part_.text.reserve(size + head.remaining);
-        part_.text.append(payload + sizeof head, size - sizeof head);
-        remaining = head.remaining;
-        if (head.result != 0 && remaining == 0)
-            part_.missing = part_.text.empty() ? "the command failed" : part_.text;
-        else if (remaining > 0 && size == sizeof head)
-            fail(EPROTO);
-        return !part_.missing;
+            return fail(syserr2str(static_cast<uint32_t>(status)));
+        if (ovra_payload_size(&answer) < sizeof head)
+            return fail(EPROTO);
+        std::memcpy(&head, ovra_payload_get(&answer), sizeof head);
+        return true;
     }
 
-    configuration_part &part_;
+    static std::string_view piece_of(const ovra_message &answer)
+    {
+        const auto *payload = static_cast<const char *>(ovra_payload_get(&answer));
+        return {payload + sizeof(answer_head), ovra_payload_size(&answer) - sizeof(answer_head)};
+    }
+
+    uint16_t service_;
     ovra_message sent_{};
     int queue_;
     int wait_seconds_;
     clock::time_point until_;
+    failure failed_;
+    bool is_silent_ = false;
 };
 
-} // namespace
-
-std::vector<configuration_part> configuration_parts(const tree_view &tree)
+configuration_parts::configuration_parts(const tree_view &tree, int wait_seconds)
+    : wait_seconds_(wait_seconds)
 {
-    std::vector<configuration_part> parts;
     for (size_t i = 0; i < tree.size(); ++i) {
         const kiv_array_tree_node &node = tree.node(static_cast<node_index>(i));
         if (node.subtree_config_generator[0] == '\0')
             continue;
-        parts.push_back({kiv_be16_get(node.asciigen_priority), kiv_be16_get(node.cmi_msg_type),
-                         std::string(field_text(node.subtree_config_generator)),
-                         std::string(field_text(node.module_id))});
+        parts_.push_back({kiv_be16_get(node.asciigen_priority), kiv_be16_get(node.cmi_msg_type),
+                          std::string(field_text(node.subtree_config_generator)),
+                          std::string(field_text(node.module_id))});
     }
-    const auto key = [](const configuration_part &part) {
-        return std::tie(part.priority, part.generator, part.service);
+    const auto key = [](const part &each) {
+        return std::tie(each.priority, each.generator, each.service);
     };
-    std::ranges::sort(parts, {}, key);
-    // Links make a node stand at several places, and several nodes may name one generator.
-    const auto same = [&](const auto &one, const auto &other) { return key(one) == key(other); };
-    parts.erase(std::unique(parts.begin(), parts.end(), same), parts.end());
-    return parts;
+    std::ranges::sort(parts_, {}, key);
+    // Several nodes may name one generator.
+    const auto same = [&](const part &one, const part &other) { return key(one) == key(other); };
+    parts_.erase(std::unique(parts_.begin(), parts_.end(), same), parts_.end());
+    for (size_t i = 0; i < parts_.size(); ++i) {
+        const auto is_of_it = [&](const part &other) {
+            return other.service == parts_[i].service && other.request != nullptr;
+        };
+        if (std::none_of(parts_.begin(), parts_.end(), is_of_it))
+            ask_for_next(i, parts_[i].service);
+    }
 }
 
-void fetch_parts(std::vector<configuration_part> &parts, int wait_seconds)
+configuration_parts::~configuration_parts() = default;
+
+// The first part of the service from there on.
+void configuration_parts::ask_for_next(size_t from, uint16_t service)
 {
-    std::vector<std::unique_ptr<part_request>> requests;
-    for (configuration_part &part : parts)
-        requests.push_back(std::make_unique<part_request>(part, wait_seconds));
-    for (const auto &request : requests)
-        request->finish();
+    const auto next = std::find_if(parts_.begin() + static_cast<std::ptrdiff_t>(from), parts_.end(),
+                                   [&](const part &each) { return each.service == service; });
+    if (next != parts_.end())
+        next->request = std::make_unique<part_request>(service, next->generator, wait_seconds_);
+}
+
+void configuration_parts::take(size_t index, std::string &text)
+{
+    part &wanted = parts_[index];
+    wanted.missing = wanted.request->finish(text, parts_.size() - index);
+    const bool is_silent = wanted.request->is_silent();
+    wanted.request.reset();
+    if (!is_silent)
+        return ask_for_next(index + 1, wanted.service);
+    for (part &other : parts_) {
+        if (other.service == wanted.service)
+            other.missing = wanted.missing;
+    }
+}
+
+void configuration_parts::append(size_t index, std::string &text)
+{
+    const part &wanted = parts_[index];
+    if (!wanted.missing)
+        take(index, text);
+    if (!wanted.missing)
+        return;
+    const std::string_view why = *wanted.missing;
+    const std::string line = "! MISSING: " + wanted.generator + " of module " +
+                             printable(wanted.module) + ": " +
+                             printable(why.substr(0, why.find('\n'))) + "\n";
+    text += line;
+    missing_ += line;
 }
 
 } // namespace kiv_shell

@@ -72,7 +72,8 @@ bool take_piece(const void *payload, size_t size, answer_head &head, std::string
         return false;
     std::memcpy(&head, payload, sizeof head);
     output.append(static_cast<const char *>(payload) + sizeof head, size - sizeof head);
-    return head.remaining == 0 || size > sizeof head;
+    const bool goes_on = size > sizeof head && output.size() + head.remaining <= longest_output;
+    return head.remaining == 0 || goes_on;
 }
 
 } // namespace

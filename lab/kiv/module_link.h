@@ -1,4 +1,4 @@
-// Commands that modules handle, and their parts of the running configuration.
+// Commands that modules handle.
 #ifndef LAB_KIV_MODULE_LINK_H
 #define LAB_KIV_MODULE_LINK_H
 
@@ -20,6 +20,9 @@ inline uint16_t service_of(const tree_view &tree, node_index node)
 {
     return kiv_be16_get(tree.node(node).cmi_msg_type);
 }
+
+// A module that prints more does not keep to the protocol.
+constexpr size_t longest_output = size_t{1} << 28;
 
 class module_link {
 public:
@@ -47,22 +50,6 @@ private:
     int wait_seconds_;
     bool needs_lock_ = false;
 };
-
-// A part of the running configuration.
-struct configuration_part {
-    uint16_t priority;
-    uint16_t service;
-    std::string generator;
-    std::string module;
-    std::string text{};
-    failure missing{}; // why there is no text
-};
-
-// The parts that the tree names, by priority and then by name.
-std::vector<configuration_part> configuration_parts(const tree_view &tree);
-
-// Asks all modules at once for their parts.
-void fetch_parts(std::vector<configuration_part> &parts, int wait_seconds);
 
 // The laid-down message for an errno value (POSIX) of the transport.
 std::string transport_message(kiv_timeout_kind kind, int error);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "configuration_parts.h"
 #include "files.h"
 #include "handlers.h"
 #include "xml.h"
@@ -35,15 +36,6 @@ std::string pointed_out(std::string_view line, size_t position)
     if (at < line.size())
         shown += "...";
     return shown + "\n" + caret + "^\n";
-}
-
-// A comment line in the place of the part.
-std::string missing_part(const configuration_part &part)
-{
-    std::string_view why = *part.missing;
-    why = why.substr(0, why.find('\n'));
-    return "! MISSING: " + part.generator + " of module " + printable(part.module) + ": " +
-           printable(why) + "\n";
 }
 
 } // namespace
@@ -242,20 +234,13 @@ failure session::read_configuration(std::string &text, bool &is_partial) const
     configuration running = kept_.empty();
     if (auto failed = kept_.read(running))
         return failed;
-    std::vector<configuration_part> parts = configuration_parts(tree_);
-    fetch_parts(parts, chosen_.wait_seconds);
-    std::string missing;
+    configuration_parts parts(tree_, chosen_.wait_seconds);
     std::vector<configuration::foreign_text> texts;
-    for (configuration_part &part : parts) {
-        if (part.missing) {
-            part.text = missing_part(part);
-            missing += part.text;
-        }
-        texts.push_back({part.priority, part.text});
-    }
+    for (size_t i = 0; i < parts.size(); ++i)
+        texts.push_back({parts.priority(i), [&, i](std::string &to) { parts.append(i, to); }});
     running.write_to_apply(texts, text);
-    is_partial = !missing.empty();
-    return is_partial ? failure("% the running configuration is incomplete:\n" + missing)
+    is_partial = !parts.missing().empty();
+    return is_partial ? failure("% the running configuration is incomplete:\n" + parts.missing())
                       : failure();
 }
 

@@ -1,4 +1,5 @@
 # shellcheck shell=bash
+# shellcheck disable=SC2034,SC2154 # what the demo has set, and what it uses
 # What the demo's steps are made of. $demo is a folder for its files, removed at the end; $switch is
 # where the switch keeps its own, and $bin where the programs are.
 demo=$(mktemp -d "build/demo.XXXXXXXX")
@@ -59,12 +60,12 @@ await() { # where it is heard, pattern
     fail "\"$2\" does not come"
 }
 start_daemon() {
-    background $bin/kivd --foreground
+    background "$bin/kivd" --foreground
     daemon=$process daemon_log=$said
     await "$daemon_log" 'kivd: serving'
 }
 start_module() {
-    background $bin/kiv_vsan_module
+    background "$bin/kiv_vsan_module"
     module=$process
     await "$daemon_log" 'of 2 trees$'
 }

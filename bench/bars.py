@@ -171,7 +171,7 @@ ROWS = (
     *(
         Row("lab", f"Enter to prompt, {where}, over a bare connection", f"lab/enter/{benchmark}",
             "shell", "bare", at_most(3))
-        for benchmark, where in (("terminal", "at a terminal"), ("session", "in a session"))
+        for benchmark, where in (("terminal", "at a terminal"), ("pipes", "over pipes"))
     ),
     Row("lab", "start to prompt, 5,000 nodes", "lab/start/nodes/5000", "shell",
         bar=at_most(0.020)),

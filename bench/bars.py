@@ -68,7 +68,7 @@ ROWS = (
     ),
     *(
         Row("conversion", f"{ours}, over a linear pass", "convert/nodes/20000", ours,
-            "linear_pass", at_most(2))
+            "linear_pass", at_most(1.9))
         for ours in ("ntoh_array_tree", "hton_array_tree")
     ),
     *(

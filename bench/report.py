@@ -7,6 +7,7 @@ Exit status: 0, whether bars are met or missed; 2 where the results cannot be re
 """
 import argparse
 import json
+import math
 import statistics
 import sys
 from typing import NamedTuple, Optional
@@ -60,28 +61,50 @@ def wanted(row):
 def read_results(path):
     """Each benchmark's counters; where it was repeated, their medians."""
     with open(path, encoding="utf-8") as file:
-        runs = json.load(file)["benchmarks"]
+        contents = json.load(file)
     by_name = {}
-    for run in runs:
+    for run in list_of_objects(contents):
         if run.get("run_type", "iteration") == "iteration":
             by_name.setdefault(run["name"].split("/iterations:")[0], []).append(run)
     return {name: merged(repetitions) for name, repetitions in by_name.items()}
 
 
+def list_of_objects(contents):
+    runs = contents.get("benchmarks") if isinstance(contents, dict) else None
+    if not isinstance(runs, list) or not all(
+        isinstance(run, dict) and isinstance(run.get("name"), str) for run in runs
+    ):
+        raise ValueError("has no list of benchmarks with names")
+    return runs
+
+
+def is_number(value):
+    return isinstance(value, (int, float)) and not isinstance(value, bool)
+
+
 def merged(repetitions):
-    return {
-        key: statistics.median(run[key] for run in repetitions if key in run)
-        if isinstance(value, (int, float)) and not isinstance(value, bool)
-        else value
-        for key, value in repetitions[0].items()
-    }
+    """A counter that is not finite in one of the repetitions is no figure."""
+    counters = {}
+    for key, value in repetitions[0].items():
+        if is_number(value):
+            values = [run[key] for run in repetitions if key in run]
+            if not all(is_number(one) and math.isfinite(one) for one in values):
+                continue
+            value = statistics.median(values)
+        counters[key] = value
+    return counters
+
+
+def figure_of(counters, name):
+    value = counters.get(name)
+    return value if is_number(value) else None
 
 
 def ratio_of(counters, row):
     """The median of the ratios of rounds, whichever way round it was counted."""
-    ratio = counters.get(f"{row.ours}/{row.beside}")
+    ratio = figure_of(counters, f"{row.ours}/{row.beside}")
     if ratio is None:
-        inverse = counters.get(f"{row.beside}/{row.ours}")
+        inverse = figure_of(counters, f"{row.beside}/{row.ours}")
         ratio = 1 / inverse if inverse else None
     if ratio and row.bar and row.bar.kind == "at least":
         return 1 / ratio
@@ -92,7 +115,7 @@ def judge(row, results):
     counters = results.get(row.benchmark)
     if counters is None:
         return Outcome(row, "not run")
-    outcome = Outcome(row, "", counters.get(row.ours), counters.get(row.beside),
+    outcome = Outcome(row, "", figure_of(counters, row.ours), figure_of(counters, row.beside),
                       ratio_of(counters, row) if row.beside else None)
     if counters.get("error_occurred"):
         return Outcome(row, counters.get("error_message", "failed"))
@@ -142,7 +165,7 @@ def main():
     arguments = parser.parse_args()
     try:
         results = read_results(arguments.results)
-    except (OSError, ValueError, KeyError) as error:
+    except (OSError, ValueError) as error:
         print(f"report: {arguments.results}: {error}", file=sys.stderr)
         return 2
     outcomes = [judge(row, results) for row in bars.ROWS]

@@ -18,13 +18,17 @@ def row(**changes):
     )
 
 
-def results(**counters):
-    run = {"name": "measured/10/iterations:5/manual_time", "run_type": "iteration", **counters}
+def read_back(contents):
     with tempfile.TemporaryDirectory() as folder:
         path = os.path.join(folder, "results.json")
         with open(path, "w", encoding="utf-8") as file:
-            json.dump({"benchmarks": [run]}, file)
+            json.dump(contents, file)
         return report.read_results(path)
+
+
+def results(**counters):
+    run = {"name": "measured/10/iterations:5/manual_time", "run_type": "iteration", **counters}
+    return read_back({"benchmarks": [run]})
 
 
 class Verdicts(unittest.TestCase):
@@ -39,6 +43,9 @@ class Verdicts(unittest.TestCase):
         ("nothing at all", row(beside=None, bar=bars.at_most(0)), {"ours": 0.0}, "met", None),
         ("without a bar", row(bar=None), {"ours/theirs": 9.0}, "", 9.0),
         ("filtered out", row(benchmark="other"), {"ours/theirs": 1.0}, "not run", None),
+        ("not finite", row(), {"ours/theirs": float("nan")}, "no figure", None),
+        ("a time that is not finite", row(beside=None), {"ours": float("inf")}, "no figure", None),
+        ("a text for a figure", row(), {"ours/theirs": "2.0"}, "no figure", None),
         ("no peer", row(tool="git"), {"ours": 1.0}, "no git here", None),
         (
             "an error",
@@ -55,6 +62,11 @@ class Verdicts(unittest.TestCase):
                 outcome = report.judge(asked, results(**counters))
                 self.assertEqual(outcome.verdict, verdict)
                 self.assertEqual(outcome.ratio and round(outcome.ratio, 6), ratio)
+
+    def test_need_results_of_benchmarks(self):
+        for contents in ([], 1, {}, {"benchmarks": 1}, {"benchmarks": [1]}, {"benchmarks": [{}]}):
+            with self.subTest(contents), self.assertRaises(ValueError):
+                read_back(contents)
 
     def test_are_counted(self):
         judged = [report.Outcome(row(name=word), word, 1, 1, 3.0) for word in ("met", "missed")]

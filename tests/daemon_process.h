@@ -73,6 +73,13 @@ inline bool is_other_user_possible()
     return geteuid() == 0 && tool != nullptr && std::strcmp(tool, "bwrap") == 0;
 }
 
+// Of processes that proot traces, not at once.
+inline bool is_stopping_possible()
+{
+    const char *tool = std::getenv("KIV_ROOT_TOOL");
+    return tool == nullptr || std::strcmp(tool, "proot") != 0;
+}
+
 class test : public testing::Test {
 protected:
     void SetUp() override

@@ -1,6 +1,8 @@
 // What can come next in a line.
 
+#include <sstream>
 #include <string>
+#include <utility>
 
 #include <gmock/gmock.h>
 
@@ -71,10 +73,36 @@ TEST_F(Candidates, AreArgumentsThatTheWordMayBeOf)
                        {"speed ", "auto auto-sense <int 1..32> <string of up to 5"},
                        {"speed 7", "<int 1..32> <string"},
                        {"speed auto", "auto auto-sense <string"},
-                       {"vsan x", "<vsan 1..4093>"},
+                       {"vsan x", "5: unknown word \"x\""},
                        {"vsan 5000", "5: value \"5000\" is out of bounds"},
+                       {"vsan 00", "<vsan 1..4093>"},
                        {"name \"a b\"", "<string"},
                    });
+    const struct {
+        kiv_parameter_type type;
+        uint32_t minimum, maximum;
+        const char *may; // words with which one that fits can begin
+        const char *may_not;
+    } cases[] = {
+        {TYPE_INT, 115, 117, "0 1 11 011", "2 12 119 1a - a"},
+        {TYPE_INT, static_cast<uint32_t>(-20), static_cast<uint32_t>(-10), "- -1 -01", "1 0 -3 -9"},
+        {TYPE_INT_RANGE, 10, 20, "1 12- 12-1", "3 13-12 20-1 12,"},
+        {TYPE_VSAN_MULTI_RANGE, 10, 20, "12, 12,1 12-13,2", "1,12 12,3"},
+        {TYPE_HEX, 0xab, 0xad, "0 0x 0xa a A ab", "0xb b -"},
+    };
+    for (const auto &number : cases) {
+        tree_builder numbers;
+        numbers.argument(0, number.type, number.minimum, number.maximum, {.function = "set"});
+        nodes = numbers.take();
+        tree = tree_view(nodes.data(), nodes.size());
+        for (const auto &[words, is_possible] :
+             {std::pair(number.may, true), {number.may_not, false}}) {
+            std::istringstream each(words);
+            for (std::string word; each >> word;)
+                EXPECT_NE(find_candidates(tree, root_node, word).error.has_value(), is_possible)
+                    << word;
+        }
+    }
 }
 
 TEST_F(Candidates, AreTheEndAndTheFile)
@@ -85,6 +113,8 @@ TEST_F(Candidates, AreTheEndAndTheFile)
                           {"show version > f", "<file>"},
                           {"show version >f ", "<cr>"},
                           {"show version > f g", "17: too many words"},
+                          {"show version > f g ", "17: too many words"},
+                          {"show version > > f ", "15: incomplete command"},
                           {"show > ", "5: "},
                       });
     expect(config, {{"vsan 1 ", "> <cr>"}, {"vsan 1 x", "7: too many words"}});
@@ -105,8 +135,12 @@ TEST_F(Candidates, AreNoneWithinText)
 TEST_F(Candidates, LeadOutOfAModeWithDo)
 {
     expect(config, {
-                       {"d", "do+o "},
+                       {"d", "0: unknown word"},
+                       {"do", "do+ "},
+                       {"do ", "misplaced show"},
                        {"do sh v", "version vsan"},
+                       {"do conf", "3: a command that changes the mode"},
+                       {"do configure terminal ", "3: a command that changes the mode"},
                        {"do do ", "3: unknown word"},
                        {"\"do\" ", "0: unknown word"},
                    });
@@ -116,10 +150,10 @@ TEST_F(Candidates, LeadOutOfAModeWithDo)
     with_keyword.argument(domain, TYPE_STRING, 0, 0, {.function = "set"});
     nodes = with_keyword.take();
     tree = tree_view(nodes.data(), nodes.size());
-    expect(begin, {{"do b", "begin+egin "}, {"d", "do domain+o"}});
+    expect(begin, {{"do b", "3: a command that"}, {"d", "domain+omain "}, {"do", "do domain"}});
     std::string_view("do").copy(nodes[domain].token, sizeof nodes[domain].token);
     nodes[domain].token[2] = '\0';
-    expect(begin, {{"do b", "<string>"}, {"d", "do+o "}});
+    expect(begin, {{"do b", "<string>"}, {"d", "do+o "}, {"do", "do+ "}});
 }
 
 TEST_F(Candidates, HaveTheirHelpInAColumn)

@@ -65,6 +65,10 @@ TEST_F(EditedLines, CanBeChangedCompletedAndRecalled)
         {"ow version\001sh\r", "Shell: "},
         {"misplaced x\003", "^C\r"},
         {"show v\032\034ersion\026?\177\r", "Shell: "},
+        {"sh\x1b[5~ow\x1b[1;2C\x1bOP \x1b[[A\x1b[200~ver\x1b[12\r", "Shell: "},
+        {"\x1bxbind -v ?", "unknown word \"bind\""},
+        {"\025\x1bXbind -v ?", "unknown word \"bind\""},
+        {"\003", "^C\r"},
         {"sh v\t", "  vsan"},
         {"?", "  version\r\n  vsan\r\nkiv# sh v"},
         {"e\r", "Shell: "},
@@ -73,7 +77,8 @@ TEST_F(EditedLines, CanBeChangedCompletedAndRecalled)
         {"\003", "^C\r"},
         {"conf t\r", "kiv(config)"},
         {"do ?", "misplaced\r\n  show"},
-        {"\025banner why?\r", "kiv(config)"},
+        {"\025banner why?\tb\r", "kiv(config)"},
+        {"host \xc3\xb8\xc3\x98\r", "kiv(config)"},
         {"host \xc3\xa9\177\xff\xc3\xa8\r", "kiv(config)"},
         {"vsan 1\r", "kiv(vsan)"},
     };
@@ -84,7 +89,8 @@ TEST_F(EditedLines, CanBeChangedCompletedAndRecalled)
         ASSERT_FALSE(HasFailure()) << row.keys;
     }
     EXPECT_THAT(read_file("/ubex/cfg/running.cfg"),
-                AllOf(HasSubstr("banner why?\n"), HasSubstr("host \xc3\xa8\n")));
+                AllOf(HasSubstr("banner why?\tb\n"), HasSubstr("host \xc3\xb8\xc3\x98\n"),
+                      HasSubstr("host \xc3\xa8\n")));
     EXPECT_THAT(shell.answer_to("\004", "\n"), HasSubstr("^D"));
     EXPECT_EQ(shell.end(), 0);
 }
@@ -129,6 +135,8 @@ TEST_F(EditedLines, LeaveTheSettingsOfTheTerminal)
         {"the user", [](terminal::program &shell) { shell.type("\004"); }, 0},
         {"SIGTERM", [](terminal::program &shell) { shell.send(SIGTERM); }, -SIGTERM},
         {"SIGHUP", [](terminal::program &shell) { shell.send(SIGHUP); }, -SIGHUP},
+        {"SIGALRM", [](terminal::program &shell) { shell.send(SIGALRM); }, -SIGALRM},
+        {"SIGFPE", [](terminal::program &shell) { shell.send(SIGFPE); }, -SIGFPE},
         {"a tree that is cut",
          [](terminal::program &shell) {
              ASSERT_EQ(truncate(tree_file, 0), 0);
@@ -190,7 +198,8 @@ protected:
     {
         Terminal::SetUp();
         unlink("/ubex/paged");
-        use("cat >/ubex/paged; echo $LESSSECURE paged");
+        setenv("LESSSECURE_ALLOW", "edit", 1);
+        use("cat >/ubex/paged; echo $LESSSECURE${LESSSECURE_ALLOW-} paged");
     }
 
     static void use(const char *command) { setenv("PAGER", command, 1); }
@@ -229,10 +238,26 @@ TEST_F(Pager, MayBeQuitOrInterrupted)
     EXPECT_EQ(interrupted.end(), -SIGHUP);
 }
 
+TEST_F(Pager, DoesNotStopNorOutliveTheShell)
+{
+    switch_root::run("mkfifo /ubex/no-writer");
+    use("echo reading; exec cat /ubex/no-writer");
+    terminal::program job("set -m; /usr/sbin/kiv.bin -q 1; echo stopped", 3);
+    job.seen_to("kiv# ");
+    job.answer_to("show version\r", "reading");
+    EXPECT_THAT(job.answer_to("\032\003", "kiv# "), Not(HasSubstr("stopped")));
+    use("cat /ubex/no-writer & trap 'kill $!; echo pager ended; exit' TERM; kill $PPID; wait");
+    terminal::program ended("/usr/sbin/kiv.bin -q 1; exec cat", 3);
+    ended.seen_to("kiv# ");
+    ended.answer_to("show version\r", "pager ended");
+}
+
+// Nor by a pager that can start programs.
 TEST_F(Pager, IsNotMissed)
 {
     use("/no/such/pager 2>/dev/null");
-    setenv("PATH", "/no/such/folder", 1);
+    switch_root::run("mkdir -p /ubex/programs; ln -sf /bin/true /ubex/programs/more");
+    setenv("PATH", "/ubex/programs", 1);
     terminal::program shell(start_shell, 3);
     shell.seen_to("kiv# ");
     shell.answer_to("show version\r", "Kernel: ");

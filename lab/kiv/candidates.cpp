@@ -1,9 +1,14 @@
 #include "candidates.h"
 
 #include <algorithm>
+#include <charconv>
+#include <iterator>
+
+#include <strings.h>
 
 #include "argument_types.h"
 #include "failure.h"
+#include "handlers.h"
 #include "parser.h"
 
 namespace kiv_shell {
@@ -12,11 +17,96 @@ namespace {
 
 constexpr size_t widest_column = 32;
 
+bool changes_mode(const tree_view &tree, node_index node)
+{
+    const handler *found = find_handler(tree, node);
+    return tree.enters_mode(node) || (found != nullptr && found->after != mode_change::none);
+}
+
 using kind = candidate::kind;
 
 const candidate redirection{kind::sign, ">", "Write what the command prints into a file"};
 const candidate file_name{kind::argument, "<file>", "Name of the file"};
 const candidate end_of_line{kind::sign, "<cr>", "The command is complete"};
+
+// Types of numbers, and of their ranges and lists: what has been typed of one tells what it can
+// still become.
+struct number_type {
+    kiv_parameter_type type;
+    int base;
+};
+
+constexpr number_type number_types[] = {
+    {TYPE_INT, 10},  {TYPE_INT_RANGE, 10},  {TYPE_INT_MULTI_RANGE, 10},
+    {TYPE_VSAN, 10}, {TYPE_VSAN_RANGE, 10}, {TYPE_VSAN_MULTI_RANGE, 10},
+    {TYPE_HEX, 16},  {TYPE_HEX_RANGE, 16},  {TYPE_HEX_MULTI_RANGE, 16},
+};
+
+const number_type *find_number_type(const kiv_parameter &parameter)
+{
+    const auto found =
+        std::find_if(std::begin(number_types), std::end(number_types), [&](const number_type &row) {
+            return static_cast<uint32_t>(row.type) == parameter.type;
+        });
+    return found == std::end(number_types) ? nullptr : found;
+}
+
+std::string digits_of(uint32_t bound, int base)
+{
+    char text[16];
+    const int64_t value = base == 10 ? static_cast<int32_t>(bound) : int64_t{bound};
+    return {text, std::to_chars(std::begin(text), std::end(text), value, base).ptr};
+}
+
+// What to try behind the digits at the end of a word. The numbers that begin with them are, for
+// each count of digits, all from the one with zeros to the one with the highest digits. Where
+// neither of those fits but one in between does, they hold both bounds, and a bound does.
+std::vector<std::string> continuations(const kiv_parameter &parameter, int base,
+                                       std::string_view digits)
+{
+    constexpr size_t most_digits = 10;
+    std::vector<std::string> all{""};
+    for (size_t count = 1; count <= most_digits; ++count) {
+        all.emplace_back(count, '0');
+        all.emplace_back(count, base == 10 ? '9' : 'f');
+    }
+    digits.remove_prefix(std::min(digits.find_first_not_of('0'), digits.size()));
+    for (const uint32_t field : {uint32_t{parameter.minimum}, uint32_t{parameter.maximum}}) {
+        const std::string bound = digits_of(field, base);
+        for (const size_t sign : {size_t{0}, size_t{bound.starts_with('-') ? 1U : 0U}}) {
+            const std::string tail = bound.substr(sign);
+            if (tail.size() >= digits.size() &&
+                strncasecmp(tail.data(), digits.data(), digits.size()) == 0)
+                all.push_back(tail.substr(digits.size()));
+        }
+    }
+    return all;
+}
+
+bool may_become_number(const kiv_parameter &parameter, int base, const std::string &text)
+{
+    constexpr std::string_view all_digits = "0123456789abcdefABCDEF";
+    const auto digits = all_digits.substr(0, base == 10 ? 10 : all_digits.size());
+    const size_t start = text.find_last_not_of(digits) + 1;
+    const auto rest = continuations(parameter, base, std::string_view(text).substr(start));
+    return std::any_of(rest.begin(), rest.end(), [&](const std::string &tail) {
+        return check_argument(parameter, text + tail) == fit::fits;
+    });
+}
+
+// A node that cannot be run with "do", and leads to none that can. Links may lead round in circles.
+bool is_refused_outside(const tree_view &tree, node_index node, int depth = 4)
+{
+    if (is_last(tree, node))
+        return changes_mode(tree, node);
+    if (tree.ends_command(node) || depth == 0)
+        return false;
+    for (size_t i = 0; i < tree.child_count(node); ++i) {
+        if (!is_refused_outside(tree, tree.child(node, i), depth - 1))
+            return false;
+    }
+    return tree.child_count(node) != 0;
+}
 
 struct typed_line {
     std::string_view finished; // what does not change, whatever is typed at the end
@@ -89,6 +179,7 @@ private:
         if (auto error = words.check())
             return error;
         is_outside_ = skip_do(tree_, mode_, words);
+        command_start_ = words.position();
         so_far_ = {is_outside_ ? root_node : mode_, {}, {}};
         return match_words(tree_, words, so_far_);
     }
@@ -97,8 +188,12 @@ private:
     std::optional<line_error> fault()
     {
         word_reader words(line_);
-        auto error = match(words);
-        return error ? error : match_redirection(words, so_far_);
+        if (auto error = match(words))
+            return error;
+        if (is_refused())
+            return line_error{command_start_,
+                              "a command that changes the mode cannot be run with \"do\""};
+        return match_redirection(words, so_far_);
     }
 
     bool is_within_text()
@@ -126,7 +221,16 @@ private:
     }
 
     bool has_typed() const { return !typed_.rest.empty(); }
-    bool can_end() const { return !so_far_.words.empty() && tree_.ends_command(so_far_.node); }
+    bool can_end() const
+    {
+        return !so_far_.words.empty() && tree_.ends_command(so_far_.node) &&
+               !(is_outside_ && changes_mode(tree_, so_far_.node));
+    }
+
+    bool is_refused() const
+    {
+        return is_outside_ && !so_far_.words.empty() && is_refused_outside(tree_, so_far_.node);
+    }
 
     void add_next()
     {
@@ -143,21 +247,25 @@ private:
         if (found_.typed.quoted)
             return;
         std::vector<candidate> &list = found_.list;
-        for (const keyword &row : keywords_with(tree_, so_far_.node, found_.typed.text))
+        for (const keyword &row : keywords_with(tree_, so_far_.node, found_.typed.text)) {
+            if (is_outside_ && is_refused_outside(tree_, row.node))
+                continue;
             list.push_back({kind::keyword, std::string(row.token),
                             std::string(field_text(tree_.node(row.node).help))});
+        }
         if (so_far_.words.empty() && mode_ != root_node && !is_outside_)
             add_do();
         std::sort(list.begin(), list.end(),
                   [](const candidate &a, const candidate &b) { return a.shown < b.shown; });
     }
 
+    // Only in full: the shell takes no part of it for the word.
     void add_do()
     {
         std::vector<candidate> &list = found_.list;
         const bool is_keyword = std::any_of(
             list.begin(), list.end(), [](const candidate &row) { return row.shown == do_word; });
-        if (!is_keyword && do_word.starts_with(found_.typed.text))
+        if (!is_keyword && (!has_typed() || found_.typed.text == do_word))
             list.push_back(
                 {kind::keyword, std::string(do_word), "Run a command of the outermost mode"});
     }
@@ -179,6 +287,8 @@ private:
     {
         if (!has_typed())
             return true;
+        if (const number_type *number = find_number_type(parameter))
+            return may_become_number(parameter, number->base, found_.typed.text);
         const fit found = check_argument(parameter, found_.typed.text);
         return found == fit::fits || (found == fit::wrong_form && !has_keywords);
     }
@@ -189,10 +299,14 @@ private:
             found_.error = line_error{words.position(), "the command is not complete"};
             return;
         }
-        words.skip_redirection();
-        if (words.at_end())
+        word_reader behind = words;
+        behind.skip_redirection();
+        if (behind.at_end()) {
             found_.list.push_back(file_name);
-        else if (!has_typed())
+            return;
+        }
+        found_.error = match_redirection(words, so_far_);
+        if (!found_.error && !has_typed())
             found_.list.push_back(end_of_line);
     }
 
@@ -202,6 +316,7 @@ private:
     typed_line typed_;
     command so_far_;
     bool is_outside_ = false; // behind "do"
+    size_t command_start_ = 0;
     candidates found_;
 };
 

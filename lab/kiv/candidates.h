@@ -27,8 +27,9 @@ struct candidates {
 };
 
 // For the line up to the cursor, in a mode; in one that is not the outermost, "do" leads on to the
-// commands of that. Keywords come first, by the alphabet. An argument is one of them where no
-// keyword begins with the word, or the word fits.
+// commands of that which leave the mode as it is. Keywords come first, by the alphabet. A number is
+// one of them where the word can still become one that fits, another argument where no keyword
+// begins with the word, or the word fits.
 candidates find_candidates(const tree_view &tree, node_index mode, std::string_view line);
 
 // What the keywords leave no choice of: the rest of the word, and a blank where it is in full then.

@@ -36,7 +36,7 @@ public:
         }
     }
 
-    // Where a command fails, nothing stays.
+    // Where a command fails, nothing of the shell's own settings stays.
     bool apply()
     {
         const failure failed = shell_.in_one_change([this] { return run_all(); });

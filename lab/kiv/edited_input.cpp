@@ -24,6 +24,8 @@ constexpr int most_remembered = 500;
 // line is edited.
 constexpr const char *keys_as_characters = "-isig";
 
+// The editor's own command line can start programs and rebind every key. It is on M-x and M-X, and
+// on the characters of the same codes where the system lacks a UTF-8 locale.
 struct binding {
     const char *key;
     const char *function;
@@ -34,21 +36,67 @@ constexpr binding bindings[] = {
     {"?", "kiv-help"},
     {"^C", "kiv-drop"},
     {"^R", "em-inc-search-prev"},
+    {"\\ex", "ed-unassigned"},
+    {"\\eX", "ed-unassigned"},
+    {"\\U+00F8", "ed-insert"},
+    {"\\U+00D8", "ed-insert"},
     {"\\e[H", "ed-move-to-beg"},
     {"\\e[F", "ed-move-to-end"},
     {"\\e[1~", "ed-move-to-beg"},
     {"\\e[4~", "ed-move-to-end"},
+    {"\\e[7~", "ed-move-to-beg"},
+    {"\\e[8~", "ed-move-to-end"},
     {"\\e[3~", "ed-delete-next-char"},
     {"\\e[1;5C", "em-next-word"},
     {"\\e[1;5D", "ed-prev-word"},
 };
+
+constexpr wchar_t escape = 0x1B;
+
+// What follows the escape character, for the keys that do something.
+constexpr std::wstring_view known_sequences[] = {
+    L"[A", L"[B", L"[C",  L"[D",  L"[F",  L"[H",  L"OA",  L"OB",    L"OC",    L"OD",
+    L"OF", L"OH", L"[1~", L"[3~", L"[4~", L"[7~", L"[8~", L"[1;5C", L"[1;5D",
+};
+
+bool is_known(std::wstring_view sequence)
+{
+    return std::find(std::begin(known_sequences), std::end(known_sequences), sequence) !=
+           std::end(known_sequences);
+}
+
+// A second '[' is of the function keys of a console, and has one more character.
+bool goes_on(std::wstring_view sequence)
+{
+    const wchar_t last = sequence.back();
+    return sequence.size() == 1 || sequence == L"[[" || (last >= L' ' && last <= L'?');
+}
+
+bool is_control(wchar_t code)
+{
+    return code < L' ' || code == 0x7F;
+}
+
+// As the editor shows it: what cannot be printed as ^X, or as the number of the character.
+size_t columns_of(wchar_t code, size_t column)
+{
+    constexpr size_t tab_stop = 8;
+    if (code == L'\t')
+        return tab_stop - column % tab_stop;
+    if (const int width = wcwidth(code); width >= 0)
+        return static_cast<size_t>(width);
+    if (code < 0x100)
+        return 2;
+    return code > 0xFFFF ? std::string_view("\\U+12345").size()
+                         : std::string_view("\\U+1234").size();
+}
 
 size_t columns_of(std::string_view text)
 {
     size_t columns = 0;
     for (size_t at = 0; at < text.size(); at += character_length(text, at)) {
         const auto code = kiv::support::first_character(text.substr(at)).code;
-        columns += static_cast<size_t>(std::max(wcwidth(static_cast<wchar_t>(code)), 0));
+        columns += columns_of(static_cast<wchar_t>(code), columns);
     }
     return columns;
 }
@@ -86,7 +134,7 @@ private:
 
     static edited_input &of(EditLine *editor);
     static char *give_prompt(EditLine *editor);
-    static int read_character(EditLine *editor, wchar_t *character);
+    static int give_character(EditLine *editor, wchar_t *character);
     template <action Action>
     static unsigned char act(EditLine *editor, int key) noexcept;
 
@@ -95,12 +143,15 @@ private:
     void remember(const std::string &line);
     outcome ended_without_line();
 
+    unsigned char insert(const char *text);
     unsigned char complete();
     unsigned char help();
     unsigned char drop();
 
     int read_byte(char &into);
-    int read_wide(wchar_t &into);
+    int read_character(wchar_t &into);
+    int read_sequence();
+    int read_key();
     bool follow_terminal();
     void draw_again(const std::string &behind);
     std::string before_cursor() const;
@@ -115,6 +166,7 @@ private:
     const input_wait *input_ = nullptr; // while there is a line to be had
     std::string prompt_;
     std::string reason_;
+    std::wstring key_; // what the editor has not taken yet of the last key
     int read_error_ = 0;
     bool is_dropped_ = false;
 };
@@ -152,7 +204,7 @@ bool edited_input::set_up()
     el_set(editor, EL_EDITOR, "emacs");
     el_set(editor, EL_PROMPT, give_prompt);
     el_set(editor, EL_HIST, history, history_.get());
-    el_set(editor, EL_GETCFN, read_character);
+    el_set(editor, EL_GETCFN, give_character);
     el_set(editor, EL_SETTY, "-d", keys_as_characters, nullptr);
     name_functions();
     for (const binding &row : bindings)
@@ -221,14 +273,21 @@ void edited_input::remember(const std::string &line)
         history(history_.get(), &event, H_ENTER, line.c_str());
 }
 
+unsigned char edited_input::insert(const char *text)
+{
+    return el_insertstr(editor_.get(), text) == 0 ? CC_REFRESH : CC_ERROR;
+}
+
 unsigned char edited_input::complete()
 {
     const candidates found = find();
+    if (found.is_text)
+        return insert("\t");
     std::string missing = completion(found);
     if (missing.ends_with(' ') && is_at_blank())
         missing.pop_back();
     if (!missing.empty())
-        return el_insertstr(editor_.get(), missing.c_str()) == 0 ? CC_REFRESH : CC_ERROR;
+        return insert(missing.c_str());
     if (found.list.empty())
         return CC_ERROR;
     show_below(help_text(found));
@@ -239,7 +298,7 @@ unsigned char edited_input::help()
 {
     const candidates found = find();
     if (found.is_text)
-        return el_insertstr(editor_.get(), "?") == 0 ? CC_REFRESH : CC_ERROR;
+        return insert("?");
     if (!found.error) {
         show_below(help_text(found));
         return CC_NORM;
@@ -257,17 +316,59 @@ unsigned char edited_input::drop()
     return CC_EOF;
 }
 
-int edited_input::read_character(EditLine *editor, wchar_t *character)
+int edited_input::give_character(EditLine *editor, wchar_t *character)
 {
     edited_input &self = of(editor);
-    const int count = self.read_wide(*character);
-    if (count < 0)
-        self.read_error_ = errno;
-    return count;
+    while (self.key_.empty()) {
+        const int count = self.read_key();
+        if (count < 0)
+            self.read_error_ = errno;
+        if (count <= 0)
+            return count;
+    }
+    *character = self.key_.front();
+    self.key_.erase(0, 1);
+    return 1;
+}
+
+// The editor would take the end of a sequence that it does not know for text, so none of one gets
+// there: the key is empty then.
+int edited_input::read_key()
+{
+    wchar_t code = 0;
+    int count = read_character(code);
+    key_.assign(count > 0 ? 1 : 0, code);
+    while (count > 0 && code == escape)
+        count = read_character(code);
+    if (count <= 0 || key_.front() != escape)
+        return count;
+    key_ += code;
+    return code == L'[' || code == L'O' ? read_sequence() : count;
+}
+
+// Up to its last character, which it may lack before a control key.
+int edited_input::read_sequence()
+{
+    constexpr size_t longest_kept = 16;
+    std::wstring sequence = key_.substr(1);
+    while (goes_on(sequence)) {
+        wchar_t code = 0;
+        if (const int count = read_character(code); count <= 0)
+            return count;
+        if (is_control(code)) {
+            key_.assign(1, code);
+            return 1;
+        }
+        if (sequence.size() == longest_kept)
+            sequence.pop_back();
+        sequence += code;
+    }
+    key_ = is_known(sequence) ? escape + sequence : std::wstring();
+    return 1;
 }
 
 // Bytes that are no character are dropped, and so is 0, which would end the line.
-int edited_input::read_wide(wchar_t &into)
+int edited_input::read_character(wchar_t &into)
 {
     constexpr size_t longest_character = 4;
     char bytes[longest_character];
@@ -340,10 +441,10 @@ std::string edited_input::lines_below() const
 {
     const LineInfo *line = el_line(editor_.get());
     const size_t columns = std::max(find_window_size().columns, 1U);
-    const size_t before = columns_of(prompt_) + columns_of({line->buffer, line->cursor});
-    const size_t after = columns_of({line->cursor, line->lastchar});
+    const std::string text = prompt_ + std::string(line->buffer, line->lastchar);
+    const size_t before = columns_of(prompt_ + before_cursor());
     std::string moves;
-    for (size_t row = before / columns; row <= (before + after) / columns; ++row)
+    for (size_t row = before / columns; row <= columns_of(text) / columns; ++row)
         moves += "\r\n";
     return moves;
 }

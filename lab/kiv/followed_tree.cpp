@@ -20,8 +20,10 @@ std::string path_of_tree(const daemon_link &daemon)
     return published.empty() ? unpublished_tree : published;
 }
 
-// Within this time of each other, changes of a folder may have the same time stamp.
-constexpr int64_t recent = 50'000'000; // nanoseconds
+// Within this time of each other, in nanoseconds, changes of a folder may have the same time stamp:
+// of a clock that ticks, or where only seconds are kept.
+constexpr int64_t longest_tick = 50'000'000;
+constexpr int64_t whole_seconds = 2'000'000'000;
 
 int64_t nanoseconds(const timespec &time)
 {
@@ -59,8 +61,9 @@ bool followed_tree::has_news()
         return false;
     timespec now{};
     folder_changed_ = changed;
-    is_recent_ = clock_gettime(CLOCK_REALTIME, &now) != 0 ||
-                 std::abs(nanoseconds(now) - changed) <= recent;
+    const int64_t recent = folder.st_mtim.tv_nsec == 0 ? whole_seconds : longest_tick;
+    is_recent_ =
+        clock_gettime(CLOCK_REALTIME, &now) != 0 || std::abs(nanoseconds(now) - changed) <= recent;
     return true;
 }
 
@@ -69,9 +72,14 @@ bool followed_tree::refresh()
     if (!daemon_.is_there() || !has_news())
         return false;
     const std::string path = daemon_.tree_path();
-    tree_file fresh;
-    if (path.empty() || path == path_ || fresh.open(path))
+    if (path == path_)
         return false;
+    tree_file fresh;
+    if (path.empty() || fresh.open(path)) {
+        // It is asked for again with the next line.
+        is_recent_ = true;
+        return false;
+    }
     path_ = path;
     file_ = std::move(fresh);
     view_ = file_.view();

@@ -78,6 +78,7 @@ try {
         return status_unusable;
     // A reader that has gone is an error of write, so that no message ends the shell.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN); // as is a file that may not grow
     return start(argc, argv);
 } catch (const std::bad_alloc &) {
     std::fputs("kiv: out of memory\n", stderr);

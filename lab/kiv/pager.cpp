@@ -24,8 +24,9 @@ constexpr int cannot_be_run = 126;
 constexpr int not_found = 127;
 
 // No commands from within "less": the shell's own are what the user may run.
-constexpr std::string_view secure = "LESSSECURE=";
-std::string secure_setting = std::string(secure) + "1";
+// Settings whose names go on could take that back.
+constexpr std::string_view secure = "LESSSECURE";
+std::string secure_setting = std::string(secure) + "=1";
 
 using words = std::vector<std::string>;
 
@@ -36,7 +37,6 @@ std::vector<words> pagers()
     if (chosen != nullptr && *chosen != '\0')
         all.push_back({"/bin/sh", "-c", chosen});
     all.push_back({"less", "-FRX"});
-    all.push_back({"more"});
     return all;
 }
 
@@ -60,7 +60,7 @@ bool is_long(std::string_view text, const window_size &screen)
 
 class settings {
 public:
-    explicit settings(int input)
+    settings(int input, const sigset_t &mask)
     {
         posix_spawn_file_actions_init(&files);
         posix_spawn_file_actions_adddup2(&files, input, STDIN_FILENO);
@@ -68,8 +68,10 @@ public:
         sigset_t defaults;
         sigemptyset(&defaults);
         sigaddset(&defaults, SIGPIPE);
+        sigaddset(&defaults, SIGXFSZ);
         posix_spawnattr_setsigdefault(&attributes, &defaults);
-        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+        posix_spawnattr_setsigmask(&attributes, &mask);
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
     }
     ~settings()
     {
@@ -95,10 +97,11 @@ std::vector<char *> environment()
     return all;
 }
 
-// 0 where the program cannot be started.
+// 0 where the program cannot be started. From its first moment on, it ends with the shell.
 pid_t start(words &program, int input)
 {
-    const settings chosen(input);
+    const held_endings held;
+    const settings chosen(input, held.before());
     std::vector<char *> arguments;
     for (std::string &word : program)
         arguments.push_back(word.data());
@@ -106,11 +109,19 @@ pid_t start(words &program, int input)
     pid_t child = 0;
     const int error = posix_spawnp(&child, arguments[0], &chosen.files, &chosen.attributes,
                                    arguments.data(), environment().data());
-    return error == 0 ? child : 0;
+    if (error != 0)
+        return 0;
+    end_with_shell(child);
+    return child;
 }
 
 int wait_for(pid_t child)
 {
+    siginfo_t ended;
+    while (waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT) < 0 &&
+           errno == EINTR) {
+    }
+    end_with_shell(0); // while the number is still the child's
     int status = 0;
     while (waitpid(child, &status, 0) < 0) {
         if (errno != EINTR)

@@ -33,9 +33,18 @@ struct ending_signal {
 };
 
 ending_signal ending[] = {
-    {SIGHUP, false, {}}, {SIGTERM, false, {}}, {SIGABRT, false, {}},
-    {SIGBUS, true, {}},  {SIGSEGV, true, {}},
+    {SIGHUP, false, {}},  {SIGTERM, false, {}}, {SIGABRT, false, {}},   {SIGALRM, false, {}},
+    {SIGUSR1, false, {}}, {SIGUSR2, false, {}}, {SIGVTALRM, false, {}}, {SIGPROF, false, {}},
+    {SIGXCPU, false, {}}, {SIGIO, false, {}},   {SIGTRAP, false, {}},   {SIGSYS, false, {}},
+    {SIGBUS, true, {}},   {SIGSEGV, true, {}},  {SIGFPE, true, {}},     {SIGILL, true, {}},
 };
+
+// A program in front of the shell may take this signal for itself or not know it, and two would
+// read from the terminal once one of them stops.
+noted_signal stopping{SIGTSTP, 0, {}};
+
+volatile sig_atomic_t in_front = 0; // 0: none
+static_assert(sizeof(pid_t) <= sizeof in_front);
 
 termios original;
 bool has_original = false;
@@ -59,6 +68,8 @@ void restore_settings()
 // not.
 void end(int number, siginfo_t *info, void *)
 {
+    if (in_front != 0)
+        kill(static_cast<pid_t>(in_front), SIGTERM);
     restore_settings();
     for (const ending_signal &row : ending) {
         if (row.number != number)
@@ -108,6 +119,9 @@ terminal_guard::terminal_guard()
     restoring.sa_flags = SA_SIGINFO;
     for (ending_signal &row : ending)
         install(row, restoring);
+    struct sigaction ignoring {};
+    ignoring.sa_handler = SIG_IGN;
+    install(stopping, ignoring);
 }
 
 terminal_guard::~terminal_guard()
@@ -117,6 +131,26 @@ terminal_guard::~terminal_guard()
         sigaction(row.number, &row.previous, nullptr);
     for (const ending_signal &row : ending)
         sigaction(row.number, &row.previous, nullptr);
+    sigaction(stopping.number, &stopping.previous, nullptr);
+}
+
+void end_with_shell(pid_t program)
+{
+    in_front = program;
+}
+
+held_endings::held_endings()
+{
+    sigset_t held;
+    sigemptyset(&held);
+    for (const ending_signal &row : ending)
+        sigaddset(&held, row.number);
+    sigprocmask(SIG_BLOCK, &held, &before_);
+}
+
+held_endings::~held_endings()
+{
+    sigprocmask(SIG_SETMASK, &before_, nullptr);
 }
 
 bool take_interrupt()

@@ -1,5 +1,6 @@
 #include "waiting.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 

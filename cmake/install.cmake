@@ -33,8 +33,13 @@ foreach(name kiv kivplatform kivmodule)
 endforeach()
 
 # Programs, and what they read.
-install(TARGETS kivctl kiv_shell RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(TARGETS kivd kiv_vsan_module RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
+function(install_programs folder)
+  file(RELATIVE_PATH libraries /prefix/${folder} /prefix/${CMAKE_INSTALL_LIBDIR})
+  set_target_properties(${ARGN} PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries}")
+  install(TARGETS ${ARGN} RUNTIME DESTINATION ${folder})
+endfunction()
+install_programs(${CMAKE_INSTALL_BINDIR} kivctl kiv_shell)
+install_programs(${CMAKE_INSTALL_SBINDIR} kivd kiv_vsan_module)
 set(trees kiv.par main_tree.par vsan.par)
 list(TRANSFORM trees PREPEND ${PROJECT_BINARY_DIR}/share/)
 install(FILES ${trees} DESTINATION ${data_dir})
@@ -43,17 +48,15 @@ install(DIRECTORY lab/grammar/ lab/vsan_module/
 install(FILES tools/kivctl/completion.bash
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME kivctl)
 install(FILES README.md TYPE DOC)
-install(DIRECTORY docs/ TYPE DOC FILES_MATCHING PATTERN "*.md" PATTERN man EXCLUDE PATTERN abi EXCLUDE)
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN "*.md"
+  PATTERN man EXCLUDE PATTERN abi EXCLUDE PATTERN reference EXCLUDE)
 
-# The units name programs below /usr, or whatever prefix they are installed below.
+# The units name the programs where they are installed.
 foreach(unit kivd/kivd vsan_module/kiv-vsan)
-  cmake_path(GET unit FILENAME name)
   install(CODE "
-    file(READ \"${PROJECT_SOURCE_DIR}/lab/${unit}.service\" text)
-    string(REPLACE \"=/usr/\" \"=\${CMAKE_INSTALL_PREFIX}/\" text \"\${text}\")
-    set(unit \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/lib/systemd/system/${name}.service\")
-    file(WRITE \"\${unit}\" \"\${text}\")
-    file(CHMOD \"\${unit}\" PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)")
+    set(unit \"${PROJECT_SOURCE_DIR}/lab/${unit}.service\")
+    set(programs \"${CMAKE_INSTALL_SBINDIR}\")
+    include(\"${PROJECT_SOURCE_DIR}/cmake/unit.cmake\")")
 endforeach()
 
 # The places that the library, the shell and the daemon have for each other.

@@ -14,8 +14,13 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 
-# Installed programs and libraries find each other wherever they are put.
-set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}" "$ORIGIN")
+# Installed programs and libraries find each other wherever the prefix is moved.
+foreach(folder BIN SBIN LIB INCLUDE)
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_${folder}DIR}")
+    message(FATAL_ERROR "CMAKE_INSTALL_${folder}DIR has to be below the prefix, without it in front")
+  endif()
+endforeach()
+set(CMAKE_INSTALL_RPATH "$ORIGIN")
 
 set(KIV_WARNINGS -Wall -Wextra -Wconversion -Wshadow -Werror)
 add_compile_options(${KIV_WARNINGS})

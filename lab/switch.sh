@@ -39,10 +39,22 @@ start() { # program, argument...
 # shellcheck disable=SC2317 # the trap calls it
 stop() {
     trap '' HUP INT TERM
+    local killer
     # The daemon goes last.
     for ((i = ${#started[@]} - 1; i >= 0; --i)); do
+        kill -CONT -- "-${started[i]}" 2>/dev/null || true
         kill -- "-${started[i]}" 2>/dev/null || true
+        # One that does not hear would keep everything else from ending.
+        (
+            trap - TERM
+            exec {news}>&-
+            sleep 5
+            kill -KILL -- "-${started[i]}"
+        ) >/dev/null 2>&1 &
+        killer=$!
         wait "${started[i]}" 2>/dev/null || true
+        kill -- "-$killer" 2>/dev/null || true
+        wait "$killer" 2>/dev/null || true
     done
     [ -z "$writer" ] || wait "$writer"
 }

@@ -37,16 +37,48 @@ expect "session-timeout session-timeout-2" kivctl settings set session
 expect "permit" kivctl roles rule reader 1 per
 expect "sha256sum" kivctl lock -- sha256su
 
+lines_of() { printf '%s\n' "$@" | LC_ALL=C sort -u; }
+compare() { # what, words of --help, words of the completion
+    [ "$2" != "$3" ] || return 0
+    echo "$1: what --help (<) and the completion (>) have differs:"
+    diff <(echo "$2") <(echo "$3") || true
+    status=1
+}
+options_in() { grep -oE -- '--?[a-z][a-z-]*' | grep -vx -- --help || true; }
+# One line for each way to use a command; "[show]" is a job that may be left out.
+synopsis_of() { # help
+    awk '/^(usage:|      ) kivctl / { sub(/^(usage:)? */, ""); text[++n] = $0; next }
+        /^               / && n { text[n] = text[n] " " $0; next }
+        { exit }
+        END { for (i = 1; i <= n; ++i) print text[i] }' <<<"$1" |
+        sed -nE 's/\[(show)\]/\1/; p; s/^(kivctl settings) show/\1/p'
+}
+
+mapfile -t commands < <("$kivctl" --help | grep -oE '^  [a-z]+(, [a-z]+)?' | tr -d ' ' | tr , '\n')
+read -ra words <<<"${_kivctl_words[kivctl]//--help/}"
+compare kivctl "$(lines_of "${commands[@]}")" "$(lines_of "${words[@]}")"
 for job in "${!_kivctl_words[@]}"; do
-    read -ra words <<<"$job"
-    known=
-    for other in "${!_kivctl_words[@]}"; do
-        [[ $other != "kivctl ${words[1]-}"* ]] || known+=" ${_kivctl_words["$other"]} "
+    [ "$job" != kivctl ] || continue
+    read -ra arguments <<<"${job#kivctl }"
+    help=$("$kivctl" "${arguments[@]}" --help)
+    own= others= jobs=()
+    while read -r line; do
+        read -r _ _ word _ <<<"$line"
+        [[ ! $word =~ ^[a-z]+$ ]] || jobs+=("$word")
+        [[ $line =~ ^$job( |$) && (${#arguments[@]} -gt 1 || ! $word =~ ^[a-z]+$) ]] &&
+            own+="$line"$'\n' || others+=$line
+    done < <(synopsis_of "$help")
+    # The options that are explained below belong to the one job, or to the one that says so.
+    if [[ -z $others || $own == *OPTION...* ]]; then
+        own+=$(sed -nE 's/^  +(-.*)/\1/; T; s/  .*//; p' <<<"$help")
+    fi
+    read -ra words -d '' <<<"${_kivctl_words["$job"]}" || true
+    compare "$job" "$(options_in <<<"$own" | LC_ALL=C sort -u)" \
+        "$(lines_of "${words[@]%%=*}" | options_in | LC_ALL=C sort -u)"
+    [[ ${#arguments[@]} -eq 1 || -n $own ]] || { echo "$job is no job"; status=1; }
+    for word in "${jobs[@]}"; do
+        [[ ${#arguments[@]} -gt 1 || -v _kivctl_words["$job $word"] && " ${words[*]} " == *" $word "* ]] ||
+            { echo "$job $word is not completed"; status=1; }
     done
-    help=$("$kivctl" "${words[@]:1}" --help)
-    while read -r option; do
-        [[ $known == *[[:space:]]"$option"[[:space:]]* ]] ||
-            { echo "$job: $option is not completed"; status=1; }
-    done < <(grep -oE -- "(^|[^A-Za-z0-9'-])--?[a-z][a-z-]*" <<<"$help" | grep -oE -- '-.*')
 done
 exit $status

@@ -36,7 +36,16 @@ expect_status 0 "what was configured stays" -- /usr/sbin/kiv.bin -c "show vsan 1
 expect_status 1 "a module that ends" --module /bin/false -- true
 grep -q 'false has ended$' "$folder/error" || fail "the module is not named"
 expect_none "a module that ends"
+ln -s /bin/false "$folder/ends"
+status=0
+(cd "$folder" && "$lab" --build "$(realpath --relative-to . "$build")" --state in_here \
+    --module ./ends -- true) 2>"$folder/error" || status=$?
+if [ $status != 1 ] || ! grep -q 'has ended$' "$folder/error" || [ ! -d "$folder/in_here/ubex" ]; then
+    fail "names as seen from another folder: status $status: $(cat "$folder/error")"
+fi
 expect_status 2 "wrong usage" --stat "$state"
+expect_status 2 "a module that is not there" --module "$folder/missing" -- true
+expect_status 2 "a module that is no program" --module "$folder/lines" -- true
 
 # Two on one state, where the second one says so and the first one goes on; then that one is ended
 # by a signal, or killed.

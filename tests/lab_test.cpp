@@ -143,15 +143,15 @@ int odd_running_config(pinfo *info)
 int serve_odd()
 {
     static constexpr kiv_module_command commands[] = {
-        {"show_arguments", show_arguments, 0},
-        {"die", die, 0},
-        {"stop", stop, 0},
-        {"stop_change", stop, KIV_MODULE_CHANGES},
-        {"fail", fail, 0},
-        {"show_much", show_much, 0},
-        {"set_odd", show_arguments, KIV_MODULE_CHANGES},
-        {"odd_running_config", odd_running_config, 0},
-        {nullptr, nullptr, 0},
+        {"show_arguments", show_arguments, 0, nullptr},
+        {"die", die, 0, nullptr},
+        {"stop", stop, 0, nullptr},
+        {"stop_change", stop, KIV_MODULE_CHANGES, "odd"},
+        {"fail", fail, 0, nullptr},
+        {"show_much", show_much, 0, nullptr},
+        {"set_odd", show_arguments, KIV_MODULE_CHANGES, "odd"},
+        {"odd_running_config", odd_running_config, 0, nullptr},
+        {nullptr, nullptr, 0, nullptr},
     };
     kiv_intf_help_info help;
     kiv_intf_help_info_reset(&help, "eth<port>");
@@ -239,6 +239,8 @@ TEST_F(Lab, ACommandThatFailsSaysWhyAndLeavesFilesAlone)
     EXPECT_EQ(failed.status, 1);
     EXPECT_EQ(failed.error, "first line\nit cannot be done\n");
     EXPECT_EQ(switch_root::read_file("/ubex/file"), "old");
+    EXPECT_EQ(run_line("odd fail > /ubex/made").status, 1);
+    EXPECT_NE(access("/ubex/made", F_OK), 0) << "a file of a command that failed";
     const outcome missing = run_line("odd missing");
     EXPECT_EQ(missing.status, 1);
     EXPECT_THAT(missing.error, HasSubstr("has no function missing"));
@@ -250,7 +252,12 @@ TEST_F(Lab, AModuleThatDiesInACommandIsACommunicationFailure)
     EXPECT_EQ(shell.answer_to("odd die"), no_communication + callback_error);
     daemon->wait_for(" of 1 trees");
     EXPECT_THAT(shell.answer_to("odd arguments 7"), EndsWith(parse_error)) << "no such command now";
+    const std::string missing = "! MISSING: module odd: " + no_communication;
+    EXPECT_THAT(shell.answer_to("show running-config"),
+                AllOf(HasSubstr(missing), EndsWith(callback_error)));
     start_module();
+    EXPECT_THAT(shell.answer_to("show running-config"),
+                AllOf(Not(HasSubstr("MISSING")), EndsWith(success)));
     EXPECT_EQ(shell.answer_to("odd arguments 7"), "0 of 1: 7\n" + success);
     shell.kill(); // the module has a copy of the pipe that it reads from
 }
@@ -324,6 +331,9 @@ TEST_F(Lab, ShellAndModuleGoOnWithTheNextDaemon)
     EXPECT_EQ(shell.answer_to("odd 1"), "0 of 1: 1\n" + success);
     daemon.reset();
     EXPECT_EQ(run_line("show version").status, 0) << "without a daemon";
+    const outcome partial = run_line("show running-config");
+    EXPECT_EQ(partial.status, 1);
+    EXPECT_THAT(partial.output, EndsWith("! MISSING: all modules: the daemon is not there\n"));
     EXPECT_THAT(shell.answer_to("set no daemon"), EndsWith(callback_error));
     EXPECT_EQ(shell.answer_to("do odd arguments 7"), "0 of 1: 7\n" + success);
     unlink("/ubex/etc/kivd/state");
@@ -334,6 +344,32 @@ TEST_F(Lab, ShellAndModuleGoOnWithTheNextDaemon)
         << "the lock has to be had again";
     EXPECT_EQ(daemon_process::status().lock_pid > 0, true);
     EXPECT_EQ(run_line("odd arguments 7").status, 0);
+}
+
+TEST_F(Lab, AShellThatWasThereBeforeTheDaemonTakesItsTreeAndItsLock)
+{
+    daemon.reset();
+    running_shell early;
+    EXPECT_THAT(early.answer_to("odd arguments 7"), EndsWith(parse_error));
+    daemon.emplace();
+    daemon->wait_for(" of 2 trees");
+    EXPECT_EQ(early.answer_to("odd arguments 7"), "0 of 1: 7\n" + success);
+    running_shell other;
+    EXPECT_EQ(other.answer_to("configure terminal"), success);
+    EXPECT_THAT(early.answer_to("configure terminal"), HasSubstr("locked by another session"));
+}
+
+TEST_F(Lab, WhatWasKeptBeforeTheModuleCameIsNotInForce)
+{
+    switch_root::write_file("/ubex/cfg/running.cfg",
+                            "switchname a\nodd 3\n  set kept\nsnmp contact x\n");
+    const outcome shown = run_shell("-o 1 -c 'show running-config'");
+    EXPECT_EQ(shown.output, "switchname a\nodd 1\n  set generated\nsnmp contact x\n");
+    EXPECT_EQ(run_shell("-c 'show running-config' > /dev/null").status, 0);
+    running_shell shell;
+    shell.answer_to("configure terminal");
+    EXPECT_EQ(shell.answer_to("no snmp contact"), success);
+    EXPECT_EQ(switch_root::read_file("/ubex/cfg/running.cfg"), "odd 3\n  set kept\nswitchname a\n");
 }
 
 TEST_F(Lab, OneShellConfiguresModulesAtATime)

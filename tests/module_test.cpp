@@ -69,9 +69,9 @@ int do_nothing(pinfo *info)
 }
 
 constexpr kiv_module_command test_commands[] = {
-    {"print_much", print_much, 0}, {"who_am_i", who_am_i, 0},
-    {"do_nothing", do_nothing, 0}, {"change", do_nothing, KIV_MODULE_CHANGES},
-    {nullptr, nullptr, 0},
+    {"print_much", print_much, 0, nullptr}, {"who_am_i", who_am_i, 0, nullptr},
+    {"do_nothing", do_nothing, 0, nullptr}, {"change", do_nothing, KIV_MODULE_CHANGES, nullptr},
+    {nullptr, nullptr, 0, nullptr},
 };
 
 int serve_test_module()
@@ -125,9 +125,10 @@ TEST_F(Module, RefusesDescriptionsThatAreNone)
 {
     const intf_reg_info nameless{};
     const std::string long_function(kiv::module::function_size, 'f');
-    const kiv_module_command without_function[] = {{"f", nullptr, 0}, {nullptr, nullptr, 0}};
-    const kiv_module_command too_long[] = {{long_function.c_str(), do_nothing, 0},
-                                           {nullptr, nullptr, 0}};
+    const kiv_module_command without_function[] = {{"f", nullptr, 0, nullptr}, {}};
+    const kiv_module_command too_long[] = {{long_function.c_str(), do_nothing, 0, nullptr}, {}};
+    const kiv_module_command too_long_feature[] = {
+        {"f", do_nothing, KIV_MODULE_CHANGES, long_function.c_str()}, {}};
     const kiv_module_description wrong[] = {
         {nullptr, 700, test_commands, 0, nullptr},
         {"", 700, test_commands, 0, nullptr},
@@ -137,6 +138,7 @@ TEST_F(Module, RefusesDescriptionsThatAreNone)
         {"m", 700, nullptr, 0, nullptr},
         {"m", 700, without_function, 0, nullptr},
         {"m", 700, too_long, 0, nullptr},
+        {"m", 700, too_long_feature, 0, nullptr},
         {"m", 700, test_commands, 1, nullptr},
         {"m", 700, test_commands, 1, &nameless},
     };

@@ -55,6 +55,11 @@ expect() { # text that the output has, command...
     output=$(inside "$@" 2>&1) || { echo "$* failed: $output"; exit 1; }
     [[ $output == *"$wanted"* ]] || { echo "$*: no \"$wanted\" in: $output"; exit 1; }
 }
+# Says that systemd runs, and keeps what it was asked for.
+mkdir -p "$root"/{run/systemd/system,etc/systemd/system/multi-user.target.wants}
+printf '#!/bin/sh\necho "$*" >>/tmp/systemctl.log\n' >"$root/usr/bin/systemctl"
+chmod +x "$root/usr/bin/systemctl"
+: >"$root/tmp/systemctl.log"
 files_there() { (cd "$root" && find . -path ./var -prune -o -print | sort); }
 
 expect "" ldconfig
@@ -67,6 +72,14 @@ expect "active" timeout 20 sh -c 'kivd && { kiv_vsan_module & }
     until kivctl trees | grep -q vsan; do :; done
     kiv -c "show vsan"'
 expect "" sh -c 'echo switchname left | kivctl session --conf --marker -'
+
+# An upgrade keeps a tree that was changed; a removal takes the links of enabled services with it.
+! grep -q try-restart "$root/tmp/systemctl.log" || { echo "the first installation restarts"; exit 1; }
+ln -s /lib/systemd/system/kivd.service "$root/etc/systemd/system/multi-user.target.wants"
+cp "$root"/ubex/etc/par/{vsan,main_tree}.par
+expect "Setting up libkiv" dpkg -i /tmp/libkiv.deb
+cmp "$root"/ubex/etc/par/{vsan,main_tree}.par || { echo "the upgrade replaces trees"; exit 1; }
+expect "try-restart kivd.service" cat /tmp/systemctl.log
 expect "Purging configuration files for libkiv" dpkg --purge libkiv
 
 # Users have made the name of the switch and the virtual SANs; the daemon was told of nothing else.

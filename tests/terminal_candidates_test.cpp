@@ -140,6 +140,7 @@ TEST_F(Candidates, LeadOutOfAModeWithDo)
                        {"do ", "misplaced show"},
                        {"do sh v", "version vsan"},
                        {"do conf", "3: a command that changes the mode"},
+                       {"do conf term > ", "3: a command that changes the mode"},
                        {"do configure terminal ", "3: a command that changes the mode"},
                        {"do do ", "3: unknown word"},
                        {"\"do\" ", "0: unknown word"},

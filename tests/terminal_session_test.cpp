@@ -136,7 +136,7 @@ TEST_F(EditedLines, LeaveTheSettingsOfTheTerminal)
         {"SIGTERM", [](terminal::program &shell) { shell.send(SIGTERM); }, -SIGTERM},
         {"SIGHUP", [](terminal::program &shell) { shell.send(SIGHUP); }, -SIGHUP},
         {"SIGALRM", [](terminal::program &shell) { shell.send(SIGALRM); }, -SIGALRM},
-        {"SIGFPE", [](terminal::program &shell) { shell.send(SIGFPE); }, -SIGFPE},
+        {"SIGUSR1", [](terminal::program &shell) { shell.send(SIGUSR1); }, -SIGUSR1},
         {"a tree that is cut",
          [](terminal::program &shell) {
              ASSERT_EQ(truncate(tree_file, 0), 0);

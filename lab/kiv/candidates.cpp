@@ -190,10 +190,12 @@ private:
         word_reader words(line_);
         if (auto error = match(words))
             return error;
-        if (is_refused())
-            return line_error{command_start_,
-                              "a command that changes the mode cannot be run with \"do\""};
-        return match_redirection(words, so_far_);
+        return is_refused() ? refusal() : match_redirection(words, so_far_);
+    }
+
+    line_error refusal() const
+    {
+        return {command_start_, "a command that changes the mode cannot be run with \"do\""};
     }
 
     bool is_within_text()
@@ -296,7 +298,9 @@ private:
     void add_behind_redirection(word_reader words)
     {
         if (!can_end()) {
-            found_.error = line_error{words.position(), "the command is not complete"};
+            found_.error = is_refused()
+                               ? refusal()
+                               : line_error{words.position(), "the command is not complete"};
             return;
         }
         word_reader behind = words;

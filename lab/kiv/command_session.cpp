@@ -15,10 +15,10 @@ constexpr std::string_view xml_word = "xml-show";
 class command_session {
 public:
     command_session(const options &chosen, followed_tree &tree, configuration_store &store,
-                    daemon_link &daemon, rights *limits)
+                    daemon_link &daemon)
         : shell_(chosen, tree.view(), store, {text_sink(answer_), text_sink(answer_)})
     {
-        shell_.take_part(daemon, tree, limits);
+        shell_.take_part(daemon, tree);
     }
 
     int run()
@@ -87,10 +87,10 @@ private:
 
 } // namespace
 
-int run_command_session(const options &chosen, followed_tree &tree,
-                        configuration_store &store, daemon_link &daemon, rights *limits)
+int run_command_session(const options &chosen, followed_tree &tree, configuration_store &store,
+                        daemon_link &daemon)
 {
-    return command_session(chosen, tree, store, daemon, limits).run();
+    return command_session(chosen, tree, store, daemon).run();
 }
 
 } // namespace kiv_shell

@@ -147,6 +147,7 @@ setting setting_of(const tree_view &tree, const command &parsed)
     made.priority = tree.node(parsed.node).asciigen_priority;
     if (tree.enters_mode(parsed.node))
         made.mode = parsed.node;
+    made.is_of_module = kiv_be16_get(tree.node(parsed.node).cmi_msg_type) != 0;
     return made;
 }
 
@@ -289,7 +290,8 @@ void configuration::write_to_apply(std::span<const foreign_text> texts, std::str
     for (const auto &[where, known] : top_.entries) {
         for (; !texts.empty() && texts.front().priority < where.first; texts = texts.subspan(1))
             add_foreign(texts.front());
-        visit(known, 0, add_line);
+        if (!known.value.is_of_module)
+            visit(known, 0, add_line);
     }
     for (const foreign_text &foreign : texts)
         add_foreign(foreign);

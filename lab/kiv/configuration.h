@@ -30,6 +30,7 @@ struct setting {
     std::string identity;           // a setting takes the place of one of the same identity
     uint16_t priority = 0;          // lower goes first
     std::optional<node_index> mode; // the mode that the line enters
+    bool is_of_module = false;      // a module keeps this one
 };
 
 // The setting that a command stores. It is the same setting as one of
@@ -58,6 +59,9 @@ public:
         std::function<void(std::string &text)> append; // whole lines, indented as settings are
     };
 
+    // What was kept before a module took it over stays in text(), for a switch without the module,
+    // but is left out here: the module tells what is in force.
+    //
     // Adds the same for people and for a configuration file, with texts that are ordered by their
     // priority: where a line would be taken for one of the mode before it, that mode's command with
     // the function `exit` stands in between.

@@ -7,6 +7,7 @@
 
 #include "files.h"
 #include "handlers.h"
+#include "module_link.h"
 #include "run.h"
 
 namespace kiv_shell {
@@ -42,6 +43,10 @@ public:
         const failure failed = shell_.in_one_change([this] { return run_all(); });
         if (failed)
             shell_.report(failed_at_, *failed);
+        if (failed && done_by_modules_ > 0)
+            shell_.report(failed_at_, "of the lines before, the " +
+                                          std::to_string(done_by_modules_) +
+                                          " that are for modules have been applied");
         return !failed;
     }
 
@@ -95,6 +100,7 @@ private:
                 failed_at_ = location(next.number);
                 return failed;
             }
+            done_by_modules_ += service_of(shell_.tree(), next.parsed.node) != 0 ? 1 : 0;
         }
         return {};
     }
@@ -104,6 +110,7 @@ private:
     mode_stack modes_;
     std::vector<placed_command> commands_;
     std::string failed_at_;
+    size_t done_by_modules_ = 0;
 };
 
 } // namespace

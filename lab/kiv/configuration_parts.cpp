@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <optional>
 #include <tuple>
 
 #include <kiv/platform/syserr.h>
@@ -109,7 +110,7 @@ private:
         if (head.result != 0)
             return fail(piece.empty() ? "the command failed" : std::string(piece));
         const size_t length = text.size() - start + piece.size() + head.remaining;
-        if ((head.remaining > 0 && piece.empty()) || length > longest_output)
+        if (!is_in_order(piece.size(), head.remaining, announced_))
             return fail(EPROTO);
         // The module makes the next piece ready meanwhile.
         if (head.remaining > 0)
@@ -150,6 +151,7 @@ private:
     }
 
     uint16_t service_;
+    std::optional<size_t> announced_;
     ovra_message sent_{};
     int queue_;
     int wait_seconds_;

@@ -25,6 +25,8 @@ constexpr uint32_t daemon_service = 37;
 constexpr uint32_t message_interface_table = 905;
 constexpr uint32_t no_client = 0;
 constexpr int32_t wait_seconds = 10;
+constexpr int32_t short_wait_seconds = 1; // for one that has not answered before
+constexpr const char *daemon_lock_file = "/run/kiv/FE000000-37.lock";
 constexpr const char *tree_directory = "/ubex/etc/par/";
 
 struct freed {
@@ -47,10 +49,28 @@ failure lock_failure(int result)
 
 daemon_link::daemon_link()
 {
+    ask(wait_seconds);
+}
+
+bool daemon_link::begins_to_answer()
+{
+    if (answers_)
+        return false;
+    ask(short_wait_seconds);
+    return answers_;
+}
+
+bool daemon_link::was_there()
+{
+    return access(daemon_lock_file, F_OK) == 0;
+}
+
+void daemon_link::ask(int32_t seconds)
+{
     void *reply = nullptr;
     uint32_t size = 0;
     const int result = cmi_req_resp(kivd::message_status, CMI_MODE_QUERY, nullptr, &reply, &size,
-                                    "", "", daemon_service, no_client, wait_seconds);
+                                    "", "", daemon_service, no_client, seconds);
     const std::unique_ptr<void, freed> block(reply);
     is_there_ = result != -1 || errno != EPIPE;
     kivd::daemon_status told;
@@ -72,6 +92,23 @@ std::string daemon_link::tree_path() const
     if (!answers_ || kivd_kiv_dynamic_parfile_name_get(no_client, name.data()) != 0)
         return {};
     return std::string(tree_directory) + name.data();
+}
+
+std::vector<std::string> daemon_link::lost_modules() const
+{
+    std::vector<std::string> names;
+    void *reply = nullptr;
+    uint32_t size = 0;
+    if (!answers_ || cmi_req_resp(kivd::message_missing, CMI_MODE_QUERY, nullptr, &reply, &size, "",
+                                  "", daemon_service, no_client, wait_seconds) != 0)
+        return names;
+    const std::unique_ptr<void, freed> block(reply);
+    std::string_view text(static_cast<const char *>(reply), size);
+    for (text = text.substr(0, text.find('\0')); !text.empty();) {
+        names.emplace_back(text.substr(0, text.find('\n')));
+        text.remove_prefix(std::min(names.back().size() + 1, text.size()));
+    }
+    return names;
 }
 
 void daemon_link::fetch_interface_types() const

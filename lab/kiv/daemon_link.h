@@ -26,11 +26,20 @@ public:
     // refused.
     bool is_there() const { return is_there_; }
 
+    // Asks again, where it has not answered. Returns whether it does from now on.
+    bool begins_to_answer();
+
+    // Whether the machine has had a daemon since it was started.
+    static bool was_there();
+
     // Whether the daemon lets this user do everything.
     bool is_administrator(uid_t user) const { return user == 0 || user == administrator_; }
 
     // The path of the tree in force; empty where the daemon has none.
     std::string tree_path() const;
+
+    // The modules that have ended without a word, so that their parts of the tree are gone.
+    std::vector<std::string> lost_modules() const;
 
     // Makes the types of interfaces that are registered known to this shell.
     void fetch_interface_types() const;
@@ -44,6 +53,8 @@ public:
     void unlock();
 
 private:
+    void ask(int32_t seconds);
+
     bool is_there_ = false;
     bool answers_ = false;
     uint32_t administrator_ = 0;

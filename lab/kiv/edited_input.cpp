@@ -24,8 +24,6 @@ constexpr int most_remembered = 500;
 // line is edited.
 constexpr const char *keys_as_characters = "-isig";
 
-// The editor's own command line can start programs and rebind every key. It is on M-x and M-X, and
-// on the characters of the same codes where the system lacks a UTF-8 locale.
 struct binding {
     const char *key;
     const char *function;
@@ -36,10 +34,9 @@ constexpr binding bindings[] = {
     {"?", "kiv-help"},
     {"^C", "kiv-drop"},
     {"^R", "em-inc-search-prev"},
+    // The editor's own command line, which can start programs and rebind every key.
     {"\\ex", "ed-unassigned"},
     {"\\eX", "ed-unassigned"},
-    {"\\U+00F8", "ed-insert"},
-    {"\\U+00D8", "ed-insert"},
     {"\\e[H", "ed-move-to-beg"},
     {"\\e[F", "ed-move-to-end"},
     {"\\e[1~", "ed-move-to-beg"},
@@ -50,6 +47,9 @@ constexpr binding bindings[] = {
     {"\\e[1;5C", "em-next-word"},
     {"\\e[1;5D", "ed-prev-word"},
 };
+
+// Where the system has no UTF-8 locale, the editor takes these two for M-x and M-X.
+constexpr const wchar_t *command_line_letters[] = {L"\u00F8", L"\u00D8"};
 
 constexpr wchar_t escape = 0x1B;
 
@@ -209,6 +209,8 @@ bool edited_input::set_up()
     name_functions();
     for (const binding &row : bindings)
         el_set(editor, EL_BIND, row.key, row.function, nullptr);
+    for (const wchar_t *letter : command_line_letters)
+        el_wset(editor, EL_BIND, letter, L"ed-insert", nullptr);
     bind_interrupt_key();
     return true;
 }
@@ -443,8 +445,9 @@ std::string edited_input::lines_below() const
     const size_t columns = std::max(find_window_size().columns, 1U);
     const std::string text = prompt_ + std::string(line->buffer, line->lastchar);
     const size_t before = columns_of(prompt_ + before_cursor());
+    const size_t all = columns_of(text);
     std::string moves;
-    for (size_t row = before / columns; row <= columns_of(text) / columns; ++row)
+    for (size_t row = before / columns; row <= all / columns; ++row)
         moves += "\r\n";
     return moves;
 }

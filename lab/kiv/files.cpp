@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace kiv_shell {
 
@@ -74,7 +75,10 @@ int text_sink::write(std::string_view text) const
 
 failure output::open(const std::string &name)
 {
-    file_ = unique_fd(::open(name.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
+    file_ = unique_fd(::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    is_new_ = static_cast<bool>(file_);
+    if (!file_ && errno == EEXIST)
+        file_ = unique_fd(::open(name.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
     struct stat status;
     if (!file_ || fstat(file_.get(), &status) != 0)
         return system_failure(name, errno);
@@ -84,8 +88,15 @@ failure output::open(const std::string &name)
     return {};
 }
 
+output::~output()
+{
+    if (is_new_)
+        unlink(name_.c_str());
+}
+
 failure output::finish()
 {
+    is_new_ = false;
     if (is_regular_file_ && ftruncate(file_.get(), 0) != 0)
         return system_failure(name_, errno);
     const int written = sink_.write(text_);

@@ -81,9 +81,15 @@ public:
     // Puts the output in the place of what a file holds.
     failure finish();
 
+    // A file that was made, and not finished, goes.
+    ~output();
+    output(const output &) = delete;
+    output &operator=(const output &) = delete;
+
 private:
     text_sink sink_;
     unique_fd file_;
+    bool is_new_ = false;
     std::string name_;
     std::string text_;
     bool is_regular_file_ = false;

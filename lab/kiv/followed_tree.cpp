@@ -67,9 +67,9 @@ bool followed_tree::has_news()
     return true;
 }
 
-bool followed_tree::refresh()
+bool followed_tree::refresh(bool in_any_case)
 {
-    if (!daemon_.is_there() || !has_news())
+    if (!daemon_.is_there() || !(has_news() || in_any_case))
         return false;
     const std::string path = daemon_.tree_path();
     if (path == path_)

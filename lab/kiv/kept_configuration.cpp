@@ -68,8 +68,8 @@ failure kept_configuration::store_changes()
     } else {
         const std::string text = settings_->text();
         failed = store_.replace(text);
-        compact_size_ = static_cast<off_t>(text.size());
-        is_whole_ = true;
+        // Where lines that the tree does not know stand depends on those before them.
+        settings_.reset();
     }
     known_ = store_.now();
     return failed;

@@ -60,12 +60,10 @@ int start(int argc, char **argv)
         return status_unusable;
     }
     configuration_store store(store_directory);
-    std::optional<rights> limits = daemon.user_rights(tree.view());
-    rights *limit = limits ? &*limits : nullptr;
     if (chosen.input == input_kind::session)
-        return run_command_session(chosen, tree, store, daemon, limit);
+        return run_command_session(chosen, tree, store, daemon);
     session shell(chosen, tree.view(), store, standard_streams());
-    shell.take_part(daemon, tree, limit);
+    shell.take_part(daemon, tree);
     const bool is_typed = chosen.input == input_kind::standard_input && isatty(STDIN_FILENO) == 1;
     return is_typed ? run_at_terminal(shell) : run(shell);
 }

@@ -65,24 +65,33 @@ const pinfo &caller()
     return record;
 }
 
-// Takes the output of an answer; false for a payload that is none.
-bool take_piece(const void *payload, size_t size, answer_head &head, std::string &output)
-{
-    if (size < sizeof head)
-        return false;
-    std::memcpy(&head, payload, sizeof head);
-    output.append(static_cast<const char *>(payload) + sizeof head, size - sizeof head);
-    const bool goes_on = size > sizeof head && output.size() + head.remaining <= longest_output;
-    return head.remaining == 0 || goes_on;
-}
-
 } // namespace
+
+bool is_in_order(size_t piece, size_t remaining, std::optional<size_t> &announced)
+{
+    constexpr size_t longest_output = size_t{1} << 28;
+    const size_t here = piece + remaining;
+    const bool is_announced = !announced || *announced == here;
+    announced = remaining;
+    return is_announced && here <= longest_output && (remaining == 0 || piece == piece_size);
+}
 
 std::string transport_message(kiv_timeout_kind kind, int error)
 {
     if (error != EPIPE && error != ETIME)
         return std::string("Internal CLI error: ") + std::strerror(error) + '\n';
     return printed_by([&] { kiv_print_ovra_error_message(kind, error); });
+}
+
+// Takes the output of an answer; false for a payload that is none.
+bool module_link::take_piece(const void *payload, size_t size, answer_head &head,
+                             std::string &output)
+{
+    if (size < sizeof head)
+        return false;
+    std::memcpy(&head, payload, sizeof head);
+    output.append(static_cast<const char *>(payload) + sizeof head, size - sizeof head);
+    return is_in_order(size - sizeof head, head.remaining, announced_);
 }
 
 module_link::answer module_link::ask(uint32_t message, uint32_t service, const std::string &request,
@@ -122,10 +131,11 @@ failure module_link::run(const tree_view &tree, const command &parsed, std::vect
         within.push_back(std::move(own));
     const std::string request = write_request(tree.function(parsed.node), info, within);
     if (request.empty())
-        return "the line has more arguments than a module takes";
+        return "the line is too long for a module, or has too many arguments";
     const kiv_timeout_kind kind = configures ? KIV_TIMEOUT_CHANGE : KIV_TIMEOUT_QUERY;
     const uint16_t service = service_of(tree, parsed.node);
     needs_lock_ = false;
+    announced_.reset();
     answer last = ask(message_run, service, request, kind, output);
     while (!last.failed && last.remaining > 0)
         last = ask(message_rest, service, {}, kind, output);

@@ -3,6 +3,7 @@
 #define LAB_KIV_MODULE_LINK_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,8 +22,9 @@ inline uint16_t service_of(const tree_view &tree, node_index node)
     return kiv_be16_get(tree.node(node).cmi_msg_type);
 }
 
-// A module that prints more does not keep to the protocol.
-constexpr size_t longest_output = size_t{1} << 28;
+// Whether a module keeps to the protocol: pieces but the last are full, what is to come is what was
+// announced with the piece before, and the whole is within reason. Keeps what is announced now.
+bool is_in_order(size_t piece, size_t remaining, std::optional<size_t> &announced);
 
 class module_link {
 public:
@@ -46,9 +48,12 @@ private:
 
     answer ask(uint32_t message, uint32_t service, const std::string &request,
                kiv_timeout_kind kind, std::string &output);
+    bool take_piece(const void *payload, size_t size, kiv::module::answer_head &head,
+                    std::string &output);
 
     int wait_seconds_;
     bool needs_lock_ = false;
+    std::optional<size_t> announced_; // of the output that is being taken
 };
 
 // The laid-down message for an errno value (POSIX) of the transport.

@@ -12,7 +12,7 @@ const char *const usage_text =
     "\n"
     "  -c COMMAND   run one command line\n"
     "  -f FILE      run the command lines of a file, up to the first that fails\n"
-    "  -r FILE      apply a configuration file: all of it, or nothing where a line is wrong\n"
+    "  -r FILE      apply a configuration file: nothing of it where a line is wrong\n"
     "  -nRc, -nRf, -nRr\n"
     "               the same as -c, -f, -r\n"
     "  --session    answer command lines from standard input, for a program: each answer ends "

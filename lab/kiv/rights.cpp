@@ -46,15 +46,8 @@ action action_of(const command &parsed, bool configures)
 
 rights::rights(std::vector<std::string> names, std::vector<kivd_perm_group> configured,
                const tree_view &tree)
-    : names_(std::move(names)), configured_(std::move(configured))
+    : names_(std::move(names)), configured_(std::move(configured)), tree_(tree)
 {
-    take(tree);
-}
-
-void rights::take(const tree_view &tree)
-{
-    tree_ = tree;
-    way_to_configuration_.clear();
     if (const auto mode = tree.mode_of_function(configure_function))
         way_to_configuration_ = tree.way_to(*mode);
 }

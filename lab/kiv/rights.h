@@ -22,9 +22,6 @@ public:
     rights(std::vector<std::string> names, std::vector<kivd_perm_group> configured,
            const tree_view &tree);
 
-    // The same for another tree.
-    void take(const tree_view &tree);
-
     // `configures`: the command is one of configuration mode.
     kiv::roles::decision may_run(const command &parsed, bool configures) const;
 

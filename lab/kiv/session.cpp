@@ -1,6 +1,7 @@
 #include "session.h"
 
 #include <algorithm>
+#include <cerrno>
 
 #include "configuration_parts.h"
 #include "files.h"
@@ -49,22 +50,24 @@ session::session(const options &chosen, const tree_view &tree, configuration_sto
 {
 }
 
-void session::take_part(daemon_link &daemon, followed_tree &newest, rights *limits)
+void session::take_part(daemon_link &daemon, followed_tree &newest)
 {
     daemon_ = &daemon;
     newest_ = &newest;
-    limits_ = limits;
+    limits_ = daemon.user_rights(tree_);
 }
 
 // Modes are nodes of the tree in which they were entered.
 void session::refresh_tree()
 {
-    if (newest_ == nullptr || modes_.size() > 1 || !newest_->refresh())
+    if (newest_ == nullptr || modes_.size() > 1)
+        return;
+    const bool has_daemon = daemon_->begins_to_answer();
+    if (!newest_->refresh(has_daemon) && !has_daemon)
         return;
     configuration_mode_ = tree_.mode_of_function(configure_function);
     kept_.take_mode(configuration_mode_);
-    if (limits_ != nullptr)
-        limits_->take(tree_);
+    limits_ = daemon_->user_rights(tree_);
 }
 
 failure session::stay_in_configuration_mode()
@@ -125,17 +128,15 @@ failure session::find(const command &parsed, bool configures, const handler *&fo
         return "no handler for " + printable(function) + " in this shell";
     if (function.empty() && !tree_.enters_mode(parsed.node))
         return "the command has no function";
-    if (limits_ == nullptr)
+    if (!limits_)
         return {};
     const kiv::roles::decision allowed = limits_->may_run(parsed, configures);
     return allowed.permitted ? failure() : "permission denied: " + allowed.why;
 }
 
-// Whoever enters configuration mode has the lock until the mode is left.
-failure session::lock_for(const command &parsed)
+bool session::enters_configuration(const command &parsed) const
 {
-    const bool enters = configuration_mode_ && parsed.node == *configuration_mode_;
-    return daemon_ != nullptr && enters ? daemon_->lock() : failure();
+    return configuration_mode_ && parsed.node == *configuration_mode_;
 }
 
 failure session::give_up_lock()
@@ -178,9 +179,14 @@ failure session::execute(const command &parsed)
 {
     const handler *found = nullptr;
     output out(where_.output);
+    // Whoever enters configuration mode does so with the rights of that moment, and has the lock
+    // until the mode is left.
+    const bool enters = daemon_ != nullptr && enters_configuration(parsed);
+    if (enters)
+        limits_ = daemon_->user_rights(tree_);
     if (auto failed = prepare(parsed, is_configuring(), found, out))
         return failed;
-    if (auto failed = lock_for(parsed))
+    if (auto failed = enters ? daemon_->lock() : failure())
         return failed;
     failure failed = run(*found, parsed, is_configuring(), out);
     if (!failed) {
@@ -229,6 +235,20 @@ failure session::change_configuration(const change &work)
     });
 }
 
+// Comment lines for modules of which the tree says nothing any more.
+std::string session::lost_parts() const
+{
+    if (daemon_ == nullptr)
+        return {};
+    if (!daemon_->is_there() && daemon_link::was_there())
+        return "! MISSING: all modules: the daemon is not there\n";
+    std::string lines;
+    for (const std::string &name : daemon_->lost_modules())
+        lines += "! MISSING: module " + printable(name) + ": " +
+                 transport_message(KIV_TIMEOUT_QUERY, EPIPE);
+    return lines;
+}
+
 failure session::read_configuration(std::string &text, bool &is_partial) const
 {
     configuration running = kept_.empty();
@@ -239,9 +259,12 @@ failure session::read_configuration(std::string &text, bool &is_partial) const
     for (size_t i = 0; i < parts.size(); ++i)
         texts.push_back({parts.priority(i), [&, i](std::string &to) { parts.append(i, to); }});
     running.write_to_apply(texts, text);
-    is_partial = !parts.missing().empty();
-    return is_partial ? failure("% the running configuration is incomplete:\n" + parts.missing())
-                      : failure();
+    const std::string lost = lost_parts();
+    text += lost;
+    is_partial = !parts.missing().empty() || !lost.empty();
+    return is_partial
+               ? failure("% the running configuration is incomplete:\n" + parts.missing() + lost)
+               : failure();
 }
 
 void session::report(std::string_view location, std::string_view text) const

@@ -49,10 +49,10 @@ public:
     const tree_view &tree() const { return tree_; }
     mode_stack &modes() { return modes_; }
 
-    // From now on the user may run what these rights permit, configuration takes the lock, and
-    // commands of the outermost mode are those of the daemon's newest tree. All outlive the
-    // session; its tree is the view of this one, and `limits` may be null.
-    void take_part(daemon_link &daemon, followed_tree &newest, rights *limits);
+    // From now on the user may run what the daemon's roles permit, configuration takes the lock,
+    // and commands of the outermost mode are those of the daemon's newest tree. Both outlive the
+    // session; its tree is the view of this one.
+    void take_part(daemon_link &daemon, followed_tree &newest);
 
     // Takes the daemon's newest tree, if it is another one, unless the session is in a mode.
     void refresh_tree();
@@ -108,8 +108,9 @@ private:
     failure prepare(const command &parsed, bool configures, const handler *&found, output &out);
     failure run(const handler &found, const command &parsed, bool configures, output &out);
     failure finish(const command &parsed, output &out);
-    failure lock_for(const command &parsed);
+    bool enters_configuration(const command &parsed) const;
     failure give_up_lock();
+    std::string lost_parts() const;
 
     const options &chosen_;
     const tree_view &tree_;
@@ -121,7 +122,7 @@ private:
     module_link modules_;
     daemon_link *daemon_ = nullptr;
     followed_tree *newest_ = nullptr;
-    rights *limits_ = nullptr;
+    std::optional<rights> limits_;
     pager pager_;
     bool ended_ = false;
     bool shows_xml_ = false;

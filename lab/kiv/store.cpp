@@ -13,7 +13,7 @@ namespace kiv_shell {
 namespace {
 
 constexpr mode_t directory_mode = 0755;
-constexpr mode_t file_mode = 0644;
+constexpr mode_t lock_mode = 0600; // who may read it could hold it
 
 } // namespace
 
@@ -41,7 +41,7 @@ failure configuration_store::lock()
     if (!lock_) {
         if (mkdir(directory_.c_str(), directory_mode) != 0 && errno != EEXIST)
             return system_failure(directory_, errno);
-        lock_ = unique_fd(open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, file_mode));
+        lock_ = unique_fd(open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, lock_mode));
     }
     if (!lock_)
         return system_failure(name, errno);

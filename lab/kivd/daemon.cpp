@@ -1,5 +1,6 @@
 #include "daemon.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include <unistd.h>
@@ -59,7 +60,7 @@ bool daemon::follow_owners()
     const auto check = [&](const process &owner) {
         if (processes_.follow(owner))
             return false;
-        withdraw(tables_, owner);
+        withdraw_of(tables_, owner);
         return changed = true;
     };
     for (int32_t i = tables_.trees.last_index; i >= 0; --i) {
@@ -71,6 +72,29 @@ bool daemon::follow_owners()
             i = tables_.interfaces.last_index + 1;
     }
     return changed;
+}
+
+// Says whether there were trees among it; their modules are missing from now on.
+bool daemon::withdraw_of(tables &all, const process &ended)
+{
+    const std::vector<std::string> names = withdraw(all, ended);
+    for (const std::string &name : names) {
+        forget_missing(name);
+        if (missing_.size() == KIV_TREE_TABLE_CAPACITY)
+            missing_.erase(missing_.begin());
+        missing_.push_back(name);
+    }
+    return !names.empty();
+}
+
+bool daemon::is_missing(std::string_view module) const
+{
+    return std::ranges::find(missing_, module) != missing_.end();
+}
+
+void daemon::forget_missing(std::string_view module)
+{
+    std::erase(missing_, module);
 }
 
 void daemon::cannot_exchange(const char *what, uint32_t pid, int error)
@@ -98,7 +122,8 @@ bool daemon::is_refused(const message &row, const request &asked)
 {
     if (row.feature == nullptr)
         return false;
-    const kiv::roles::decision found = permissions_.may_change(tables_, asked.sender, row.feature);
+    const kiv::roles::decision found =
+        permissions_.may_change(tables_, asked.sender.uid, row.feature);
     if (found.permitted)
         return false;
     ++status_.refusals;
@@ -173,7 +198,7 @@ void daemon::ended()
             log_.write("lock released: process " + std::to_string(gone->pid) + " has ended");
         }
         const int32_t interfaces = next.interfaces.last_index;
-        const bool had_tree = withdraw(next, *gone);
+        const bool had_tree = withdraw_of(next, *gone);
         had_trees = had_trees || had_tree;
         if (!had_tree && next.interfaces.last_index == interfaces)
             continue;

@@ -63,6 +63,7 @@ private:
     struct lock_holder {
         process owner;
         int32_t session;
+        uid_t user; // a process may have had another one before, and a connection from then
     };
 
     bool is_bad(const message *row, const request &asked);
@@ -70,6 +71,9 @@ private:
     uint32_t commit(const tables &next);
     void merge();
     bool follow_owners();
+    bool withdraw_of(tables &all, const process &ended);
+    bool is_missing(std::string_view module) const;
+    void forget_missing(std::string_view module);
 
     state_file file_;
     publication publication_;
@@ -84,6 +88,7 @@ private:
     uint32_t word_ = 0;
     sender_answer sender_{};
     std::vector<std::string> left_out_;
+    std::vector<std::string> missing_; // modules whose processes ended without withdrawing
 };
 
 } // namespace kivd

@@ -7,6 +7,7 @@
 #include <kiv/platform/syserr.h>
 
 #include "messages.h"
+#include "support/field_text.h"
 
 namespace kivd {
 
@@ -60,6 +61,33 @@ struct handlers {
     {
         me.ended();
         return me.processes_.follow(static_cast<int32_t>(message.sender.pid));
+    }
+
+    static reply register_tree(self me, asked message)
+    {
+        const reply made = change_of_owner<kiv_tree_table_entry, add_tree>(me, message);
+        if (made.status == 0)
+            me.forget_missing(module_of(message));
+        return made;
+    }
+
+    // A module that is missing has no tree any more, but who deregisters it means that as well.
+    static reply deregister_tree(self me, asked message)
+    {
+        const std::string module = module_of(message);
+        const bool was_missing = me.is_missing(module);
+        reply made = change<kiv_tree_table_entry, remove_tree>(me, message);
+        if (made.status == KIV_ERROR_NOT_FOUND && was_missing)
+            made.status = 0;
+        if (made.status == 0)
+            me.forget_missing(module);
+        return made;
+    }
+
+    static std::string module_of(asked message)
+    {
+        const auto entry = record_of<kiv_tree_table_entry>(message);
+        return std::string(kiv::support::field_text(entry.module_id));
     }
 
     template <class Record, auto Change>
@@ -186,7 +214,8 @@ struct handlers {
         if (!owner)
             return {message.opcode, KIV_ERROR_DENIED};
         const bool same_session = me.lock_ && me.lock_->session == wanted.session;
-        const bool own = same_session && me.lock_->owner == *owner;
+        const bool own =
+            same_session && me.lock_->owner == *owner && me.lock_->user == message.sender.uid;
         const bool broken =
             same_session && wanted.lock == 0 && me.permissions_.is_administrator(message.sender);
         if (me.lock_ && !own && !broken)
@@ -194,7 +223,7 @@ struct handlers {
         if (wanted.lock == 0)
             me.lock_.reset();
         else
-            me.lock_ = daemon::lock_holder{*owner, wanted.session};
+            me.lock_ = daemon::lock_holder{*owner, wanted.session, message.sender.uid};
         return {message.opcode};
     }
 
@@ -216,17 +245,25 @@ struct handlers {
         return {message.opcode, 0, bytes_of(me.status_)};
     }
 
-    static reply merge_report(self me, asked message)
+    static reply merge_report(self me, asked message) { return tell(me, message, me.left_out_); }
+
+    static reply missing(self me, asked message)
+    {
+        me.ended();
+        return tell(me, message, me.missing_);
+    }
+
+    static reply tell(self me, asked message, const std::vector<std::string> &lines)
     {
         constexpr size_t room = OVRA_MAX_PAYLOAD - 64;
         me.text_.clear();
         size_t told = 0;
-        for (; told < me.left_out_.size(); ++told) {
-            if (me.text_.size() + me.left_out_[told].size() >= room)
+        for (; told < lines.size(); ++told) {
+            if (me.text_.size() + lines[told].size() >= room)
                 break;
-            me.text_.append(me.left_out_[told]).append("\n");
+            me.text_.append(lines[told]).append("\n");
         }
-        if (const size_t more = me.left_out_.size() - told; more > 0)
+        if (const size_t more = lines.size() - told; more > 0)
             me.text_.append("and ").append(std::to_string(more)).append(" more\n");
         return {message.opcode, 0, std::as_bytes(std::span(me.text_.c_str(), me.text_.size() + 1))};
     }
@@ -235,9 +272,16 @@ struct handlers {
     {
         const auto wanted = record_of<sender_question>(message);
         me.ended();
-        me.sender_ = {me.permissions_.is_administrator(wanted.user),
-                      me.lock_ && me.lock_->owner.pid == wanted.pid,
-                      me.permissions_.vsans(me.tables_, wanted.user)};
+        const std::string feature(kiv::support::field_text(wanted.feature));
+        const bool changes = wanted.changes != 0;
+        const bool may_change =
+            changes && me.permissions_.may_change(me.tables_, wanted.user, feature).permitted;
+        const bool has_lock =
+            me.lock_ && me.lock_->owner.pid == wanted.pid && me.lock_->user == wanted.user;
+        me.sender_ = {me.permissions_.is_administrator(wanted.user), may_change,
+                      may_change && has_lock, 0,
+                      changes ? me.permissions_.vsans_to_change(me.tables_, wanted.user, feature)
+                              : me.permissions_.vsans(me.tables_, wanted.user)};
         return {message.opcode, 0, bytes_of(me.sender_)};
     }
 };
@@ -285,9 +329,9 @@ constexpr std::array message_table{
             "registration", handlers::change<kivd_param_subtype_entry, add_subtype>},
     message{948, "parameter subtypes", 0, at_daemon, nullptr, handlers::subtypes},
     message{7655, "register tree", sizeof(kiv_tree_table_entry), at_daemon, "registration",
-            handlers::change_of_owner<kiv_tree_table_entry, add_tree>},
+            handlers::register_tree},
     message{7656, "deregister tree", sizeof(kiv_tree_table_entry), at_daemon, "registration",
-            handlers::change<kiv_tree_table_entry, remove_tree>},
+            handlers::deregister_tree},
     message{7658, "name of tree file", 0, at_daemon, nullptr, handlers::tree_name},
     message{7661, "set limit of sessions", sizeof(settings_message), at_daemon, "session",
             handlers::change<settings_message, handlers::take_number<&kiv_cfg_info::max_sessions>>},
@@ -295,6 +339,7 @@ constexpr std::array message_table{
     message{message_merge_report, "merge report", 0, at_daemon, nullptr, handlers::merge_report},
     message{message_sender, "question about a sender", sizeof(sender_question), at_daemon, nullptr,
             handlers::sender},
+    message{message_missing, "missing modules", 0, at_daemon, nullptr, handlers::missing},
 };
 
 static_assert(std::ranges::is_sorted(message_table, {}, &message::opcode));

@@ -25,6 +25,14 @@ std::string read_users(const std::string &name)
     return text;
 }
 
+kiv::roles::decision decide_change(const tables &all, std::span<const std::string> names,
+                                   std::string_view feature)
+{
+    return kiv::roles::decide(names,
+                              std::span(all.roles).first(static_cast<size_t>(all.role_count)),
+                              {KIVD_COMMAND_CONFIG, feature, feature.empty()});
+}
+
 } // namespace
 
 permissions::permissions(uid_t administrator, std::string users_file)
@@ -32,17 +40,29 @@ permissions::permissions(uid_t administrator, std::string users_file)
 {
 }
 
-kiv::roles::decision permissions::may_change(const tables &all, const ovra_peer &sender,
+kiv::roles::decision permissions::may_change(const tables &all, uid_t user,
                                              std::string_view feature) const
 {
-    if (is_administrator(sender))
+    if (is_administrator(user))
         return {true, std::string(kiv::roles::administrator_role), 0, "administrator"};
-    return kiv::roles::decide(roles_of(sender.uid),
-                              std::span(all.roles).first(static_cast<size_t>(all.role_count)),
-                              {KIVD_COMMAND_CONFIG, feature, feature.empty()});
+    return decide_change(all, roles_of(user), feature);
 }
 
 bmask4096 permissions::vsans(const tables &all, uid_t user) const
+{
+    return vsans_of_roles(all, user, [](const std::string &) { return true; });
+}
+
+bmask4096 permissions::vsans_to_change(const tables &all, uid_t user,
+                                       std::string_view feature) const
+{
+    return vsans_of_roles(all, user, [&](const std::string &role) {
+        return decide_change(all, std::span(&role, 1), feature).permitted;
+    });
+}
+
+template <class Counts>
+bmask4096 permissions::vsans_of_roles(const tables &all, uid_t user, Counts counts) const
 {
     bmask4096 permitted = KIV_BMP_INIT(4096);
     const auto permit = [&](const auto &bytes_of_role) {
@@ -55,6 +75,8 @@ bmask4096 permissions::vsans(const tables &all, uid_t user) const
         return permitted;
     }
     for (const std::string &name : roles_of(user)) {
+        if (!counts(name))
+            continue;
         const int32_t configured = find_role(all, name);
         if (kivd_static_perm_group_locate_entry_by_name(
                 kivd_static_perm_group_table, kivd_static_perm_group_table_size, name.c_str()) >= 0)

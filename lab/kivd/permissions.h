@@ -21,15 +21,19 @@ public:
     bool is_administrator(uid_t user) const { return user == 0 || user == administrator_; }
     bool is_administrator(const ovra_peer &sender) const { return is_administrator(sender.uid); }
 
-    // Whether the sender of a message may change the configuration of this feature; without one,
-    // that of any feature.
-    kiv::roles::decision may_change(const tables &all, const ovra_peer &sender,
-                                    std::string_view feature) const;
+    // Whether the user may change the configuration of this feature; without one, that of any
+    // feature.
+    kiv::roles::decision may_change(const tables &all, uid_t user, std::string_view feature) const;
 
     // Those that one of the user's roles permits. The predefined roles permit all.
     bmask4096 vsans(const tables &all, uid_t user) const;
 
+    // The same of those roles alone that permit changing the configuration of this feature.
+    bmask4096 vsans_to_change(const tables &all, uid_t user, std::string_view feature) const;
+
 private:
+    template <class Counts>
+    bmask4096 vsans_of_roles(const tables &all, uid_t user, Counts counts) const;
     std::vector<std::string> roles_of(uid_t user) const;
 
     uid_t administrator_;

@@ -131,20 +131,20 @@ uint32_t add_subtype(tables &all, const kivd_param_subtype_entry &entry)
     return 0;
 }
 
-bool withdraw(tables &all, const process &owner)
+std::vector<std::string> withdraw(tables &all, const process &owner)
 {
-    bool had_trees = false;
+    std::vector<std::string> names;
     for (int32_t i = all.trees.last_index; i >= 0; --i) {
         if (all.tree_owners[static_cast<size_t>(i)] != owner)
             continue;
+        names.emplace_back(field_text(all.trees.entries[i].module_id));
         remove_tree_at(all, i);
-        had_trees = true;
     }
     for (int32_t i = all.interfaces.last_index; i >= 0; --i) {
         if (all.interface_owners[static_cast<size_t>(i)] == owner)
             remove_interface_at(all, i);
     }
-    return had_trees;
+    return names;
 }
 
 } // namespace kivd

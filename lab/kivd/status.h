@@ -4,14 +4,16 @@
 
 #include <cstdint>
 
-#include <kiv/bmp_template.h>
+#include <kiv/kivd_lib.h>
 
 namespace kivd {
 
 enum own_message : uint32_t {
     message_status = 8000,       // answered by a daemon_status
     message_merge_report = 8001, // answered by lines of text: the trees that were left out
-    message_sender = 8002        // a sender_question, answered by a sender_answer
+    message_sender = 8002,       // a sender_question, answered by a sender_answer
+    message_missing = 8003       // answered by lines of text: the modules whose processes ended
+                                 // without withdrawing their trees
 };
 
 struct daemon_status {
@@ -35,12 +37,16 @@ struct daemon_status {
 struct sender_question {
     uint32_t user;
     int32_t pid;
+    uint32_t changes; // whether it asks for a change of the configuration
+    char feature[sizeof kivd_perm_group_conf_entry::feature]; // that it changes; empty: any
 };
 
 struct sender_answer {
     uint32_t is_administrator; // root too
-    uint32_t holds_lock;       // the process, of the configuration
-    bmask4096 vsans;           // on which the user may act
+    uint32_t may_change;       // the roles of the user permit the change
+    uint32_t holds_lock;       // and the process, as this user, has the configuration locked
+    uint32_t reserved;
+    bmask4096 vsans; // on which the user may act; for a change, by the roles that permit it
 };
 
 } // namespace kivd

@@ -5,7 +5,9 @@
 
 #include <array>
 #include <cstdint>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include <kiv/kiv_process_api.h>
 #include <kiv/kivd_lib.h>
@@ -50,8 +52,8 @@ uint32_t add_interface(tables &all, const kiv_interface_table_entry &entry, cons
 uint32_t remove_interface(tables &all, uint64_t mask);
 uint32_t add_subtype(tables &all, const kivd_param_subtype_entry &entry);
 
-// Whatever the process has registered. Says whether a tree was among it.
-bool withdraw(tables &all, const process &owner);
+// Whatever the process has registered. Returns the names of the trees that were among it.
+std::vector<std::string> withdraw(tables &all, const process &owner);
 
 uint32_t change_rule(tables &all, const kivd_perm_group_conf_cli_wrapper &change);
 uint32_t change_description(tables &all, const kivd_perm_group_conf_cli_wrapper &change);

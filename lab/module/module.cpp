@@ -7,6 +7,8 @@
 #include <exception>
 #include <memory>
 
+#include <kiv/kivd_lib.h>
+
 #include <poll.h>
 #include <sys/signalfd.h>
 
@@ -22,6 +24,7 @@ using kiv::module::function_size;
 using kiv::support::unique_fd;
 
 constexpr size_t name_size = sizeof kiv_tree_table_entry::module_id;
+constexpr size_t feature_size = sizeof kivd_perm_group_conf_entry::feature;
 constexpr uint32_t lowest_service = 256;
 constexpr uint32_t highest_service = 65535;
 
@@ -36,7 +39,8 @@ bool is_valid(const kiv_module_description &description)
         description.service > highest_service || description.commands == nullptr)
         return false;
     for (const kiv_module_command *row = description.commands; row->function != nullptr; ++row) {
-        if (!is_text(row->function, function_size) || row->run == nullptr)
+        if (!is_text(row->function, function_size) || row->run == nullptr ||
+            (row->feature != nullptr && !is_text(row->feature, feature_size)))
             return false;
     }
     return description.interface_mask == 0 ||
@@ -141,6 +145,9 @@ void kiv_module_close(kiv_module *module) noexcept
 
 int kiv_module_run(const kiv_module_description *description) noexcept
 {
+    // A write that fails for these is answered by its error.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     const unique_fd end = end_signals();
     if (!end)
         return complain(description, "cannot wait for signals", errno);

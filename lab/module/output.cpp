@@ -28,14 +28,20 @@ output capture::take(int32_t result)
 output *kept_outputs::find(uint32_t connection)
 {
     const auto found = std::ranges::find(places_, connection, &place::connection);
-    return found == places_.end() ? nullptr : &found->kept;
+    if (found == places_.end())
+        return nullptr;
+    found->asked = clock::now();
+    return &found->kept;
 }
 
-void kept_outputs::keep(uint32_t connection, output kept) noexcept
+void kept_outputs::keep(uint32_t connection, uint32_t user, output kept) noexcept
 {
-    if (places_.size() == most)
-        places_.erase(places_.begin());
-    places_.push_back({connection, std::move(kept)});
+    const clock::time_point now = clock::now();
+    std::erase_if(places_, [&](const place &each) { return now - each.asked > longest_pause; });
+    if (std::ranges::count(places_, user, &place::user) >= most_of_user)
+        places_.erase(std::ranges::find(places_, user, &place::user));
+    if (places_.size() < most)
+        places_.push_back({connection, user, now, std::move(kept)});
 }
 
 void kept_outputs::drop(uint32_t connection)

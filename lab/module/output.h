@@ -1,6 +1,7 @@
 #ifndef LAB_MODULE_OUTPUT_H
 #define LAB_MODULE_OUTPUT_H
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -42,21 +43,29 @@ public:
     output take(int32_t result);
 };
 
-// The outputs that are being fetched, by the connections that fetch them. A few, of which the
-// oldest makes room: shells take theirs at once.
+// The outputs that are being fetched, by the connections that fetch them. Nobody's makes room for
+// those of another user: of a few of one user the oldest goes, and where there are too many of all,
+// the new one is not kept.
 class kept_outputs {
 public:
     kept_outputs() { places_.reserve(most); }
 
     output *find(uint32_t connection);
-    void keep(uint32_t connection, output kept) noexcept;
+    void keep(uint32_t connection, uint32_t user, output kept) noexcept;
     void drop(uint32_t connection);
 
 private:
-    static constexpr size_t most = 8;
+    using clock = std::chrono::steady_clock;
+
+    static constexpr size_t most = 64;
+    static constexpr ptrdiff_t most_of_user = 8;
+    // Shells take theirs at once: whoever has not come back by then has gone.
+    static constexpr clock::duration longest_pause = std::chrono::minutes(1);
 
     struct place {
         uint32_t connection;
+        uint32_t user;
+        clock::time_point asked;
         output kept;
     };
 

@@ -4,9 +4,11 @@
 // without its list of arguments, and the arguments, each one an argument_head and its value, filled
 // up with zeros to a multiple of 8 bytes. The module answers with the same opcode: the status of
 // the answer is 0, or a library error code for a request that it has not run; the payload is an
-// answer_head and as much of the output as fits. The shell asks for the rest piece by piece with
-// message_rest, which is answered in the same way; who asks something else instead gives the rest
-// up.
+// answer_head and as much of the output as fits, so that each piece but the last is piece_size long
+// and `remaining` is exact. The shell asks for the rest piece by piece with message_rest, which is
+// answered in the same way; who asks something else instead gives the rest up. Where too many
+// outputs are being fetched, a rest is not kept: asking for it is answered with KIV_ERROR_NOT_FOUND
+// and a text.
 #ifndef LAB_MODULE_PROTOCOL_H
 #define LAB_MODULE_PROTOCOL_H
 

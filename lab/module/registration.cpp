@@ -39,6 +39,13 @@ uint32_t status_of(const ovra_message &answer)
     return static_cast<uint32_t>(ovra_status_get(&answer));
 }
 
+// Whether the daemon may say otherwise when it is asked again.
+bool may_pass(uint32_t status)
+{
+    return status == KIV_ERROR_NOT_STORED ||
+           (status & ~KIV_ERROR_TRANSPORT_ERRNO_MASK) == KIV_ERROR_TRANSPORT;
+}
+
 void tell(int queue, uint32_t opcode, const void *payload, uint32_t size)
 {
     ovra_send(queue, daemon_address, opcode, payload, size, nullptr, 0, &soon);
@@ -102,17 +109,16 @@ void registration::interface_answered(const ovra_message &answer)
 {
     has_interface_ = status_of(answer) == 0;
     if (!has_interface_)
-        complain(std::string("its type of interfaces is refused: ") +
-                 syserr2str(status_of(answer)));
+        refused("its type of interfaces is refused: ", status_of(answer));
 }
 
 void registration::tree_answered(int queue, const ovra_message &answer)
 {
     has_tree_ = status_of(answer) == 0;
     if (!has_tree_)
-        return complain(std::string("its tree is refused: ") + syserr2str(status_of(answer)));
+        return refused("its tree is refused: ", status_of(answer));
     if (const int error = ask(queue, merge_, merge_trees, nullptr, 0); error != 0)
-        complain(std::string("its tree cannot be merged: ") + std::strerror(error));
+        refused("its tree cannot be merged: ", KIV_ERROR_TRANSPORT | static_cast<uint32_t>(error));
 }
 
 void registration::merge_answered(int queue, const ovra_message &answer)
@@ -123,7 +129,20 @@ void registration::merge_answered(int queue, const ovra_message &answer)
     if (result == KIV_ERROR_TREE_UNUSABLE)
         ask(queue, report_, kivd::message_merge_report, nullptr, 0);
     else if (result != 0)
-        complain(std::string("its tree cannot be merged: ") + syserr2str(result));
+        refused("its tree cannot be merged: ", result);
+    else if (!retry_)
+        told_ = 0;
+}
+
+// What is tried again every second is told once.
+void registration::refused(std::string_view what, uint32_t status)
+{
+    const bool passes = may_pass(status);
+    retry_ = retry_ || passes;
+    if (!passes || told_ != status)
+        complain(std::string(what) + syserr2str(status));
+    if (passes)
+        told_ = status;
 }
 
 // Of the lines of the report, "TREE: why", those about the own tree.

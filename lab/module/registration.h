@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string_view>
+#include <utility>
 
 #include <kiv/module.h>
 
@@ -21,6 +22,9 @@ public:
     // Whether the message is an answer to this; then it has been dealt with.
     bool take(int queue, const ovra_message &answer);
 
+    // Whether the daemon has refused something for a reason that may pass, since the last call.
+    bool take_retry() { return std::exchange(retry_, false); }
+
     // Takes back what the daemon has confirmed.
     void withdraw(int queue);
 
@@ -37,6 +41,7 @@ private:
     void merge_answered(int queue, const ovra_message &answer);
     void tell_left_out(std::string_view report) const;
     void complain(std::string_view what) const;
+    void refused(std::string_view what, uint32_t status);
 
     const kiv_module_description &of_;
     question interface_;
@@ -45,6 +50,8 @@ private:
     question report_;
     bool has_interface_ = false;
     bool has_tree_ = false;
+    bool retry_ = false;
+    uint32_t told_ = 0; // the passing refusal that was reported last
 };
 
 } // namespace kiv::module

@@ -170,21 +170,32 @@ bool read_argument(reader &from, param_arg &entry)
 }
 
 template <size_t Size>
-void end(char (&field)[Size])
+void take_text(char (&field)[Size], const char (&sent)[Size])
 {
+    std::ranges::copy(sent, field);
     field[Size - 1] = '\0';
 }
 
-// Only the session is taken over from the sender's record.
+// Only the session is taken over from the sender's record: who the user is, and what that user may
+// do, is not the sender's to say.
 void keep_session(pinfo &info)
 {
-    std::ranges::fill(info.args, nullptr);
-    info.parameter_count = 0;
+    const pinfo sent = info;
+    info = {};
     info.vsan_mask.size = sizeof info.vsan_mask.bytes;
-    end(info.ascii_command);
-    end(info.vty_id);
-    end(info.username);
-    end(info.session_id);
+    info.ascii_cmd_index = sent.ascii_cmd_index;
+    info.no_flag = sent.no_flag;
+    info.debug_flag = sent.debug_flag;
+    info.submode_context = sent.submode_context;
+    info.cmi_msg_type = sent.cmi_msg_type;
+    info.shell_type = sent.shell_type;
+    info.asciigen_level = sent.asciigen_level;
+    info.ascii_gen = sent.ascii_gen;
+    info.command_id = sent.command_id;
+    info.script_mode = sent.script_mode;
+    take_text(info.ascii_command, sent.ascii_command);
+    take_text(info.vty_id, sent.vty_id);
+    take_text(info.session_id, sent.session_id);
 }
 
 } // namespace

@@ -76,8 +76,14 @@ int service::watch(int descriptor) const
 void service::follow_daemon()
 {
     const int error = registration_.begin(queue_);
+    follow_again(error == 0 || error == EPIPE ? 0 : 1);
+}
+
+// 0 seconds: not at all.
+void service::follow_again(time_t seconds)
+{
     itimerspec later{};
-    later.it_value.tv_sec = error == 0 || error == EPIPE ? 0 : 1;
+    later.it_value.tv_sec = seconds;
     timerfd_settime(retry_.get(), 0, &later, nullptr);
 }
 
@@ -116,7 +122,10 @@ int service::serve(const sources &ready)
 
 void service::take(const ovra_message &message, const ovra_peer &sender)
 {
-    if (registration_.take(queue_, message) || ovra_rr_token_get(&message) == 0)
+    const bool is_answer = registration_.take(queue_, message);
+    if (registration_.take_retry())
+        follow_again(1);
+    if (is_answer || ovra_rr_token_get(&message) == 0)
         return;
     try {
         answer_request(message, sender);
@@ -150,7 +159,7 @@ void service::run(const ovra_message &message, const ovra_peer &sender)
                           std::string(request_.function()) + ".\n");
     pinfo &info = request_.info();
     const bool changes = (command->flags & KIV_MODULE_CHANGES) != 0;
-    if (const refusal refused = senders_.identify(sender, changes, info); refused.status != 0)
+    if (const refusal refused = senders_.identify(sender, *command, info); refused.status != 0)
         return refuse(message, refused.status, refused.text);
     info.ovra_queue = queue_;
     capture printing;
@@ -158,7 +167,7 @@ void service::run(const ovra_message &message, const ovra_peer &sender)
     output printed = printing.take(result);
     if (changes && result == 0)
         kiv_api_notify_cfg_change(&info);
-    answer(message, sender.connection, std::move(printed));
+    answer(message, sender, std::move(printed));
 }
 
 const kiv_module_command *service::find_command(std::string_view function) const
@@ -170,20 +179,21 @@ const kiv_module_command *service::find_command(std::string_view function) const
     return nullptr;
 }
 
-void service::answer(const ovra_message &message, uint32_t connection, output printed)
+void service::answer(const ovra_message &message, const ovra_peer &sender, output printed)
 {
     const std::string_view text = printed.rest();
     if (send(message, 0, printed.result(), text) != 0 || text.size() <= piece_size)
         return;
     printed.skip(piece_size);
-    kept_.keep(connection, std::move(printed));
+    kept_.keep(sender.connection, sender.uid, std::move(printed));
 }
 
 void service::answer_rest(const ovra_message &message, uint32_t connection)
 {
     output *kept = kept_.find(connection);
     if (kept == nullptr)
-        return refuse(message, KIV_ERROR_NOT_FOUND, "");
+        return refuse(message, KIV_ERROR_NOT_FOUND,
+                      "The rest of the output is gone: too many outputs are being fetched.\n");
     const std::string_view text = kept->rest();
     if (send(message, 0, kept->result(), text) != 0 || text.size() <= piece_size)
         kept_.drop(connection);

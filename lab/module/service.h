@@ -42,11 +42,12 @@ public:
 private:
     int watch(int descriptor) const;
     void follow_daemon();
+    void follow_again(time_t seconds);
     void take(const ovra_message &message, const ovra_peer &sender);
     void answer_request(const ovra_message &message, const ovra_peer &sender);
     void run(const ovra_message &message, const ovra_peer &sender);
     const kiv_module_command *find_command(std::string_view function) const;
-    void answer(const ovra_message &message, uint32_t connection, output printed);
+    void answer(const ovra_message &message, const ovra_peer &sender, output printed);
     void answer_rest(const ovra_message &message, uint32_t connection);
     void refuse(const ovra_message &message, uint32_t status, std::string_view text);
     int send(const ovra_message &message, uint32_t status, int32_t result, std::string_view text);
@@ -54,7 +55,7 @@ private:
     const kiv_module_description of_;
     int queue_ = -1;
     daemon_watch daemon_;
-    support::unique_fd retry_; // a timer: registering could not even begin
+    support::unique_fd retry_; // a timer: registering has failed in a way that may pass
     support::unique_fd events_;
     registration registration_;
     senders senders_;

@@ -42,6 +42,19 @@ static int32_t ranges_of(const struct pinfo *info, kiv_int_range *one, const kiv
     return 1;
 }
 
+/* Interfaces of a virtual SAN that goes move to VSAN_DEFAULT, which is a change of that one. */
+static int check_move(const struct pinfo *info, const kiv_int_range *range)
+{
+    if (is_allowed(info, VSAN_DEFAULT))
+        return 0;
+    for (int32_t number = range->low; number <= range->high; ++number) {
+        if (exists(number) && fc_count_in(number) > 0)
+            return refuse("You may not move the interfaces of virtual SAN %d to virtual SAN %d.",
+                          number, VSAN_DEFAULT);
+    }
+    return 0;
+}
+
 static int check(const struct pinfo *info, const kiv_int_range *range)
 {
     if (range->low < 1 || range->high > VSAN_LAST || range->low > range->high)
@@ -51,7 +64,7 @@ static int check(const struct pinfo *info, const kiv_int_range *range)
                       range->high);
     if (info->no_flag && range->low <= VSAN_DEFAULT)
         return refuse("Virtual SAN %d is always there.", VSAN_DEFAULT);
-    return 0;
+    return info->no_flag ? check_move(info, range) : 0;
 }
 
 static int create(int32_t number)

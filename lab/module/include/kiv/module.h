@@ -13,7 +13,7 @@
  *       return 0;
  *   }
  *
- *   static const kiv_module_command commands[] = {{"show_hello", show_hello, 0}, {0}};
+ *   static const kiv_module_command commands[] = {{"show_hello", show_hello, 0, 0}, {0}};
  *
  *   int main(void)
  *   {
@@ -44,15 +44,18 @@
 
 KIV_EXTERN_C_BEGIN
 
-/* The function changes the configuration: it is refused unless the process that asks holds the
- * configuration lock, and the system is told of the change when it has returned 0
- * (kiv_api_notify_cfg_change). */
+/* The function changes the configuration: it is refused unless a role of the user permits to change
+ * the feature and the process that asks holds the configuration lock as this user, and the system
+ * is told of the change when it has returned 0 (kiv_api_notify_cfg_change). vsan_mask is of the
+ * roles that permit it. */
 #define KIV_MODULE_CHANGES 1U
 
 typedef struct kiv_module_command {
     const char *function; /* as in the tree; null ends the table */
     int (*run)(struct pinfo *info);
     uint32_t flags;
+    const char *feature; /* for changes, the word of configuration mode that the rules of roles
+                          * name, such as vsan; null: any */
 } kiv_module_command;
 
 /* What a module is. Whatever it points to stays the caller's, and as it is, until the module is
@@ -84,8 +87,8 @@ KIV_API int kiv_module_serve(kiv_module *module) KIV_NOEXCEPT;
 /* Withdraws what the module has registered, and closes it; nothing for null. */
 KIV_API void kiv_module_close(kiv_module *module) KIV_NOEXCEPT;
 
-/* All of this, until SIGTERM or SIGINT. Returns the exit status of the process: 0, or 1 after a
- * message on standard error. */
+/* All of this, until SIGTERM or SIGINT; SIGPIPE and SIGXFSZ are ignored. Returns the exit status of
+ * the process: 0, or 1 after a message on standard error. */
 KIV_API int kiv_module_run(const kiv_module_description *description) KIV_NOEXCEPT;
 
 /* Interface names as indices: the bit of the type in masks, and the numbers of the name, of which

@@ -20,8 +20,8 @@ static int lines_running_config(struct pinfo *info)
     return 0;
 }
 
-static const kiv_module_command commands[] = {{"lines_running_config", lines_running_config, 0},
-                                              {0}};
+static const kiv_module_command commands[] = {
+    {"lines_running_config", lines_running_config, 0, NULL}, {0}};
 
 int main(int argc, char **argv)
 {

@@ -22,13 +22,26 @@ mkfifo "$pipe"
 exec {news}<>"$pipe"
 rm "$pipe"
 
-# Runs a program and tells that it has ended; passes SIGTERM on to it, whenever that comes.
+# Runs a program and tells that it has ended; passes SIGTERM on to it, whenever that comes. What is
+# stopped or does not hear it is killed: it would keep everything else from ending.
 # shellcheck disable=SC2016 # for the inner shell
-keeper='trap "asked=yes; kill \$program" TERM
+keeper='asked= program= alarm=
+end() {
+    asked=yes
+    [ -n "$program" ] || return
+    kill -CONT $program
+    kill $program
+    [ -n "$alarm" ] || { sleep 5 3>&- & alarm=$!; }
+}
+trap end TERM
 "$@" 2>&3 3>&- &
 program=$!
-[ -z "$asked" ] || kill $program
-while kill -0 $program; do wait $program; done
+[ -z "$asked" ] || end
+while kill -0 $program; do
+    wait -n $program $alarm
+    [ -z "$alarm" ] || kill -0 $alarm || kill -KILL $program
+done
+[ -z "$alarm" ] || kill $alarm
 echo "lab: $1 has ended" >&3'
 started=()
 start() { # program, argument...
@@ -39,22 +52,11 @@ start() { # program, argument...
 # shellcheck disable=SC2317 # the trap calls it
 stop() {
     trap '' HUP INT TERM
-    local killer
     # The daemon goes last.
     for ((i = ${#started[@]} - 1; i >= 0; --i)); do
         kill -CONT -- "-${started[i]}" 2>/dev/null || true
         kill -- "-${started[i]}" 2>/dev/null || true
-        # One that does not hear would keep everything else from ending.
-        (
-            trap - TERM
-            exec {news}>&-
-            sleep 5
-            kill -KILL -- "-${started[i]}"
-        ) >/dev/null 2>&1 &
-        killer=$!
         wait "${started[i]}" 2>/dev/null || true
-        kill -- "-$killer" 2>/dev/null || true
-        wait "$killer" 2>/dev/null || true
     done
     [ -z "$writer" ] || wait "$writer"
 }

@@ -55,13 +55,14 @@ synopsis_of() { # help
 }
 
 mapfile -t commands < <("$kivctl" --help | grep -oE '^  [a-z]+(, [a-z]+)?' | tr -d ' ' | tr , '\n')
-read -ra words <<<"${_kivctl_words[kivctl]//--help/}"
+words=()
+read -ra words -d '' <<<"${_kivctl_words[kivctl]//--help/}" || true
 compare kivctl "$(lines_of "${commands[@]}")" "$(lines_of "${words[@]}")"
 for job in "${!_kivctl_words[@]}"; do
     [ "$job" != kivctl ] || continue
     read -ra arguments <<<"${job#kivctl }"
     help=$("$kivctl" "${arguments[@]}" --help)
-    own= others= jobs=()
+    own='' others='' jobs=()
     while read -r line; do
         read -r _ _ word _ <<<"$line"
         [[ ! $word =~ ^[a-z]+$ ]] || jobs+=("$word")
@@ -74,7 +75,7 @@ for job in "${!_kivctl_words[@]}"; do
     fi
     read -ra words -d '' <<<"${_kivctl_words["$job"]}" || true
     compare "$job" "$(options_in <<<"$own" | LC_ALL=C sort -u)" \
-        "$(lines_of "${words[@]%%=*}" | options_in | LC_ALL=C sort -u)"
+        "$(lines_of "${words[@]%%=*}" | { grep ^- || true; } | options_in | LC_ALL=C sort -u)"
     [[ ${#arguments[@]} -eq 1 || -n $own ]] || { echo "$job is no job"; status=1; }
     for word in "${jobs[@]}"; do
         [[ ${#arguments[@]} -gt 1 || -v _kivctl_words["$job $word"] && " ${words[*]} " == *" $word "* ]] ||

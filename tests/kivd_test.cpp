@@ -113,6 +113,14 @@ std::string switchname()
     return name;
 }
 
+std::string missing()
+{
+    const answer given = ask(kivd::message_missing);
+    return given.status == 0 && given.payload != nullptr
+               ? static_cast<const char *>(given.payload.get())
+               : "no answer";
+}
+
 using Kivd = daemon_process::test;
 
 // The messages of the interface, with the sizes of their payloads.
@@ -245,6 +253,7 @@ TEST_F(Kivd, WithdrawsAtOnceWhatADeadProcessHadRegistered)
     });
     ASSERT_EQ(module.result(), 0);
     EXPECT_EQ(keywords().count("alpha"), 1U);
+    EXPECT_EQ(missing(), "");
     EXPECT_EQ(static_cast<uint32_t>(kivd_cli_lock(0, 6)), KIV_ERROR_LOCKED);
     module.end();
     daemon.wait_for("lock released");
@@ -259,6 +268,12 @@ TEST_F(Kivd, WithdrawsAtOnceWhatADeadProcessHadRegistered)
     free(entries);
     ovra_close(queue);
     EXPECT_EQ(kivd_cli_lock(0, 6), 0);
+
+    EXPECT_EQ(missing(), "alpha\n");
+    EXPECT_EQ(kiv_register_parse_tree(0, "alpha"), 0);
+    EXPECT_EQ(missing(), "") << "it is there again";
+    EXPECT_EQ(kiv_deregister_parse_tree(0, "alpha"), 0);
+    EXPECT_EQ(missing(), "") << "it was withdrawn as it should be";
 }
 
 TEST_F(Kivd, IsAsItWasAfterItIsKilled)
@@ -286,6 +301,10 @@ TEST_F(Kivd, IsAsItWasAfterItIsKilled)
     EXPECT_EQ(switchname(), "edge-7");
     EXPECT_THAT(tree_names(), ElementsAre("kept")) << "the other module has ended meanwhile";
     EXPECT_EQ(keywords().count("kept"), 1U);
+    EXPECT_EQ(missing(), "lost\n");
+    EXPECT_EQ(kiv_deregister_parse_tree(0, "lost"), 0) << "not expected back";
+    EXPECT_EQ(missing(), "");
+    EXPECT_EQ(kiv_deregister_parse_tree(0, "lost"), static_cast<int>(KIV_ERROR_NOT_FOUND));
     const std::vector<kivd_perm_group> kept = roles();
     ASSERT_EQ(kept.size(), 1U);
     EXPECT_EQ(kivd_perm_group_next_rule_id_get(kept.data(), 0), 3);

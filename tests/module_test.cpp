@@ -1,11 +1,13 @@
 // Modules as the shell and the daemon know them: rights, output, registration, and the sample one.
 
 #include <array>
+#include <chrono>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include <poll.h>
+#include <sys/resource.h>
 
 #include <gmock/gmock.h>
 
@@ -189,7 +191,9 @@ TEST_F(Module, SendsLongOutputInPiecesToWhoeverFetchesThem)
     // Another request gives up what is left of the one before.
     const std::string request = kiv::module::write_request("print_much", pinfo{}, {});
     response begun;
-    EXPECT_GT(exchange(test_service, kiv::module::message_run, request, begun), 0U);
+    EXPECT_EQ(exchange(test_service, kiv::module::message_run, request, begun),
+              much_text().size() - kiv::module::piece_size);
+    EXPECT_EQ(begun.output.size(), kiv::module::piece_size);
     run(test_service, "do_nothing");
     response late;
     EXPECT_EQ(exchange(test_service, kiv::module::message_rest, "", late), 0U);
@@ -204,6 +208,7 @@ TEST_F(Module, SendsLongOutputInPiecesToWhoeverFetchesThem)
         });
     exchange(test_service, kiv::module::message_rest, "", late);
     EXPECT_EQ(late.status, KIV_ERROR_NOT_FOUND);
+    EXPECT_THAT(late.output, HasSubstr("too many outputs"));
     EXPECT_EQ(run(test_service, "print_much").output, much_text());
 }
 
@@ -284,7 +289,98 @@ TEST_F(Module, IsNotHeldUpByADaemonThatIsStopped)
         EXPECT_EQ(run(test_service, "do_nothing").status, 0U);
     }
     EXPECT_EQ(run(test_service, "change").status, KIV_ERROR_DENIED);
+    const auto begun = std::chrono::steady_clock::now();
+    EXPECT_EQ(run(test_service, "change").status, KIV_ERROR_DENIED);
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(1)) << "known by then";
     kill(daemon.pid(), SIGCONT);
+}
+
+TEST_F(Module, RegistersAgainWhenTheDaemonCouldNotStoreIt)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "raises a limit of another process";
+    daemon_process::running daemon({}, 20'000);
+    daemon.serves();
+    const vsan_module served;
+    daemon.wait_for("cannot store the state");
+    const rlimit none{RLIM_INFINITY, RLIM_INFINITY};
+    ASSERT_EQ(prlimit(daemon.pid(), RLIMIT_FSIZE, &none, nullptr), 0);
+    daemon.wait_for("nodes of 2 trees");
+}
+
+// Of configuration, permits one feature and denies another.
+void write_role_of_features(const char *permitted, const char *denied)
+{
+    kivd_perm_group_conf_cli_wrapper change{};
+    kivd_perm_group_conf_cli_wrapper_init(&change);
+    robust_strcpy(change.role_name, "features");
+    EXPECT_EQ(daemon_process::ask(919, &change, sizeof change).status, 0);
+    change.kind = KIVD_ROLE_CHANGE_RULE;
+    for (const char *feature : {permitted, denied}) {
+        ++change.rule_num;
+        kivd_perm_group_conf_entry_populate(
+            &change.rule, feature == permitted ? KIVD_RULE_PERMIT : KIVD_RULE_DENY,
+            KIVD_COMMAND_CONFIG, feature, 0);
+        EXPECT_EQ(daemon_process::ask(911, &change, sizeof change).status, 0);
+    }
+    switch_root::write_file(kiv::roles::users_file, std::to_string(storage_user) + " features\n");
+}
+
+TEST_F(Module, ChangesAreForRolesThatPermitTheFeature)
+{
+    if (!daemon_process::is_other_user_possible())
+        GTEST_SKIP() << "needs root, and bubblewrap";
+    daemon_process::running daemon;
+    daemon.serves();
+    write_role_of_features("ntp", "vsan");
+    const vsan_module served;
+    const response got = module_process::as_user(storage_user, [] {
+        if (kivd_cli_lock(0, 1) != 0)
+            return response{1, 0, "no lock"};
+        return run(vsan_service, "vsan", {}, {vsan_number(10)});
+    });
+    EXPECT_EQ(got.status, KIV_ERROR_DENIED);
+    EXPECT_THAT(got.output, HasSubstr("role"));
+    EXPECT_EQ(running_configuration(), "");
+}
+
+TEST_F(Module, ALockIsNotForConnectionsThatTheProcessMadeAsAnotherUser)
+{
+    if (!daemon_process::is_other_user_possible())
+        GTEST_SKIP() << "needs root, and bubblewrap";
+    daemon_process::running daemon;
+    daemon.serves();
+    write_role_of_features("ntp", "vsan");
+    const test_module served;
+    const living process([] {
+        if (seteuid(storage_user) != 0 || run(test_service, "do_nothing").status != 0 ||
+            seteuid(0) != 0 || kivd_cli_lock(0, 1) != 0)
+            return -1;
+        return static_cast<int>(run(test_service, "change").status);
+    });
+    EXPECT_EQ(static_cast<uint32_t>(process.result()), KIV_ERROR_LOCKED);
+}
+
+TEST_F(Module, KeepsTheRestOfAnOutputWhateverOtherUsersFetch)
+{
+    if (!daemon_process::is_other_user_possible())
+        GTEST_SKIP() << "needs root, and bubblewrap";
+    daemon_process::running daemon;
+    daemon.serves();
+    const test_module served;
+    const std::string request = kiv::module::write_request("print_much", pinfo{}, {});
+    const auto begin = [&] {
+        response got;
+        exchange(test_service, kiv::module::message_run, request, got);
+        return got;
+    };
+    response own;
+    uint32_t left = exchange(test_service, kiv::module::message_run, request, own);
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(module_process::as_user(storage_user, begin).status, 0U);
+    while (left > 0 && own.status == 0)
+        left = exchange(test_service, kiv::module::message_rest, "", own);
+    EXPECT_TRUE(own.output == much_text());
 }
 
 void write_role()
@@ -331,8 +427,9 @@ TEST_F(Module, AUserSeesAndChangesTheVirtualSansOfTheRoles)
     const vsan_module served;
     ASSERT_EQ(kivd_cli_lock(0, 1), 0);
     EXPECT_EQ(
-        run(vsan_service, "vsan", {}, {argument_of(TYPE_VSAN_RANGE, kiv_int_range{9, 11})}).result,
+        run(vsan_service, "vsan", {}, {argument_of(TYPE_VSAN_RANGE, kiv_int_range{9, 12})}).result,
         0);
+    EXPECT_EQ(run(vsan_service, "fc_vsan", {interface_name(2, 1)}, {vsan_number(12)}).result, 0);
     ASSERT_EQ(kivd_cli_unlock(0, 1), 0);
 
     const auto number = [](int32_t value) { return std::vector{vsan_number(value)}; };
@@ -341,10 +438,12 @@ TEST_F(Module, AUserSeesAndChangesTheVirtualSansOfTheRoles)
     EXPECT_THAT(by_storage_user("vsan_suspend", number(9)).output, HasSubstr("may not"));
     EXPECT_THAT(by_storage_user("vsan", {}, number(30)).output, HasSubstr("may not"));
     EXPECT_THAT(by_storage_user("no vsan", {}, number(9)).output, HasSubstr("may not"));
+    EXPECT_THAT(by_storage_user("no vsan", {}, number(12)).output, HasSubstr("may not move"));
+    EXPECT_EQ(by_storage_user("no vsan", {}, number(11)).result, 0);
     EXPECT_THAT(by_storage_user("fc", {}, port(1)).output, HasSubstr("may not")) << "in vsan 1";
     EXPECT_THAT(by_storage_user("show_vsan", {}).output,
-                AllOf(HasSubstr("\n10 "), HasSubstr("\n11 "), Not(HasSubstr("\n9 "))));
-    EXPECT_EQ(by_storage_user("vsan_running_config", {}).output, "vsan 10\n  suspend\nvsan 11\n");
+                AllOf(HasSubstr("\n10 "), HasSubstr("\n12 "), Not(HasSubstr("\n9 "))));
+    EXPECT_EQ(by_storage_user("vsan_running_config", {}).output, "vsan 10\n  suspend\nvsan 12\n");
     EXPECT_THAT(by_storage_user("show_interface", {}).output, Not(HasSubstr("fc1/1")));
     EXPECT_NE(by_storage_user("show_vsan", {}, number(9)).result, 0);
 
@@ -492,11 +591,51 @@ TEST_F(VsanModule, SetsAFileAsideThatItCannotUse)
     const std::string whole = switch_root::read_file(state_file);
     std::string damaged = whole;
     damaged[64 + 64 * 10 + 20] ^= 1; // within the name of vsan 10
-    for (const std::string &file : {damaged, whole.substr(0, 5000), std::string("other")}) {
-        switch_root::write_file(state_file, file);
+    const std::string configuration = configured;
+    const std::string of_interface = configuration.substr(configuration.find("interface"));
+    const struct {
+        std::string file;
+        std::string left;
+    } cases[] = {{damaged, "vsan 10\n" + of_interface}, {whole.substr(0, 5000), ""}, {"other", ""}};
+    int number = 0;
+    for (const auto &row : cases) {
+        switch_root::write_file(state_file, row.file);
+        const std::string kept = state_file + (".damaged." + std::to_string(++number));
+        unlink(kept.c_str());
         const vsan_module next;
-        EXPECT_EQ(running_configuration(), "");
-        EXPECT_EQ(switch_root::read_file(std::string(state_file) + ".damaged"), file);
+        EXPECT_EQ(running_configuration(), row.left);
+        EXPECT_TRUE(switch_root::read_file(kept) == row.file) << number;
+    }
+    for (; number > 0; --number)
+        unlink((state_file + (".damaged." + std::to_string(number))).c_str());
+}
+
+TEST_F(VsanModule, WritesItsFileAnewWhereItIsNotThereOrNotWhole)
+{
+    const std::string backup = std::string(state_file) + ".other";
+    switch_root::write_file(backup, "other");
+    const struct {
+        const char *what;
+        std::function<int()> harm;
+    } cases[] = {
+        {"removed", [] { return unlink(state_file); }},
+        {"cut off", [] { return truncate(state_file, 5000); }},
+        {"replaced", [&] { return rename(backup.c_str(), state_file); }},
+    };
+    for (const auto &row : cases) {
+        {
+            const vsan_module first;
+            configure();
+            ASSERT_EQ(row.harm(), 0) << row.what;
+            expect_done("no vsan_suspend", {vsan_number(10)});
+            struct stat status {};
+            EXPECT_EQ(stat(state_file, &status), 0);
+            EXPECT_EQ(status.st_mode & 0777U, 0600U) << row.what;
+        }
+        const vsan_module second;
+        std::string expected = configured;
+        expected.erase(expected.find("  suspend\n"), std::strlen("  suspend\n"));
+        EXPECT_EQ(running_configuration(), expected) << row.what;
     }
 }
 

@@ -93,6 +93,25 @@ TEST(Request, ReadsTheNextRequestWithoutWhatTheLastOneHad)
     EXPECT_EQ(got.info().args[0], nullptr);
 }
 
+TEST(Request, TakesNothingFromTheSenderThatSaysWhatItMayDo)
+{
+    pinfo info{};
+    std::memset(&info, 0xFF, sizeof info);
+    info.submode_context = 0;
+    request got;
+    ASSERT_TRUE(got.read(bytes(write_request("a", info, {}))));
+    const pinfo &taken = got.info();
+    EXPECT_STREQ(taken.username, "");
+    EXPECT_EQ(taken.ovra_queue, 0);
+    for (const int32_t field : {taken.is_admin, taken.sup_state, taken.user_mode_state,
+                                taken.exec_filter_mode, taken.prc_mode})
+        EXPECT_EQ(field, 0);
+    EXPECT_EQ(taken.user_perms_mask | taken.info_flags | taken.filter, 0U);
+    EXPECT_EQ(taken.vsan_mask.size, sizeof taken.vsan_mask.bytes);
+    EXPECT_TRUE(std::ranges::all_of(taken.vsan_mask.bytes, [](uint8_t each) { return each == 0; }));
+    EXPECT_EQ(taken.script_mode, -1) << "of the session";
+}
+
 TEST(Request, EndsTheTextsOfASessionThatHaveNoEnd)
 {
     pinfo info{};

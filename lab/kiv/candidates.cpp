@@ -195,7 +195,7 @@ private:
 
     line_error refusal() const
     {
-        return {command_start_, "a command that changes the mode cannot be run with \"do\""};
+        return {command_start_, refused_behind_do};
     }
 
     bool is_within_text()

@@ -48,6 +48,7 @@ std::vector<limits> limits_of(const kiv_intf_help_info &help)
 {
     std::vector<limits> numbers;
     const int count = std::clamp(help.field_count, 0, KIV_INTF_HELP_FIELDS);
+    numbers.reserve(static_cast<size_t>(count));
     for (int i = 0; i < count; ++i)
         numbers.push_back({help.fields[i].minimum, help.fields[i].maximum});
     return numbers;

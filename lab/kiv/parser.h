@@ -56,6 +56,8 @@ std::optional<line_error> match_redirection(word_reader &line, command &into);
 // Goes behind a bare "do", which leads on from `mode` to the commands of the outermost mode. False
 // where that is `mode` itself, or the mode has a keyword "do"; one that "do" begins gives way.
 constexpr std::string_view do_word = "do";
+constexpr const char *refused_behind_do =
+    "a command that changes the mode cannot be run with \"do\"";
 bool skip_do(const tree_view &tree, node_index mode, word_reader &line);
 
 using parse_result = std::variant<command, line_error>;

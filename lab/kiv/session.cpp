@@ -116,7 +116,7 @@ failure session::execute_outside(const command &parsed)
     if (auto failed = prepare(parsed, false, found, out))
         return failed;
     if (tree_.enters_mode(parsed.node) || found->after != mode_change::none)
-        return "a command that changes the mode cannot be run with \"do\"";
+        return refused_behind_do;
     return run(*found, parsed, false, out);
 }
 
@@ -157,8 +157,7 @@ failure session::prepare(const command &parsed, bool configures, const handler *
 
 failure session::run(const handler &found, const command &parsed, bool configures, output &out)
 {
-    const failure failed =
-        found.run == nullptr ? failure() : found.run({*this, parsed, out, configures});
+    failure failed = found.run == nullptr ? failure() : found.run({*this, parsed, out, configures});
     if (failed && (parsed.output_file || !out.is_shown_in_any_case()))
         return failed;
     const failure unfinished = finish(parsed, out);

@@ -130,7 +130,7 @@ void registration::merge_answered(int queue, const ovra_message &answer)
         ask(queue, report_, kivd::message_merge_report, nullptr, 0);
     else if (result != 0)
         refused("its tree cannot be merged: ", result);
-    else if (!retry_)
+    else if (has_interface_ || of_.interface_mask == 0)
         told_ = 0;
 }
 

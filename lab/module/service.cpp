@@ -19,6 +19,7 @@ namespace {
 
 constexpr uint32_t open_to_all = 0666;
 constexpr int32_t not_run = -1;
+constexpr time_t refusal_pause = 2; // seconds
 
 // A message that is dropped at the end.
 class received {
@@ -124,7 +125,7 @@ void service::take(const ovra_message &message, const ovra_peer &sender)
 {
     const bool is_answer = registration_.take(queue_, message);
     if (registration_.take_retry())
-        follow_again(1);
+        follow_again(refusal_pause);
     if (is_answer || ovra_rr_token_get(&message) == 0)
         return;
     try {

@@ -34,8 +34,9 @@ struct fc_record {
 
 /* -- store.c: what survives this process -- */
 
-/* Opens the file, or makes it; one that cannot be used is set aside. Returns 0, or -1 after a
- * message on standard error. */
+/* Opens the file, or makes it. Of one with damaged records only those are lost, one that cannot be
+ * used is replaced; either is kept under a numbered name. Returns 0, or -1 after a message on
+ * standard error. `path` stays as it is while the module runs. */
 int store_open(const char *path);
 
 /* The record of a virtual SAN or an interface; null where there is no such number. */

@@ -11,7 +11,7 @@ static int show_hello(struct pinfo *info)
     return 0;
 }
 
-static const kiv_module_command commands[] = {{"show_hello", show_hello, 0}, {0}};
+static const kiv_module_command commands[] = {{"show_hello", show_hello, 0, 0}, {0}};
 
 int main(void)
 {

@@ -16,7 +16,7 @@ static int lines_running_config(struct pinfo *info)
 {
     (void)info;
     for (int i = 0; i < 50000; ++i)
-        kiv_buf_printf("%s route 0x%06x interface fc%d/%d\n", name, i, i % 9 + 1, i % 32 + 1);
+        kiv_buf_printf("%s route %d through the fabric of building seven\n", name, i);
     return 0;
 }
 

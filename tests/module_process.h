@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <utility>
@@ -21,10 +22,15 @@
 
 #include <gtest/gtest.h>
 
+#include <kiv/kivd_lib.h>
+#include <kiv/module.h>
 #include <kiv/platform/cmi.h>
 
+#include "daemon_process.h"
 #include "lab/module/request.h"
+#include "lab/roles/decision.h"
 #include "support/unique_fd.h"
+#include "switch_root.h"
 
 namespace module_process {
 
@@ -139,6 +145,16 @@ inline argument text_argument(uint32_t type, const std::string &text)
     return made;
 }
 
+inline argument vsan_number(int32_t number)
+{
+    return argument_of(TYPE_VSAN, number);
+}
+
+inline argument interface_name(uint32_t slot, uint32_t port)
+{
+    return argument_of(TYPE_INTERFACE, KIV_IFINDEX(0, slot, port));
+}
+
 // A command with the arguments of its mode, and its own; "no" in front of the function makes it
 // that form.
 inline response run(uint32_t service, std::string function, std::vector<argument> mode = {},
@@ -183,6 +199,37 @@ inline response as_user(uid_t user, const std::function<response()> &ask)
         got.output.append(text, static_cast<size_t>(size));
     waitpid(child, nullptr, 0);
     return got;
+}
+
+struct rule {
+    const char *feature;
+    bool is_permitted;
+};
+
+// Gives a user one role, with these rules of configuration and virtual SANs.
+inline void write_role(uid_t user, std::initializer_list<rule> rules, uint32_t first_vsan,
+                       uint32_t last_vsan)
+{
+    kivd_perm_group_conf_cli_wrapper change{};
+    kivd_perm_group_conf_cli_wrapper_init(&change);
+    robust_strcpy(change.role_name, "storage");
+    const auto send = [&](uint32_t opcode) {
+        EXPECT_EQ(daemon_process::ask(opcode, &change, sizeof change).status, 0) << opcode;
+    };
+    send(919);
+    change.kind = KIVD_ROLE_CHANGE_VSAN_LIST;
+    for (uint32_t vsan = first_vsan; vsan <= last_vsan; ++vsan)
+        bmask4096_set_bit(&change.vsans, vsan);
+    send(911);
+    change.kind = KIVD_ROLE_CHANGE_RULE;
+    for (const rule &each : rules) {
+        ++change.rule_num;
+        kivd_perm_group_conf_entry_populate(&change.rule,
+                                            each.is_permitted ? KIVD_RULE_PERMIT : KIVD_RULE_DENY,
+                                            KIVD_COMMAND_CONFIG, each.feature, 0);
+        send(911);
+    }
+    switch_root::write_file(kiv::roles::users_file, std::to_string(user) + " storage\n");
 }
 
 } // namespace module_process

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include <poll.h>
-#include <sys/resource.h>
 
 #include <gmock/gmock.h>
 
@@ -18,7 +17,6 @@
 
 #include "daemon_process.h"
 #include "lab/kivd/status.h"
-#include "lab/roles/decision.h"
 #include "module_process.h"
 #include "switch_root.h"
 
@@ -27,9 +25,11 @@ namespace {
 using daemon_process::living;
 using module_process::argument_of;
 using module_process::fetch;
+using module_process::interface_name;
 using module_process::response;
 using module_process::run;
 using module_process::text_argument;
+using module_process::vsan_number;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
@@ -95,16 +95,6 @@ struct test_module : module_process::running {
 struct vsan_module : module_process::running {
     vsan_module() : running(vsan_service, serve_vsan_module) {}
 };
-
-module_process::argument vsan_number(int32_t number)
-{
-    return argument_of(TYPE_VSAN, number);
-}
-
-module_process::argument interface_name(uint32_t slot, uint32_t port)
-{
-    return argument_of(TYPE_INTERFACE, KIV_IFINDEX(0, slot, port));
-}
 
 std::string running_configuration()
 {
@@ -297,33 +287,16 @@ TEST_F(Module, IsNotHeldUpByADaemonThatIsStopped)
 
 TEST_F(Module, RegistersAgainWhenTheDaemonCouldNotStoreIt)
 {
-    if (geteuid() != 0)
-        GTEST_SKIP() << "raises a limit of another process";
-    daemon_process::running daemon({}, 20'000);
+    const std::string folder = "/ubex/etc/kivd";
+    daemon_process::running daemon;
     daemon.serves();
+    ASSERT_EQ(rename(folder.c_str(), (folder + ".away").c_str()), 0);
+    switch_root::write_file(folder, "no folder");
     const vsan_module served;
     daemon.wait_for("cannot store the state");
-    const rlimit none{RLIM_INFINITY, RLIM_INFINITY};
-    ASSERT_EQ(prlimit(daemon.pid(), RLIMIT_FSIZE, &none, nullptr), 0);
+    ASSERT_EQ(unlink(folder.c_str()), 0);
+    ASSERT_EQ(rename((folder + ".away").c_str(), folder.c_str()), 0);
     daemon.wait_for("nodes of 2 trees");
-}
-
-// Of configuration, permits one feature and denies another.
-void write_role_of_features(const char *permitted, const char *denied)
-{
-    kivd_perm_group_conf_cli_wrapper change{};
-    kivd_perm_group_conf_cli_wrapper_init(&change);
-    robust_strcpy(change.role_name, "features");
-    EXPECT_EQ(daemon_process::ask(919, &change, sizeof change).status, 0);
-    change.kind = KIVD_ROLE_CHANGE_RULE;
-    for (const char *feature : {permitted, denied}) {
-        ++change.rule_num;
-        kivd_perm_group_conf_entry_populate(
-            &change.rule, feature == permitted ? KIVD_RULE_PERMIT : KIVD_RULE_DENY,
-            KIVD_COMMAND_CONFIG, feature, 0);
-        EXPECT_EQ(daemon_process::ask(911, &change, sizeof change).status, 0);
-    }
-    switch_root::write_file(kiv::roles::users_file, std::to_string(storage_user) + " features\n");
 }
 
 TEST_F(Module, ChangesAreForRolesThatPermitTheFeature)
@@ -332,7 +305,7 @@ TEST_F(Module, ChangesAreForRolesThatPermitTheFeature)
         GTEST_SKIP() << "needs root, and bubblewrap";
     daemon_process::running daemon;
     daemon.serves();
-    write_role_of_features("ntp", "vsan");
+    module_process::write_role(storage_user, {{"ntp", true}, {"vsan", false}}, 10, 20);
     const vsan_module served;
     const response got = module_process::as_user(storage_user, [] {
         if (kivd_cli_lock(0, 1) != 0)
@@ -350,7 +323,7 @@ TEST_F(Module, ALockIsNotForConnectionsThatTheProcessMadeAsAnotherUser)
         GTEST_SKIP() << "needs root, and bubblewrap";
     daemon_process::running daemon;
     daemon.serves();
-    write_role_of_features("ntp", "vsan");
+    module_process::write_role(storage_user, {{"ntp", true}, {"vsan", false}}, 10, 20);
     const test_module served;
     const living process([] {
         if (seteuid(storage_user) != 0 || run(test_service, "do_nothing").status != 0 ||
@@ -383,24 +356,6 @@ TEST_F(Module, KeepsTheRestOfAnOutputWhateverOtherUsersFetch)
     EXPECT_TRUE(own.output == much_text());
 }
 
-void write_role()
-{
-    kivd_perm_group_conf_cli_wrapper change{};
-    kivd_perm_group_conf_cli_wrapper_init(&change);
-    robust_strcpy(change.role_name, "storage");
-    EXPECT_EQ(daemon_process::ask(919, &change, sizeof change).status, 0);
-    change.kind = KIVD_ROLE_CHANGE_VSAN_LIST;
-    for (uint32_t vsan = 10; vsan <= 20; ++vsan)
-        bmask4096_set_bit(&change.vsans, vsan);
-    EXPECT_EQ(daemon_process::ask(911, &change, sizeof change).status, 0);
-    change.kind = KIVD_ROLE_CHANGE_RULE;
-    change.rule_num = 1;
-    kivd_perm_group_conf_entry_populate(&change.rule, KIVD_RULE_PERMIT, KIVD_COMMAND_CONFIG, "vsan",
-                                        1);
-    EXPECT_EQ(daemon_process::ask(911, &change, sizeof change).status, 0);
-    switch_root::write_file(kiv::roles::users_file, std::to_string(storage_user) + " storage\n");
-}
-
 response by_storage_user(const std::string &function, std::vector<module_process::argument> mode,
                          std::vector<module_process::argument> own = {})
 {
@@ -419,7 +374,7 @@ TEST_F(Module, AUserSeesAndChangesTheVirtualSansOfTheRoles)
         GTEST_SKIP() << "needs root, and bubblewrap";
     daemon_process::running daemon;
     daemon.serves();
-    write_role();
+    module_process::write_role(storage_user, {{"vsan", true}, {"interface", true}}, 10, 20);
     const test_module test;
     EXPECT_EQ(
         module_process::as_user(storage_user, [] { return run(test_service, "who_am_i"); }).output,
@@ -606,8 +561,6 @@ TEST_F(VsanModule, SetsAFileAsideThatItCannotUse)
         EXPECT_EQ(running_configuration(), row.left);
         EXPECT_TRUE(switch_root::read_file(kept) == row.file) << number;
     }
-    for (; number > 0; --number)
-        unlink((state_file + (".damaged." + std::to_string(number))).c_str());
 }
 
 TEST_F(VsanModule, WritesItsFileAnewWhereItIsNotThereOrNotWhole)

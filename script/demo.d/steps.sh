@@ -1,8 +1,8 @@
 # shellcheck shell=bash
 # shellcheck disable=SC2034,SC2154 # what the demo has set, and what it uses
 # What the demo's steps are made of. $demo is a folder for its files, removed at the end; $switch is
-# where the switch keeps its own, and $bin where the programs are.
-demo=$(mktemp -d "build/demo.XXXXXXXX")
+# where the switch keeps its own, $build whose programs it has, and $bin where they are.
+demo=$(mktemp -d "$build/demo.XXXXXXXX")
 output=$demo/output
 started=()   # in the background
 processes=() # the programs within them
@@ -25,7 +25,7 @@ run() { # expected status, command...
     local expected=$1 status=0
     shift
     echo_command "$@"
-    script/switch-root --state "$switch" "$@" >"$output" 2>&1 || status=$?
+    script/switch-root --build "$build" --state "$switch" "$@" >"$output" 2>&1 || status=$?
     sed -i 's/\r*$//; s/.*\r//' "$output" # as a terminal shows it
     sed "s|$demo/||g; s/^/    /; ${shown}q" "$output"
     [ "$(wc -l <"$output")" -le "$shown" ] || echo "    ..."
@@ -44,7 +44,7 @@ background() { # command...
     rm -f "$demo/pipe"
     mkfifo "$demo/pipe"
     # shellcheck disable=SC2016 # for the inner shell
-    script/switch-root --state "$switch" sh -c 'echo $$; exec "$@"' sh "$@" >"$demo/pipe" 2>&1 &
+    script/switch-root --build "$build" --state "$switch" sh -c 'echo $$; exec "$@"' sh "$@" >"$demo/pipe" 2>&1 &
     started+=($!)
     exec {said}<"$demo/pipe"
     read -r -t 10 process <&"$said" || fail "it does not start"

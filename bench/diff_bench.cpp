@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <random>
 #include <string>
@@ -159,7 +160,7 @@ public:
     const char *name() const { return name_.c_str(); }
 
 private:
-    std::string name_ = "/tmp/diff_bench.XXXXXX";
+    std::string name_ = std::filesystem::temp_directory_path() / "diff_bench.XXXXXX";
 };
 
 // Runs a program with its output thrown away, and returns its exit status; 127 where there is none.

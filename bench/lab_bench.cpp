@@ -253,8 +253,9 @@ public:
     }
 
     // The seconds from a line to the end of its answer.
-    double exchange(const std::string &line) const
+    double enter_to_prompt(const std::string &command) const
     {
+        const std::string line = command + "\n";
         const auto start = std::chrono::steady_clock::now();
         expect(write(lines_, line.data(), line.size()) == static_cast<ssize_t>(line.size()));
         char piece[4096];
@@ -316,51 +317,32 @@ double median_of(size_t count, const std::function<double()> &seconds)
     return rounds::median(std::move(times));
 }
 
-void enter_to_prompt(benchmark::State &state, const std::function<double()> &exchange,
-                     size_t output_size)
+template <class Shell>
+void enter_to_prompt(benchmark::State &state)
 {
+    if (!is_in_switch_root(state))
+        return;
     constexpr size_t count = 200;
+    const one_processor here;
+    lab running;
+    running.start_vsan_module();
+    const size_t output_size = make_vsan();
+    Shell open;
     bare_connection bare(request_of_command().size(),
                          sizeof(kiv::module::answer_head) + output_size);
+    const auto exchange = [&] { return open.enter_to_prompt(command); };
     const auto bare_exchange = [&] { return rounds::seconds_of([&] { bare.exchange(); }); };
     rounds::measure(state, {rounds::timed{"shell", [&] { return median_of(count, exchange); }},
                             {"bare", [&] { return median_of(count, bare_exchange); }}});
 }
 
-void at_terminal(benchmark::State &state)
-{
-    if (!is_in_switch_root(state))
-        return;
-    const one_processor here;
-    lab running;
-    running.start_vsan_module();
-    const size_t size = make_vsan();
-    terminal screen;
-    enter_to_prompt(
-        state, [&] { return screen.enter_to_prompt(command); }, size);
-}
-
-BENCHMARK(at_terminal)
+BENCHMARK(enter_to_prompt<terminal>)
     ->Name("lab/enter/terminal")
     ->Iterations(50)
     ->UseManualTime()
     ->Unit(benchmark::kMicrosecond);
 
-void over_pipes(benchmark::State &state)
-{
-    if (!is_in_switch_root(state))
-        return;
-    const one_processor here;
-    lab running;
-    running.start_vsan_module();
-    const size_t size = make_vsan();
-    const piped_shell open;
-    const std::string line = std::string(command) + "\n";
-    enter_to_prompt(
-        state, [&] { return open.exchange(line); }, size);
-}
-
-BENCHMARK(over_pipes)
+BENCHMARK(enter_to_prompt<piped_shell>)
     ->Name("lab/enter/pipes")
     ->Iterations(50)
     ->UseManualTime()

@@ -2,7 +2,6 @@
 // result.
 
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -62,19 +61,6 @@ std::vector<kiv_array_tree_node> merged(const contributions &trees)
     return std::move(result.nodes);
 }
 
-uint64_t sum_of_words(const std::vector<kiv_array_tree_node> &nodes)
-{
-    const auto *bytes = reinterpret_cast<const char *>(nodes.data());
-    const size_t size = nodes.size() * sizeof nodes[0];
-    uint64_t sum = 0;
-    for (size_t i = 0; i + sizeof sum <= size; i += sizeof sum) {
-        uint64_t word;
-        std::memcpy(&word, bytes + i, sizeof word);
-        sum += word;
-    }
-    return sum;
-}
-
 // Merges as many nodes as every other contender, all in trees of their own.
 rounds::contender merging(const std::string &name, size_t count, size_t size)
 {
@@ -105,9 +91,10 @@ void merge_beside_reading(benchmark::State &state)
     const contributions trees = contributions_of(count, size);
     const std::vector<kiv_array_tree_node> result = merged(trees);
     uint64_t sum = 0;
-    rounds::measure(state,
-                    {{"merge", [&] { benchmark::DoNotOptimize(merged(trees)); }},
-                     {"read_all", [&] { benchmark::DoNotOptimize(sum += sum_of_words(result)); }}});
+    rounds::measure(state, {{"merge", [&] { benchmark::DoNotOptimize(merged(trees)); }},
+                            {"read_all", [&] {
+                                 benchmark::DoNotOptimize(sum += trees::sum_of_words(result));
+                             }}});
 }
 
 BENCHMARK(merge_beside_reading)

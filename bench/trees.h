@@ -2,7 +2,9 @@
 #ifndef KIV_BENCH_TREES_H
 #define KIV_BENCH_TREES_H
 
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <vector>
 
 #include <kiv/common.h>
@@ -10,6 +12,20 @@
 namespace trees {
 
 using tree = std::vector<kiv_array_tree_node>;
+
+// Reads all of a tree, and does nothing else.
+inline uint64_t sum_of_words(const tree &nodes)
+{
+    const auto *bytes = reinterpret_cast<const char *>(nodes.data());
+    const size_t size = nodes.size() * sizeof nodes[0];
+    uint64_t sum = 0;
+    for (size_t i = 0; i + sizeof sum <= size; i += sizeof sum) {
+        uint64_t word;
+        std::memcpy(&word, bytes + i, sizeof word);
+        sum += word;
+    }
+    return sum;
+}
 
 template <size_t Size, typename... Values>
 void print(char (&field)[Size], const char *format, Values... values)

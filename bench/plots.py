@@ -4,7 +4,7 @@ import os
 import shutil
 import subprocess
 
-import report
+from figures import number, wanted, with_unit
 
 OURS, OTHERS, BESIDE, LIMIT = "#2b6cb0", "#b7791f", "#c3c9d1", "#c53030"
 ROW_HEIGHT = 34  # pixels
@@ -59,11 +59,11 @@ def limit(outcome):
 
 def label(outcome):
     row = outcome.row
-    figure = report.with_unit(outcome.ours, row.unit)
+    figure = with_unit(outcome.ours, row.unit)
     if row.beside is None:
-        return f"{figure}, {report.wanted(row)}"
-    ratio = report.number(outcome.ratio)
-    return ", ".join(filter(None, (ratio, report.wanted(row)))) + (f"   {figure}" if figure else "")
+        return f"{figure}, {wanted(row)}"
+    ratio = number(outcome.ratio)
+    return ", ".join(filter(None, (ratio, wanted(row)))) + (f"   {figure}" if figure else "")
 
 
 def quoted(text):
@@ -107,7 +107,7 @@ def bar_of_row(outcome, place, first):
 def beside_text(outcome):
     if outcome.row.beside is None:
         return "\\nof its limit"
-    return "\\nbeside " + report.with_unit(outcome.beside, outcome.row.unit)
+    return "\\nbeside " + with_unit(outcome.beside, outcome.row.unit)
 
 
 def script(group, outcomes, file):

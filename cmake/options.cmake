@@ -41,6 +41,9 @@ if(KIV_FUZZ)
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
+# Tests are most of a build, and need not be fast.
+set(KIV_TEST_OPTIONS -O0 -g1 -U_FORTIFY_SOURCE)
+
 # A shared library whose exported set is exactly what its version script names.
 function(kiv_exports target version_script)
   target_link_options(${target} PRIVATE

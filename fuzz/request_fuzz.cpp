@@ -3,23 +3,18 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "lab/module/request.h"
+#include "require.h"
 
 namespace {
 
+using fuzz::require;
 using kiv::module::argument;
 using kiv::module::argument_head;
-
-void require(bool holds)
-{
-    if (!holds)
-        std::abort();
-}
 
 // The value of the head that stands in front of it in the payload.
 argument argument_of(const param_arg &entry)

@@ -2,7 +2,6 @@
 // configuration file. What is understood has a canonical form that is understood as the same.
 
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
@@ -11,16 +10,25 @@
 #include "lab/kiv/handlers.h"
 #include "lab/kiv/modes.h"
 #include "lab/kiv/parser.h"
+#include "require.h"
 #include "tests/small_tree.h"
 
 namespace {
 
 using namespace kiv_shell;
 
-void require(bool holds)
+using fuzz::require;
+
+// Calls `use` with every line that is a command.
+template <typename Use>
+void for_each_command(std::string_view text, Use use)
 {
-    if (!holds)
-        std::abort();
+    for (size_t start = 0; start < text.size();) {
+        const std::string_view line = text.substr(start, text.find('\n', start) - start);
+        if (!is_blank_or_comment(line))
+            use(line);
+        start += line.size() + 1;
+    }
 }
 
 void check_line(const tree_view &tree, node_index mode, std::string_view line)
@@ -85,12 +93,8 @@ bool apply(const tree_view &tree, node_index mode, std::string_view text, config
 {
     mode_stack modes({{root_node, {}}, {mode, {}}});
     bool done = true;
-    for (size_t start = 0; start < text.size();) {
-        const std::string_view line = text.substr(start, text.find('\n', start) - start);
-        if (!is_blank_or_comment(line))
-            done = apply_line(tree, modes, line, to) && done;
-        start += line.size() + 1;
-    }
+    for_each_command(
+        text, [&](std::string_view line) { done = apply_line(tree, modes, line, to) && done; });
     return done;
 }
 
@@ -113,15 +117,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     static const testing::small_tree small;
     const auto &[nodes, tree, config] = small;
     const std::string_view text(reinterpret_cast<const char *>(data), size);
-    for (size_t start = 0; start < text.size();) {
-        const std::string_view line = text.substr(start, text.find('\n', start) - start);
-        if (!is_blank_or_comment(line)) {
-            check_line(tree, root_node, line);
-            check_line(tree, config, line);
-        }
+    for_each_command(text, [&](std::string_view line) {
+        check_line(tree, root_node, line);
+        check_line(tree, config, line);
         check_argument_types(line);
-        start += line.size() + 1;
-    }
+    });
     check_configuration(tree, config, text);
     check_text_to_apply(tree, config, text);
     return 0;

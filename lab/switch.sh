@@ -23,7 +23,8 @@ exec {news}<>"$pipe"
 rm "$pipe"
 
 # Runs a program and tells that it has ended; passes SIGTERM on to it, whenever that comes. What is
-# stopped or does not hear it is killed: it would keep everything else from ending.
+# stopped or does not hear it is killed: it would keep everything else from ending. No alarm is
+# left behind: none is set once the program has ended, and SIGKILL is heard before it has begun.
 # shellcheck disable=SC2016 # for the inner shell
 keeper='asked= program= alarm=
 end() {
@@ -41,7 +42,8 @@ while kill -0 $program; do
     wait -n $program $alarm
     [ -z "$alarm" ] || kill -0 $alarm || kill -KILL $program
 done
-[ -z "$alarm" ] || kill $alarm
+program=
+[ -z "$alarm" ] || kill -KILL $alarm
 echo "lab: $1 has ended" >&3'
 started=()
 start() { # program, argument...

@@ -65,6 +65,20 @@ inline void write_tree(const std::string &name, const trees::tree &nodes)
         std::string(reinterpret_cast<const char *>(nodes.data()), nodes.size() * sizeof nodes[0]));
 }
 
+// The keywords, each a command of this function.
+inline void write_commands(const std::string &name, const std::vector<std::string> &keywords,
+                           const std::string &function)
+{
+    trees::tree nodes = trees::of_nodes(keywords.size() + 1);
+    for (size_t i = 1; i < nodes.size(); ++i) {
+        trees::add_child(nodes, 0, static_cast<uint16_t>(i));
+        trees::put(nodes[i].token, keywords[i - 1]);
+        trees::put(nodes[i].func_id, function);
+        nodes[i].action = KIV_ACTION_TERMINAL;
+    }
+    write_tree(name, nodes);
+}
+
 // Whether root can be another user for a while, who then reaches the files of the switch root:
 // those that proot shows stand in a folder of its owner only.
 inline bool is_other_user_possible()
@@ -98,10 +112,8 @@ public:
         if (pipe2(ends, O_CLOEXEC) != 0)
             abort();
         log_ = kiv::support::unique_fd(ends[0]);
-        kiv::support::unique_fd other(ends[1]);
-        options.insert(options.begin(), {KIVD_PATH, "--foreground"});
-        std::vector<char *> argv;
-        argv.reserve(options.size() + 1);
+        const kiv::support::unique_fd other(ends[1]);
+        std::vector<char *> argv{program_.data(), foreground_.data()};
         for (std::string &option : options)
             argv.push_back(option.data());
         argv.push_back(nullptr);
@@ -160,6 +172,8 @@ public:
     }
 
 private:
+    std::string program_ = KIVD_PATH;
+    std::string foreground_ = "--foreground";
     pid_t pid_ = -1;
     int status_ = 0;
     kiv::support::unique_fd log_;

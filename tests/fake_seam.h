@@ -11,6 +11,7 @@
 #include <cstring>
 #include <deque>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -70,27 +71,14 @@ std::string words_of(const Record *record)
     return text + "}";
 }
 
-inline std::string list()
-{
-    return {};
-}
-
-template <typename First, typename... Rest>
-std::string list(const First &first, const Rest &...rest)
-{
-    std::string text;
-    if constexpr (std::is_arithmetic_v<First>)
-        text = std::to_string(first);
-    else
-        text = first;
-    return sizeof...(rest) == 0 ? text : text + ", " + list(rest...);
-}
-
 template <typename... Arguments>
 void record(const char *function, const std::string &payload, const Arguments &...arguments)
 {
-    calls.push_back(
-        {std::string(function) + "(" + list(arguments...) + ")", payload, messages_held});
+    std::ostringstream text;
+    const char *mark = "(";
+    text << function;
+    ((text << std::exchange(mark, ", ") << arguments), ...);
+    calls.push_back({text.str() + ")", payload, messages_held});
 }
 
 inline std::string bytes_of(const void *payload, uint32_t length)
@@ -107,17 +95,15 @@ inline std::string hex(uint64_t number)
 
 inline std::string quoted(const char *text)
 {
-    return text == nullptr ? "null" : '"' + std::string(text) + '"';
+    return '"' + std::string(text) + '"';
 }
 
 // A block of exactly this size, so that a sanitizer sees who reads behind it.
 inline void *exact_block(const std::string &payload)
 {
-    if (payload.empty())
-        return nullptr;
-    void *block = std::malloc(payload.size());
-    std::memcpy(block, payload.data(), payload.size());
-    return block;
+    return payload.empty()
+               ? nullptr
+               : std::memcpy(std::malloc(payload.size()), payload.data(), payload.size());
 }
 
 inline int respond(void **response, uint32_t *length)

@@ -33,17 +33,13 @@ struct argument_values {
         fill(uri.password, "never shown");
         fill(uri.server, "sup-1");
         fill(uri.path, "/images/a.bin");
-        fill(labelled_string, "50% of a line, \"as it is\" %s");
-        fill(dns_name, "switch.example.com");
-        fill(user_at_host, "admin@switch");
-        fill(inet_name, "fe80::1");
     }
 
     char none = 0;
-    char labelled_string[64];
-    char dns_name[32];
-    char user_at_host[32];
-    char inet_name[32];
+    char labelled_string[64] = "50% of a line, \"as it is\" %s";
+    char dns_name[32] = "switch.example.com";
+    char user_at_host[32] = "admin@switch";
+    char inet_name[32] = "fe80::1";
     uri_info uri{};
     std::array<uint8_t, 4> ip_bytes{192, 0, 2, 255};
     uint32_t ip = std::bit_cast<uint32_t>(ip_bytes);
@@ -88,10 +84,6 @@ public:
     pinfo &record()
     {
         return record_;
-    }
-    argument_values &values()
-    {
-        return values_;
     }
 
 private:

@@ -17,7 +17,6 @@ using kiv::grammar::compile;
 using kiv::grammar::diagnostic;
 using kiv::grammar::result;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 using namespace std::string_literals;
 using namespace std::string_view_literals;
@@ -142,9 +141,7 @@ TEST(Grammar, StoresEveryPropertyInItsField)
         {"run f", 208, "6600"},
         {"run f", 332, "00000004"},
         {"handler f", 332, "00000000"},
-        {"terminal", 332, "00000004"},
         {"action 0x10\n  submode p\n  run f", 332, "0000001c"},
-        {"terminal\n  submode \"p\" \"h\"", 192, "7000"},
         {"terminal\n  submode \"p\" \"h\"", 160, "6800"},
         {"module m", 256, "6d00"},
         {"generator g", 280, "6700"},
@@ -156,9 +153,7 @@ TEST(Grammar, StoresEveryPropertyInItsField)
         {"internal-function 65535", 560, "ffff"},
         {"priority 258", 564, "0102"},
         {"interfaces 0x0102030405060708", 984, "0102030405060708"},
-        {"terminal", 344, repeated("ff", 16)},
         {"roles none", 344, repeated("00", 16)},
-        {"roles network-admin", 344, "01" + repeated("00", 15)},
         {"roles network-operator svc-admin svc-operator", 344, "0e" + repeated("00", 15)},
         {"roles 127 6-9", 344, "c003" + repeated("00", 13) + "80"},
         {"roles 0-127", 344, repeated("ff", 16)},
@@ -181,20 +176,17 @@ TEST(Grammar, StoresEveryTypeWithItsBounds)
         {"int -2147483648..0x7fffffff", "40100001", "800000007fffffff00000000"},
         {"int subtype 7", "40100001", "000000000000000000000007"},
         {"int-range 1..2", "40100002", "000000010000000200000000"},
-        {"int-multi-range 3..3", "40100008", "000000030000000300000000"},
         {"hex", "40100004", "00000000ffffffff00000000"},
         {"hex 10..0xff", "40100004", "00000010000000ff00000000"},
         {"hex-range 0..ffffffff", "40100010", "00000000ffffffff00000000"},
         {"hex-multi-range subtype 0x9", "40100080", "000000000000000000000009"},
         {"vsan", "40400001", "0000000100000ffd00000000"},
-        {"vsan-range 5..10", "40400002", "000000050000000a00000000"},
         {"vsan-multi-range subtype 4294967295", "40400004", "0000000000000000ffffffff"},
         {"string 32", "00000001", "000000200000000000000000"},
         {"line", "00000002", "000000000000000000000000"},
         {"uri", "00000004", "ffffffff0000000000000000"},
         {"uri 0x5", "00000004", "000000050000000000000000"},
         {"interface", "40200001", "000000000000000000000000", "ffffffffffffffff"},
-        {"interface 0x1", "40200001", "000000000000000000000000", "0000000000000001"},
         {"interface-range 0x8000000000000000", "40200002", "000000000000000000000000",
          "8000000000000000"},
         {"fc-id", "40600001", "000000000000000000000000"},
@@ -205,56 +197,32 @@ TEST(Grammar, StoresEveryTypeWithItsBounds)
         EXPECT_EQ(bytes_at(node, 364, 8), each.type_mask) << each.operands;
         EXPECT_EQ(bytes_at(node, 436, 12), each.bounds) << each.operands;
         EXPECT_EQ(bytes_at(node, 372, 2), "6800") << each.operands << ": help";
+        EXPECT_EQ(bytes_at(node, 562, 2), "0001") << each.operands << ": count";
     }
+    const auto two = with_argument("string \"32\"\n  or mac \"address\"");
+    EXPECT_STREQ(two.parameters[0].help, "32") << "no bound";
+    EXPECT_EQ(bytes_at(two, 460, 4), "40300001");
+    EXPECT_STREQ(two.parameters[1].help, "address");
+    EXPECT_EQ(bytes_at(two, 562, 2), "0002");
 }
 
-TEST(Grammar, CountsTheParametersOfANode)
+TEST(Grammar, GivesModuleAndMessageTypeToTheNodesFromThereOn)
 {
-    EXPECT_EQ(bytes_at(with_property("terminal"), 562, 2), "0000");
-    EXPECT_EQ(bytes_at(with_argument("line"), 562, 2), "0001");
-    const auto node = with_argument("int 1..2\n  or mac \"address\"");
-    EXPECT_EQ(bytes_at(node, 562, 2), "0002");
-    EXPECT_EQ(bytes_at(node, 460, 4), "40300001");
-    EXPECT_STREQ(node.parameters[1].help, "address");
-    EXPECT_STREQ(with_argument("string \"32\"").parameters[0].help, "32") << "no bound";
-}
-
-TEST(Grammar, GivesTheModuleToTheNodesFromThereOn)
-{
-    const auto nodes = nodes_of("keyword a\n  terminal\n"
-                                "module laboratory\n"
-                                "keyword b\n  module own\n  terminal\n"
-                                "keyword c\n  keyword d\n    terminal\n"
-                                "module \"\"\n"
-                                "keyword e\n  terminal\n");
-    const char *modules[] = {"", "", "own", "laboratory", "laboratory", ""};
-    for (size_t i = 0; i < nodes.size(); ++i)
-        EXPECT_STREQ(nodes[i].module_id, modules[i]) << i;
-    EXPECT_EQ(bytes_at(nodes[2], 256, 24), "6f776e" + repeated("00", 21)) << "no rest of the other";
-}
-
-TEST(Grammar, GivesTheMessageTypeToTheServedNodesFromThereOn)
-{
-    const auto nodes = nodes_of("keyword a\n  run f\n"
-                                "message-type 610\n"
-                                "keyword b\n  run f\n"
+    const auto nodes = nodes_of("module laboratory\nroot\n  priority 3\n"
+                                "module \"\"\nkeyword a\n  run f\n"
+                                "module laboratory\nmessage-type 610\n"
+                                "keyword b\n  module own\n  run f\n"
                                 "keyword c\n  message-type 0\n  run f\n"
                                 "keyword d\n  generator g\n  terminal\n"
-                                "keyword e\n  terminal\n"
-                                "message-type 611\n"
-                                "keyword f\n  handler f\n  terminal\n");
-    const unsigned types[] = {0, 0, 610, 0, 610, 0, 611};
-    for (size_t i = 0; i < nodes.size(); ++i)
+                                "keyword e\n  terminal\n");
+    const char *modules[] = {"laboratory", "", "own", "laboratory", "laboratory", "laboratory"};
+    const unsigned types[] = {0, 0, 610, 0, 610, 0};
+    for (size_t i = 0; i < nodes.size(); ++i) {
+        EXPECT_STREQ(nodes[i].module_id, modules[i]) << i;
         EXPECT_EQ(unsigned{nodes[i].cmi_msg_type}, types[i]) << i;
-}
-
-TEST(Grammar, GivesThePropertiesBelowRootToTheRoot)
-{
-    const auto root =
-        nodes_of("module lab\nroot\n  priority 3\n  submode \"switch\"\n" + leaves(1))[0];
-    EXPECT_STREQ(root.submode_prompt, "switch");
-    EXPECT_STREQ(root.module_id, "lab");
-    EXPECT_EQ(bytes_at(root, 564, 2), "0003");
+    }
+    EXPECT_EQ(bytes_at(nodes[0], 564, 2), "0003");
+    EXPECT_EQ(bytes_at(nodes[2], 256, 24), "6f776e" + repeated("00", 21)) << "no rest of the other";
 }
 
 TEST(Grammar, ReadsLinesHoweverTheyAreWritten)
@@ -282,11 +250,10 @@ struct mistake {
 void expect_reported(const mistake &each)
 {
     const result compiled = compile(each.grammar);
-    const std::string start = each.grammar.substr(0, 200);
-    EXPECT_THAT(compiled.nodes, IsEmpty()) << start;
-    ASSERT_EQ(compiled.errors.size(), 1U) << start << '\n' << report(compiled);
-    EXPECT_EQ(compiled.errors[0].line, each.line) << start;
-    EXPECT_THAT(compiled.errors[0].text, HasSubstr(each.text)) << start;
+    EXPECT_TRUE(compiled.nodes.empty()) << each.text;
+    ASSERT_EQ(compiled.errors.size(), 1U) << each.text << '\n' << report(compiled);
+    EXPECT_EQ(compiled.errors[0].line, each.line) << each.text;
+    EXPECT_THAT(compiled.errors[0].text, HasSubstr(each.text));
 }
 
 // The file holds grammars, each with its report: lines that begin with "=> ".
@@ -315,14 +282,10 @@ TEST(Grammar, ReportsBytesThatAreNoText)
 {
     const mistake cases[] = {
         {"", 1, "expected a keyword or an argument, found none"},
-        {"keyword a\n\tterminal\n", 2, "found a tab"},
         {"keyword a\n  \tterminal\n", 2, "found a tab"},
         {"keyword a \"tab\t\"\n", 1, "found a tab"},
         {"keyword a\0b\n"s, 1, "found the control character \"\\x00\""},
-        {"keyword a\r \n", 1, "found the control character \"\\x0d\""},
         {"keyword a\xC2\x9B\n", 1, "found the control character \"\\xc2\\x9b\""},
-        {"keyword a\xC3\n", 1, "expected UTF-8 text, found the byte \"\\xc3\""},
-        {"keyword \xED\xA0\x80\n", 1, "expected UTF-8 text, found the byte \"\\xed\""},
         {"keyword \xF4\x90\x80\x80\n", 1, "expected UTF-8 text, found the byte \"\\xf4\""},
         {"roles" + repeated(" 1", 256), 1, "expected at most 256 words"},
         {"keyword " + repeated("\xC3\xBC", 30), 1,
@@ -358,24 +321,6 @@ TEST(Grammar, KeepsTextsToTheirFields)
         const std::string text = "of at most " + std::to_string(each.most) + " bytes, found \"xxx";
         EXPECT_THAT(report(refused), HasSubstr(text)) << each.before;
     }
-    EXPECT_THAT(report(compile("module " + std::string(24, 'x') + '\n' + leaves(1))),
-                HasSubstr("1: expected ID of at most 23 bytes"));
-    EXPECT_THAT(report(compile("keyword k\n  link " + std::string(64, 'x'))),
-                HasSubstr("2: expected NAME of at most 63 bytes"));
-}
-
-TEST(Grammar, KeepsTheLimitsOfATree)
-{
-    expect_reported({leaves(400), 385, "expected at most 192 children of a node, found one more"});
-    EXPECT_EQ(nodes_of(chain(30)).size(), 31U);
-    expect_reported({chain(31), 31, "expected at most 31 levels with the root, found one more"});
-    EXPECT_EQ(
-        nodes_of(chain(29) + std::string(58, ' ') + "name n\n" + std::string(58, ' ') + "link n\n")
-            .size(),
-        30U);
-    expect_reported(
-        {chain(30) + std::string(60, ' ') + "name n\n" + std::string(60, ' ') + "link n\n", 33,
-         "31 levels"});
 }
 
 // So many keywords, on three levels.
@@ -383,29 +328,39 @@ std::string keywords(size_t count)
 {
     std::string grammar;
     for (size_t i = 0; i < count; ++i) {
-        const size_t level = i % 1600 == 0 ? 0 : i % 40 < 2 ? 1 : 2;
-        const std::string indentation(2 * level, ' ');
+        const std::string indentation(i % 1600 == 0 ? 0 : i % 40 < 2 ? 2 : 4, ' ');
         grammar += indentation + "keyword k" + std::to_string(i) + '\n';
         grammar += indentation + "  terminal\n";
     }
     return grammar;
 }
 
-TEST(Grammar, TakesAsManyNodesAsAnIndexCanName)
+TEST(Grammar, KeepsTheLimitsOfATree)
 {
+    const auto with_link = [](size_t levels) {
+        const std::string indentation(2 * levels, ' ');
+        return chain(levels) + indentation + "name n\n" + indentation + "link n\n";
+    };
+    EXPECT_EQ(nodes_of(chain(30)).size(), 31U);
+    EXPECT_EQ(nodes_of(with_link(29)).size(), 30U);
     EXPECT_EQ(nodes_of(keywords(65535)).size(), 65536U);
-    expect_reported({keywords(65600) + "nonsense\n", 2 * 65535 + 1,
-                     "expected at most 65536 nodes with the root, found one more"});
+    const mistake cases[] = {
+        {leaves(400), 385, "expected at most 192 children of a node, found one more"},
+        {chain(31), 31, "expected at most 31 levels with the root, found one more"},
+        {with_link(30), 33, "31 levels"},
+        {keywords(65600) + "nonsense\n", 2 * 65535 + 1,
+         "expected at most 65536 nodes with the root, found one more"},
+    };
+    for (const mistake &each : cases)
+        expect_reported(each);
 }
 
 TEST(Grammar, ShowsTheFirstTwentyErrors)
 {
-    const result twenty = compile(repeated("x\n", 20));
-    EXPECT_EQ(twenty.errors.size(), 20U);
+    EXPECT_EQ(compile(repeated("x\n", 20)).errors.size(), 20U);
     const result more = compile("keyword a\n" + repeated("x\n", 100));
     ASSERT_EQ(more.errors.size(), 21U);
     EXPECT_EQ(more.errors[0].line, 1U) << "found last";
-    EXPECT_EQ(more.errors[19].line, 20U);
     EXPECT_EQ(more.errors[20].line, 21U);
     EXPECT_EQ(more.errors[20].text, "further errors are not shown");
 }

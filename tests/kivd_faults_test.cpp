@@ -10,14 +10,15 @@
 
 #include <gmock/gmock.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
-#include <sys/un.h>
+#include <sys/wait.h>
 
 #include <kiv/kiv_process_api.h>
 #include <kiv/kivd_lib.h>
 #include <kiv/platform/syserr.h>
 
 #include "daemon_process.h"
+#include "temporary_directory.h"
+#include "transport_peer.h"
 
 namespace {
 
@@ -26,47 +27,33 @@ using daemon_process::ask;
 using daemon_process::living;
 using daemon_process::running;
 using daemon_process::status;
-using daemon_process::write_tree;
-using kiv::support::unique_fd;
+using daemon_process::write_commands;
 using testing::EndsWith;
 using testing::HasSubstr;
+using transport_peer::process;
 
 constexpr uint64_t address = OVRA_ADDRESS(OVRA_NODE_LOCAL, 37);
 
 using KivdFaults = daemon_process::test;
 
-// A connection that speaks for itself.
-unique_fd connect_to_daemon()
-{
-    unique_fd connection(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
-    sockaddr_un name{};
-    name.sun_family = AF_UNIX;
-    std::strcpy(name.sun_path, "/run/kiv/FE000000-37");
-    if (connect(connection.get(), reinterpret_cast<const sockaddr *>(&name), sizeof name) != 0)
-        connection.close();
-    return connection;
-}
-
 // Asks for long answers and reads none of them: it is cut off again and again, and connects anew.
 int never_read()
 {
     const int queue = ovra_open(OVRA_ADDRESS_NONE, 0);
-    ovra_message sent;
     constexpr int enough = 20'000;
-    for (int i = 0; i < enough; ++i) {
-        if (ovra_send(queue, address, 938, nullptr, 0, &sent, 0, nullptr) != 0)
-            return errno;
-    }
-    return 0;
+    uint32_t token = 0;
+    int error = 0;
+    for (int i = 0; i < enough && error == 0; ++i)
+        error = transport_peer::send(queue, address, 938, "", &token);
+    return error;
 }
 
 // Nonsense as fast as it goes, for as long as the process lives.
-[[noreturn]] void flood()
+int flood(process &)
 {
     const int queue = ovra_open(OVRA_ADDRESS_NONE, 0);
-    const std::string nonsense(100, 'x');
     for (uint32_t opcode = 0;; ++opcode)
-        ovra_send(queue, address, opcode % 1000, nonsense.data(), 100, nullptr, 0, nullptr);
+        transport_peer::send(queue, address, opcode % 1000, std::string(100, 'x'));
 }
 
 class descriptor_limit {
@@ -93,24 +80,20 @@ TEST_F(KivdFaults, ServesTheOthersWhateverSomeClientsDo)
         daemon = std::make_unique<running>();
     }
     daemon->serves();
-    std::vector<unique_fd> silent;
-    for (int i = 0; i < 300; ++i) {
-        silent.push_back(connect_to_daemon());
+    std::vector<transport_peer::socket_end> silent;
+    for (size_t i = 0; i < 300; ++i) {
+        silent.push_back(transport_peer::connect(37));
         ASSERT_TRUE(silent.back()) << i;
+        if (i < 10)
+            transport_peer::send(silent[i], std::string(i * 4, 'x'));
     }
-    const std::string frame(40, 'x');
-    for (size_t i = 0; i < 10; ++i)
-        send(silent[i].get(), frame.data(), i * 4, MSG_NOSIGNAL);
-    const pid_t flooding = fork();
-    if (flooding == 0)
-        flood();
+    process flooding(flood);
     const living deaf(never_read);
     EXPECT_EQ(deaf.result(), 0);
     for (int i = 0; i < 500; ++i)
         ASSERT_EQ(ask(938).status, 0) << i;
     EXPECT_EQ(kivd_switchname_set(0, "edge"), 0);
-    kill(flooding, SIGKILL);
-    waitpid(flooding, nullptr, 0);
+    flooding.kill();
     EXPECT_GT(status().bad_messages, 20U);
     daemon->wait_for("more bad messages");
 }
@@ -137,14 +120,10 @@ TEST_F(KivdFaults, MergesOnceWhenManyEndAtOnce)
         GTEST_SKIP() << "a traced process is not stopped at once";
     running daemon;
     daemon.serves();
-    trees::tree nodes = trees::of_nodes(2);
-    trees::add_child(nodes, 0, 1);
-    nodes[1].action = KIV_ACTION_TERMINAL;
     std::vector<std::unique_ptr<living>> modules;
     for (int i = 0; i < 30; ++i) {
         const std::string name = "m" + std::to_string(i);
-        name.copy(nodes[1].token, sizeof nodes[1].token - 1);
-        write_tree(name, nodes);
+        write_commands(name, {name}, "");
         modules.push_back(
             std::make_unique<living>([&] { return kiv_register_parse_tree(0, name.c_str()); }));
         ASSERT_EQ(modules.back()->result(), 0);
@@ -184,30 +163,23 @@ TEST_F(KivdFaults, WritesThroughNoLinkInTheFolderOfTheTrees)
 
 TEST_F(KivdFaults, TellsAsMuchOfAReportAsAMessageHolds)
 {
-    running daemon;
+    const kiv_tests::temporary_directory state;
+    running daemon({"--state", state.path()});
     daemon.serves();
-    constexpr size_t keywords = 8;
-    const auto write_keywords = [&](const std::string &name) {
-        trees::tree nodes = trees::of_nodes(keywords + 1);
-        for (uint16_t i = 1; i <= keywords; ++i) {
-            trees::add_child(nodes, 0, i);
-            std::string(30, static_cast<char>('a' + i)).copy(nodes[i].token, 30);
-            ("run_" + name).copy(nodes[i].func_id, sizeof nodes[i].func_id - 1);
-            nodes[i].action = KIV_ACTION_TERMINAL;
-        }
-        write_tree(name, nodes);
-        return kiv_register_parse_tree(0, name.c_str());
-    };
-    for (int i = 0; i < 300; ++i)
-        ASSERT_EQ(write_keywords("a-rather-long-name-" + std::to_string(i)), 0);
+    std::vector<std::string> keywords;
+    for (const char letter : {'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h'})
+        keywords.emplace_back(30, letter);
+    for (int i = 0; i < 300; ++i) {
+        const std::string name = "a-rather-long-name-" + std::to_string(i);
+        write_commands(name, keywords, "run_" + name);
+        ASSERT_EQ(kiv_register_parse_tree(0, name.c_str()), 0);
+    }
     // The daemon writes as many lines to its log.
-    const pid_t merging = fork();
-    if (merging == 0)
-        _exit(static_cast<uint32_t>(kivd_generate_main_tree(0)) == KIV_ERROR_TREE_UNUSABLE ? 0 : 1);
+    process merging([](process &) {
+        return static_cast<uint32_t>(kivd_generate_main_tree(0)) == KIV_ERROR_TREE_UNUSABLE ? 0 : 1;
+    });
     daemon.wait_for("nodes of 2 trees");
-    int ended = 0;
-    waitpid(merging, &ended, 0);
-    EXPECT_EQ(ended, 0);
+    EXPECT_EQ(merging.end(), 0);
     const answer report = ask(kivd::message_merge_report);
     EXPECT_EQ(report.status, 0);
     EXPECT_GT(report.size, OVRA_MAX_PAYLOAD / 2);

@@ -1,7 +1,10 @@
-// Contributed trees made into one: random trees against a simple model of what the result has to
-// hold, and each reason to leave a tree out.
+// Contributed trees made into one: a tree that was taken apart at random comes back, and each
+// reason to leave a tree out.
 
 #include <algorithm>
+#include <bitset>
+#include <cstring>
+#include <numeric>
 #include <random>
 #include <set>
 #include <string>
@@ -11,15 +14,17 @@
 
 #include <kiv/extras.h>
 
+#include "grammar/compile.h"
 #include "lab/merge/merge.h"
-#include "merge_trees.h"
+#include "trees.h"
 
 using kiv::merge::conflict;
 using kiv::merge::contribution;
 using kiv::merge::result;
 using testing::HasSubstr;
 using testing::StartsWith;
-using namespace merge_trees;
+using trees::put;
+using trees::tree;
 
 namespace {
 
@@ -32,6 +37,21 @@ result merged(const std::vector<tree> &trees)
     return kiv::merge::merge(views);
 }
 
+tree compiled(std::string_view grammar)
+{
+    const kiv::grammar::result of = kiv::grammar::compile(grammar);
+    EXPECT_TRUE(of.errors.empty()) << of.errors[0].text << '\n' << grammar;
+    return of.nodes;
+}
+
+std::string key_of(const kiv_array_tree_node &node)
+{
+    std::string key = node.token;
+    for (size_t i = 0; i < node.parameter_count; ++i)
+        key += "<" + std::to_string(uint32_t{node.parameters[i].maximum}) + ">";
+    return key;
+}
+
 std::string bytes_of(const tree &nodes)
 {
     return {reinterpret_cast<const char *>(nodes.data()), nodes.size() * sizeof nodes[0]};
@@ -42,117 +62,184 @@ bool is_sound(const tree &nodes)
     return kiv_tree_check(nodes.data(), nodes.size() * sizeof nodes[0], nullptr) == 0;
 }
 
-std::vector<tree> random_trees(random_source &random, size_t nodes_of_mistake)
+bool is_link(const kiv_array_tree_node &node, size_t position)
 {
-    std::vector<tree> made(2 + below(random, 5));
-    for (tree &each : made)
-        each = tree_maker(random, nodes_of_mistake).make();
-    return made;
+    return (node.childlist_mask[position / 8] >> position % 8 & 1) != 0;
 }
 
-std::vector<std::string> keys_of(const tree &nodes)
+// The children of a node, in any order, by what they are called and do.
+std::multiset<std::string> children_of(const tree &nodes, const kiv_array_tree_node &node)
 {
-    std::vector<std::string> keys(nodes.size());
-    std::ranges::transform(nodes, keys.begin(), key_of);
-    return keys;
+    std::multiset<std::string> children;
+    for (size_t i = 0; i < node.child_count; ++i) {
+        const kiv_array_tree_node &child = nodes[node.children[i]];
+        children.insert((is_link(node, i) ? "-> " : "") + key_of(child) + ' ' + child.func_id);
+    }
+    return children;
 }
 
-std::set<size_t> left_out(const result &of)
+// What a tree says, wherever its nodes are.
+std::multiset<std::string> content_of(const tree &nodes)
 {
-    std::set<size_t> trees;
-    for (const conflict &each : of.conflicts)
-        trees.insert(each.tree);
-    return trees;
+    std::multiset<std::string> content;
+    for (const kiv_array_tree_node &node : nodes) {
+        const size_t size = offsetof(kiv_array_tree_node, children);
+        std::string text(reinterpret_cast<const char *>(&node), size);
+        for (const std::string &child : children_of(nodes, node))
+            text += child + '\n';
+        content.insert(text);
+    }
+    return content;
 }
 
-TEST(Merge, HoldsWhatTheAcceptedTreesSayAndNothingElse)
+// With words that differ in case only, modes, arguments beside each other, and links.
+constexpr std::string_view whole_grammar =
+    "keyword configure\n  name configure\n  run configure\n  submode \"c\"\n"
+    "  keyword vsan\n    name vsan\n    argument vsan\n      run vsan\n      submode \"v\"\n"
+    "      keyword name\n        argument string\n          run name\n"
+    "      keyword no\n        keyword name\n          run no_name\n"
+    "      link vsan\n      link end\n"
+    "  keyword VSAN\n    run upper\n    keyword x\n      generator x\n      run x\n"
+    "  link show\n"
+    "keyword show\n  name show\n  keyword b\n    run b\n  keyword B\n    link configure\n"
+    "  keyword a\n    run show_all\n"
+    "    argument vsan\n      run show_vsan\n    argument string\n      run show_named\n"
+    "keyword end\n  name end\n  priority 7\n  run end\n";
+
+// What a part of a tree has of each node.
+struct share {
+    bool present = false;
+    bool command = false;
+    std::bitset<8> roles;
+    std::bitset<KIV_NODE_MAX_CHILDREN> children; // by their position
+};
+using selection = std::vector<share>;
+
+// With the owner of each node; of the arguments of a node all or none.
+selection random_selection(const tree &nodes, std::mt19937 &random)
 {
-    random_source random(1);
-    size_t accepted = 0;
-    size_t refused = 0;
-    for (int round = 0; round < 700; ++round) {
-        const std::vector<tree> trees = random_trees(random, 60);
-        const result result = merged(trees);
-        model expected;
-        expected.handlers["/"] = "";
-        const std::set<size_t> out = left_out(result);
-        for (size_t i = 0; i < trees.size(); ++i) {
-            ASSERT_TRUE(is_sound(trees[i]));
-            modeller said(trees[i]);
-            const bool fits =
-                said.has_one_place_for_each() && add_model(expected, std::move(said).made());
-            ASSERT_EQ(fits, !out.contains(i)) << "round " << round << ", tree " << i;
-            ++(fits ? accepted : refused);
+    selection chosen(nodes.size());
+    chosen[0].present = true;
+    for (size_t node = 0; node < nodes.size(); ++node) {
+        chosen[node].command = chosen[node].present && random() % 2 == 0;
+        chosen[node].roles = chosen[node].present ? random() % 256 : 0;
+        const bool arguments = random() % 2 == 0;
+        for (size_t i = 0; chosen[node].present && i < nodes[node].child_count; ++i) {
+            const uint16_t child = nodes[node].children[i];
+            const bool wanted = nodes[child].parameter_count != 0 ? arguments : random() % 4 != 0;
+            chosen[node].children[i] = wanted;
+            chosen[child].present |= wanted && !is_link(nodes[node], i);
         }
-        ASSERT_TRUE(is_sound(result.nodes));
-        modeller said(result.nodes);
-        ASSERT_TRUE(said.has_one_place_for_each());
-        ASSERT_EQ(std::move(said).made(), expected) << "round " << round;
     }
-    EXPECT_GT(accepted, 500U);
-    EXPECT_GT(refused, 500U);
+    for (size_t node = 0; node < nodes.size(); ++node) {
+        for (size_t i = 0; i < nodes[node].child_count; ++i) {
+            if (!chosen[nodes[node].children[i]].present)
+                chosen[node].children.reset(i); // a link to nowhere
+        }
+    }
+    return chosen;
 }
 
-TEST(Merge, IsTheSameInAnyOrderAndHoweverOften)
+void add_selection(selection &to, const selection &added)
 {
-    random_source random(2);
-    size_t without_conflicts = 0;
-    for (int round = 0; round < 700; ++round) {
-        std::vector<tree> trees = random_trees(random, 0);
-        const result first = merged(trees);
-        ASSERT_EQ(bytes_of(merged({first.nodes}).nodes), bytes_of(first.nodes));
-        if (!first.conflicts.empty())
-            continue;
-        ++without_conflicts;
-        for (const tree &each : trees)
-            ASSERT_EQ(bytes_of(merged({first.nodes, each}).nodes), bytes_of(first.nodes));
-        ASSERT_EQ(bytes_of(merged({trees[0], trees[0]}).nodes), bytes_of(merged({trees[0]}).nodes));
-        std::ranges::shuffle(trees, random);
-        const result again = merged(trees);
-        ASSERT_TRUE(again.conflicts.empty()) << again.conflicts[0].text;
-        ASSERT_EQ(bytes_of(again.nodes), bytes_of(first.nodes)) << "round " << round;
+    for (size_t node = 0; node < to.size(); ++node) {
+        to[node].present |= added[node].present;
+        to[node].command |= added[node].command;
+        to[node].roles |= added[node].roles;
+        to[node].children |= added[node].children;
     }
-    EXPECT_GT(without_conflicts, 300U);
+}
+
+tree part_of(const tree &whole, const selection &chosen)
+{
+    tree part;
+    std::vector<uint16_t> places(whole.size());
+    for (size_t i = 0; i < whole.size(); ++i) {
+        if (!chosen[i].present)
+            continue;
+        places[i] = static_cast<uint16_t>(part.size());
+        kiv_array_tree_node &node = part.emplace_back(whole[i]);
+        node.child_count = 0;
+        std::memset(node.childlist_mask, 0, sizeof node.childlist_mask);
+        node.permissions_mask[0] = static_cast<uint8_t>(chosen[i].roles.to_ulong());
+        if (!chosen[i].command) {
+            put(node.func_id, "");
+            node.action = 0U;
+        }
+    }
+    for (size_t i = 0; i < whole.size(); ++i) {
+        for (size_t child = 0; child < whole[i].child_count; ++child) {
+            const auto add = is_link(whole[i], child) ? trees::add_link : trees::add_child;
+            if (chosen[i].children[child])
+                add(part, places[i], places[whole[i].children[child]]);
+        }
+    }
+    return part;
+}
+
+// The same, with its nodes in any order, the root first.
+tree shuffled(const tree &nodes, std::mt19937 &random)
+{
+    std::vector<size_t> places(nodes.size());
+    std::iota(places.begin(), places.end(), 0);
+    std::shuffle(places.begin() + 1, places.end(), random);
+    return trees::reordered(nodes, [&](size_t node) { return places[node]; });
+}
+
+TEST(Merge, MakesATreeOfItsParts)
+{
+    std::mt19937 random(1);
+    const tree whole = compiled(whole_grammar);
+    for (int round = 0; round < 500; ++round) {
+        selection all(whole.size());
+        std::vector<tree> parts(1 + random() % 6);
+        for (tree &part : parts) {
+            const selection chosen = random_selection(whole, random);
+            add_selection(all, chosen);
+            part = shuffled(part_of(whole, chosen), random);
+            ASSERT_TRUE(is_sound(part));
+        }
+        const result made = merged(parts);
+        ASSERT_TRUE(made.conflicts.empty()) << made.conflicts[0].text << " in round " << round;
+        ASSERT_TRUE(is_sound(made.nodes));
+        const tree expected = part_of(whole, all);
+        ASSERT_EQ(content_of(made.nodes), content_of(expected)) << "round " << round;
+        ASSERT_EQ(bytes_of(made.nodes), bytes_of(merged({expected}).nodes)) << "round " << round;
+    }
 }
 
 TEST(Merge, SortsAndNumbersInOneWay)
 {
-    tree nodes = trees::of_nodes(1);
-    add_argument(nodes, 0, 5, "f");
-    add_argument(nodes, 0, 3, "f");
-    for (const std::string_view word : {"b", "B", "A", "a", "\xFF", "aa"})
-        add(nodes, 0, word, "f");
-    const uint16_t lone = add(nodes, 3, "lone", "f");
-    nodes[3].child_count = 0;
-    trees::add_link(nodes, 4, lone);
-    add(nodes, 5, "z", "f");
-    EXPECT_THAT(
-        keys_of(merged({nodes}).nodes),
-        testing::ElementsAre("", "A", "z", "a", "aa", "B", "b", "\xFF", "<3>", "<5>", "lone"));
+    tree nodes =
+        compiled("argument int 0..5\n  run f\nargument int 0..3\n  run f\n"
+                 "keyword b\n  run f\nkeyword B\n  link lone\nkeyword A\n  keyword z\n    run f\n"
+                 "keyword a\n  run f\nkeyword \xC3\xBC\n  run f\nkeyword aa\n  run f\n"
+                 "keyword lone\n  name lone\n  keyword x\n    run f\n  link lone\n");
+    nodes[0].child_count = 8; // so that only links lead to the last one
+    for (const size_t times : {1U, 2U}) {
+        const result once = merged(std::vector(times, nodes));
+        EXPECT_TRUE(once.conflicts.empty()) << once.conflicts[0].text;
+        std::vector<std::string> keys(once.nodes.size());
+        std::ranges::transform(once.nodes, keys.begin(), key_of);
+        EXPECT_THAT(keys, testing::ElementsAre("", "A", "z", "a", "aa", "B", "b", "\xC3\xBC", "<3>",
+                                               "<5>", "lone", "x"));
+    }
     EXPECT_EQ(bytes_of(merged({}).nodes), bytes_of(trees::of_nodes(1)));
 }
 
 TEST(Merge, JoinsWhatASharedNodeIs)
 {
-    tree way = path({"show"}, {});
-    tree command = path({"show"}, "run");
-    put(way[1].module_id, "a");
-    put(way[1].help, "way");
-    put(way[1].subtree_config_generator, "generate");
-    way[1].asciigen_priority = 9;
-    way[1].command_id = 5;
-    way[1].permissions_mask[0] = 1;
-    way[1].interface_mask = 4;
-    way[1].action = 0x10U;
-    put(command[1].module_id, "owner");
-    put(command[1].help, "command");
-    command[1].asciigen_priority = 2;
-    command[1].permissions_mask[15] = 0x80;
-    command[1].interface_mask = 1;
-    command[1].action = KIV_ACTION_TERMINAL;
+    const tree way =
+        compiled("keyword show \"way\"\n  module a\n  generator generate\n  priority 9\n"
+                 "  command-id 5\n  roles 0\n  interfaces 4\n  action 0x10\n"
+                 "  keyword below\n    run f\n");
+    const tree command = compiled("keyword show \"command\"\n  module owner\n  priority 2\n"
+                                  "  roles 127\n  interfaces 1\n  run f\n");
     for (const auto &trees : {std::vector{way, command}, std::vector{command, way}}) {
         const kiv_array_tree_node shared = merged(trees).nodes.at(1);
-        EXPECT_EQ(handler_of(shared), "run|owner||4|0") << "all of it from the command";
+        EXPECT_STREQ(shared.func_id, "f");
+        EXPECT_STREQ(shared.module_id, "owner");
+        EXPECT_EQ(shared.command_id, 0U);
         EXPECT_STREQ(shared.help, "command");
         EXPECT_STREQ(shared.subtree_config_generator, "generate");
         EXPECT_EQ(shared.asciigen_priority, 9);
@@ -162,127 +249,66 @@ TEST(Merge, JoinsWhatASharedNodeIs)
     }
 }
 
-// "configure" with a command of its own and a link to "end".
-tree with_link(std::string_view target)
-{
-    tree nodes = trees::of_nodes(1);
-    const uint16_t configure = add(nodes, 0, "configure");
-    const uint16_t mode = add(nodes, 0, target);
-    trees::add_link(nodes, configure, add(nodes, mode, "end", "end"));
-    return nodes;
-}
-
-tree with_arguments(std::initializer_list<uint32_t> maxima)
-{
-    tree nodes = path({"show", "vsan"}, {});
-    for (const uint32_t maximum : maxima)
-        add_argument(nodes, 2, maximum, "f");
-    return nodes;
-}
-
-tree with_generator(std::string_view name)
-{
-    tree nodes = path({"vsan"}, "f");
-    put(nodes[1].subtree_config_generator, name);
-    return nodes;
-}
-
-tree with_two_owners()
-{
-    tree nodes = path({"a", "b"}, "f");
-    trees::add_child(nodes, 0, 2);
-    return nodes;
-}
-
-tree with_twins()
-{
-    tree nodes = path({"a", "b"}, "f");
-    add(nodes, 1, "b", "f");
-    return nodes;
-}
-
-// Two nodes that only links lead to, each to the other.
-tree with_circle()
-{
-    tree nodes = path({"a"}, "f");
-    nodes.resize(4);
-    put(nodes[2].token, "there");
-    put(nodes[3].token, "back");
-    trees::add_link(nodes, 1, 2);
-    trees::add_link(nodes, 2, 3);
-    trees::add_link(nodes, 3, 2);
-    return nodes;
-}
-
-tree with_owned_root()
-{
-    tree nodes = path({"a"}, "f");
-    nodes.resize(3);
-    trees::add_link(nodes, 1, 2);
-    trees::add_child(nodes, 2, 0);
-    return nodes;
-}
-
-tree with_root(std::string_view token)
-{
-    tree nodes = path({"a"}, "f");
-    put(nodes[0].token, token);
-    return nodes;
-}
-
-tree of_module(tree nodes, std::string_view module)
-{
-    put(nodes.back().module_id, module);
-    return nodes;
-}
-
-tree with_command_id(tree nodes, uint32_t id)
-{
-    nodes.back().command_id = id;
-    return nodes;
-}
-
 TEST(Merge, LeavesOutExactlyTheTreeThatContradicts)
 {
+    const std::string link_to_x = "keyword configure\n  link end\n"
+                                  "keyword x\n  keyword end\n    name end\n    run end\n";
+    const std::string link_to_y = "keyword configure\n  link end\n"
+                                  "keyword y\n  keyword end\n    name end\n    run end\n";
+    const std::string own_end = "keyword configure\n  keyword end\n    run end\n";
+    const std::string argument = "keyword show\n  argument int 0..1\n    run f\n";
+    const std::string command = "keyword a\n  run f\n";
     const struct {
-        tree earlier;
-        tree later;
+        std::string earlier;
+        std::string later;
         uint32_t node;
-        std::string text;
+        const char *text;
+        void (*change)(tree &) = [](tree &) {}; // of the later one
     } cases[] = {
-        {of_module(path({"show", "vsan"}, "show_vsan"), "fabric"),
-         of_module(path({"show", "vsan"}, "show_vsan"), "vsan"), 2,
-         "\"show vsan\": handler show_vsan of module vsan, but show_vsan of module fabric in tree "
+        {"module fabric\n" + command, "module vsan\n" + command, 1,
+         "\"a\": handler f of module vsan, but f of module fabric in tree \"t1\""},
+        {command, command + "  command-id 3\n", 1,
+         "\"a\": handler f, but with another command id in tree \"t1\""},
+        {command + "  generator g\n", command + "  generator h\n", 1,
+         "\"a\": configuration generator h with priority 0, but g with priority 0 in tree "
          "\"t1\""},
-        {path({"a\n"}, "f"), with_command_id(path({"a\n"}, "f"), 3), 1,
-         "\"a\\x0a\": handler f of module lab, but with another command id in tree \"t1\""},
-        {with_generator("g"), with_generator("h"), 1,
-         "\"vsan\": configuration generator h with priority 0, but g with priority 0 in tree "
-         "\"t1\""},
-        {with_arguments({1, 2}), with_arguments({1}), 2,
-         "\"show vsan\": other arguments than in tree \"t1\""},
-        {with_arguments({1}), with_arguments({2}), 2,
-         "\"show vsan\": other arguments than in tree \"t1\""},
-        {with_link("x"), with_link("y"), 3,
+        {argument + "  argument int 0..2\n    run f\n", argument, 1,
+         "\"show\": other arguments than in tree \"t1\""},
+        {argument, "keyword show\n  argument int 0..2\n    run f\n", 1,
+         "\"show\": other arguments than in tree \"t1\""},
+        {link_to_x, link_to_y, 3,
          "\"y end\": a link leads here, but one to another node in tree \"t1\""},
-        {path({"configure", "end"}, "end"), with_link("x"), 3,
+        {own_end, link_to_x, 3,
          "\"x end\": a link leads here, but a node of its own is there in tree \"t1\""},
-        {with_link("x"), path({"configure", "end"}, "end"), 2,
-         "\"configure end\": a node of its own, but a link in tree \"t1\""},
-        {trees::of_nodes(1), with_two_owners(), 2, "\"b\": a node with several owners"},
-        {trees::of_nodes(1), with_twins(), 3, "\"a b\": two different children of one node"},
-        {trees::of_nodes(1), with_circle(), 2,
-         "\"there\": nodes without an owner that link to each other in a circle"},
-        {trees::of_nodes(1), with_owned_root(), 0, "the root: a node owns it"},
-        {with_root("exec"), with_root("ubex"), 0, "the root: another token"},
+        {link_to_x, own_end, 2, "\"configure end\": a node of its own, but a link in tree \"t1\""},
+        {command, own_end, 2, "\"e\\x0a\": a node with several owners",
+         [](tree &nodes) {
+             put(nodes[2].token, "e\n");
+             trees::add_child(nodes, 0, 2);
+         }},
+        {command, argument + "  argument int 0..2\n    run f\n", 3,
+         "\"show <argument>\": two different children of one node",
+         [](tree &nodes) { nodes[3].parameters[0] = nodes[2].parameters[0]; }},
+        {command,
+         "keyword b\n  link there\nkeyword there\n  name there\n  link back\n"
+         "keyword back\n  name back\n  link there\n",
+         2, "\"there\": nodes without an owner that link to each other in a circle",
+         [](tree &nodes) { nodes[0].child_count = 1; }},
+        {command, link_to_x, 0, "the root: a node owns it",
+         [](tree &nodes) {
+             nodes[0].child_count = 1;
+             trees::add_child(nodes, 3, 0);
+         }},
+        {command, command, 0, "the root: another token",
+         [](tree &nodes) { put(nodes[0].token, "ubex"); }},
     };
     for (const auto &row : cases) {
-        tree other = path({"other"}, "g");
-        other[0] = row.earlier[0];
-        other[0].child_count = 1;
-        other[0].children[0] = 1;
-        const result without = merged({other, row.earlier});
-        const result with = merged({other, row.earlier, row.later});
+        const tree other = compiled("keyword other\n  run g\n");
+        const tree earlier = compiled(row.earlier);
+        tree later = compiled(row.later);
+        row.change(later);
+        const result without = merged({other, earlier});
+        const result with = merged({other, earlier, later});
         ASSERT_EQ(without.conflicts.size(), 0U) << row.text;
         ASSERT_EQ(with.conflicts.size(), 1U) << row.text;
         EXPECT_EQ(with.conflicts[0].tree, 2U);
@@ -294,49 +320,48 @@ TEST(Merge, LeavesOutExactlyTheTreeThatContradicts)
 
 TEST(Merge, NamesTheTreeThatAHandlerCameFrom)
 {
-    const result of = merged({path({"show"}, {}), path({"show"}, "f"), path({"show"}, "g")});
+    const std::string show = "keyword show\n";
+    const result of = merged({compiled(show + "  keyword x\n    run x\n"),
+                              compiled(show + "  run f\n"), compiled(show + "  run g\n")});
     ASSERT_EQ(of.conflicts.size(), 1U);
-    EXPECT_THAT(of.conflicts[0].text, HasSubstr("but f of module lab in tree \"t1\""));
+    EXPECT_THAT(of.conflicts[0].text, HasSubstr("but f in tree \"t1\""));
 }
 
-// Children of one place, as many in each of two trees.
-std::vector<tree> two_wide(size_t first, size_t second)
+// So many commands below the root.
+tree commands(size_t first, size_t count, const std::string &function = "f")
 {
-    std::vector<tree> made(2, trees::of_nodes(1));
-    for (size_t i = 0; i < first + second; ++i)
-        add(made[i < first ? 0 : 1], 0, "k" + std::to_string(i), "f");
-    return made;
+    std::string grammar;
+    for (size_t i = first; i < first + count; ++i)
+        grammar += "keyword k" + std::to_string(i) + "\n  run " + function + '\n';
+    return compiled(grammar);
 }
 
-// A node on each of three levels below the name, and as many leaves as asked for.
-tree with_leaves(std::string_view name, size_t leaves)
+// So many nodes, the root included, on four levels.
+tree large_tree(std::string_view name, size_t nodes)
 {
-    tree nodes = path({name}, {});
-    for (size_t group = 0; leaves > 0; ++group) {
-        const uint16_t middle = add(nodes, 1, "g" + std::to_string(group));
-        for (; leaves > 0 && nodes[middle].child_count < KIV_NODE_MAX_CHILDREN; --leaves)
-            add(nodes, middle, "k" + std::to_string(leaves), "f");
-    }
-    return nodes;
+    std::string grammar = "keyword " + std::string(name) + '\n';
+    for (size_t i = 0; i < nodes - 2; ++i)
+        grammar += (i % 150 == 0 ? "  keyword k" : "    keyword k") + std::to_string(i) + "\n" +
+                   (i % 150 == 0 ? "    run f\n" : "      run f\n");
+    return compiled(grammar);
 }
 
 TEST(Merge, ReachesTheLimitsAndStopsThere)
 {
-    EXPECT_TRUE(merged(two_wide(100, 92)).conflicts.empty());
-    const result wide = merged(two_wide(100, 93));
+    const tree some = commands(0, 100);
+    EXPECT_TRUE(merged({some, commands(100, 92)}).conflicts.empty());
+    const result wide = merged({some, commands(100, 93)});
     ASSERT_EQ(wide.conflicts.size(), 1U);
     EXPECT_THAT(wide.conflicts[0].text, StartsWith("the root: 193 children"));
-    EXPECT_EQ(wide.nodes.size(), 101U);
+    EXPECT_EQ(bytes_of(wide.nodes), bytes_of(merged({some}).nodes));
 
-    std::vector<tree> large{with_leaves("a", 32000)};
-    const size_t left = KIV_TREE_MAX_NODES - large[0].size();
-    large.push_back(with_leaves("b", left - 1 - (left - 1 + 192) / 193));
-    ASSERT_EQ(large[0].size() + large[1].size() - 1, size_t{KIV_TREE_MAX_NODES});
+    std::vector<tree> large{large_tree("a", 28000), large_tree("b", 28000)};
+    large.push_back(large_tree("c", KIV_TREE_MAX_NODES - 2 * 28000 + 2));
     const result full = merged(large);
     EXPECT_TRUE(full.conflicts.empty());
     EXPECT_EQ(full.nodes.size(), size_t{KIV_TREE_MAX_NODES});
     EXPECT_TRUE(is_sound(full.nodes));
-    large.push_back(path({"b", "one-more"}, "f"));
+    large.push_back(compiled("keyword one-more\n  run f\n"));
     const result over = merged(large);
     ASSERT_EQ(over.conflicts.size(), 1U);
     EXPECT_THAT(over.conflicts[0].text, StartsWith("the root: 65537 nodes"));
@@ -345,17 +370,15 @@ TEST(Merge, ReachesTheLimitsAndStopsThere)
     tree deep = trees::chain(KIV_TREE_MAX_DEPTH);
     for (size_t i = 1; i < deep.size(); ++i)
         put(deep[i].token, "k");
-    EXPECT_TRUE(is_sound(merged({deep, path({"k", "b"}, "f")}).nodes));
+    EXPECT_TRUE(is_sound(merged({deep, compiled("keyword k\n  keyword b\n    run f\n")}).nodes));
 }
 
 TEST(Merge, ReportsAFewConflictsOfEachTree)
 {
-    std::vector<tree> made(3, two_wide(50, 0)[0]);
-    for (size_t i = 1; i <= 50; ++i)
-        put(made[2][i].func_id, "other");
-    const result many = merged(made);
+    const result many = merged({commands(0, 10), commands(0, 50), commands(0, 50, "other")});
     EXPECT_EQ(many.conflicts.size(), kiv::merge::most_conflicts);
-    EXPECT_EQ(left_out(many), std::set<size_t>{2});
+    EXPECT_EQ(many.conflicts.front().tree, 2U);
+    EXPECT_EQ(many.conflicts.back().tree, 2U);
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -29,6 +30,7 @@
 #include "daemon_process.h"
 #include "lab/module/request.h"
 #include "lab/roles/decision.h"
+#include "support/files.h"
 #include "support/unique_fd.h"
 #include "switch_root.h"
 
@@ -41,8 +43,9 @@ class running {
 public:
     running(uint32_t service, const std::function<int()> &serve)
     {
-        const std::string name = "FE000000-" + std::to_string(service);
+        const std::string address = "/run/kiv/FE000000-" + std::to_string(service);
         mkdir("/run/kiv", 0755);
+        unlink(address.c_str()); // that of a module that was killed
         const kiv::support::unique_fd events(inotify_init1(IN_CLOEXEC));
         if (inotify_add_watch(events.get(), "/run/kiv", IN_MOVED_TO) < 0)
             abort();
@@ -51,11 +54,9 @@ public:
             prctl(PR_SET_PDEATHSIG, SIGKILL);
             _exit(serve());
         }
-        alignas(inotify_event) char event[4096];
-        ssize_t size = 0;
-        do
-            size = read(events.get(), event, sizeof event);
-        while (size > 0 && !has_name(event, size, name));
+        char event[4096];
+        while (access(address.c_str(), F_OK) != 0 && read(events.get(), event, sizeof event) > 0) {
+        }
     }
     ~running() { end(SIGKILL); }
     running(const running &) = delete;
@@ -77,18 +78,6 @@ public:
     }
 
 private:
-    static bool has_name(const char *events, ssize_t size, const std::string &name)
-    {
-        for (const char *at = events; at < events + size;) {
-            inotify_event event;
-            std::memcpy(&event, at, sizeof event);
-            if (event.len > 0 && at + sizeof event == name)
-                return true;
-            at += sizeof event + event.len;
-        }
-        return false;
-    }
-
     pid_t pid_ = -1;
 };
 
@@ -183,32 +172,22 @@ inline response as_user(uid_t user, const std::function<response()> &ask)
         if (setgid(user) != 0 || setuid(user) != 0)
             _exit(1);
         const response got = ask();
-        const uint32_t head[] = {got.status, static_cast<uint32_t>(got.result)};
-        const bool told = write(to.get(), head, sizeof head) == sizeof head &&
-                          write(to.get(), got.output.data(), got.output.size()) >= 0;
-        _exit(told ? 0 : 1);
+        dprintf(to.get(), "%u %d\n%s", got.status, got.result, got.output.c_str());
+        _exit(0);
     }
     to.close();
-    response got;
-    uint32_t head[2];
-    char text[65536];
-    EXPECT_EQ(read(from.get(), head, sizeof head), static_cast<ssize_t>(sizeof head));
-    got.status = head[0];
-    got.result = static_cast<int32_t>(head[1]);
-    for (ssize_t size = 0; (size = read(from.get(), text, sizeof text)) > 0;)
-        got.output.append(text, static_cast<size_t>(size));
+    std::string told;
+    EXPECT_EQ(kiv::support::read_all(from.get(), size_t{1} << 30, told), 0);
     waitpid(child, nullptr, 0);
+    response got;
+    EXPECT_EQ(std::sscanf(told.c_str(), "%u %d", &got.status, &got.result), 2) << told;
+    got.output = told.substr(told.find('\n') + 1);
     return got;
 }
 
-struct rule {
-    const char *feature;
-    bool is_permitted;
-};
-
 // Gives a user one role, with these rules of configuration and virtual SANs.
-inline void write_role(uid_t user, std::initializer_list<rule> rules, uint32_t first_vsan,
-                       uint32_t last_vsan)
+inline void write_role(uid_t user, std::initializer_list<const char *> permitted_features,
+                       uint32_t first_vsan, uint32_t last_vsan)
 {
     kivd_perm_group_conf_cli_wrapper change{};
     kivd_perm_group_conf_cli_wrapper_init(&change);
@@ -216,18 +195,17 @@ inline void write_role(uid_t user, std::initializer_list<rule> rules, uint32_t f
     const auto send = [&](uint32_t opcode) {
         EXPECT_EQ(daemon_process::ask(opcode, &change, sizeof change).status, 0) << opcode;
     };
-    send(919);
+    send(KIVD_ROLE_MESSAGE_NAME);
     change.kind = KIVD_ROLE_CHANGE_VSAN_LIST;
     for (uint32_t vsan = first_vsan; vsan <= last_vsan; ++vsan)
         bmask4096_set_bit(&change.vsans, vsan);
-    send(911);
+    send(KIVD_ROLE_MESSAGE_RULE);
     change.kind = KIVD_ROLE_CHANGE_RULE;
-    for (const rule &each : rules) {
+    for (const char *feature : permitted_features) {
         ++change.rule_num;
-        kivd_perm_group_conf_entry_populate(&change.rule,
-                                            each.is_permitted ? KIVD_RULE_PERMIT : KIVD_RULE_DENY,
-                                            KIVD_COMMAND_CONFIG, each.feature, 0);
-        send(911);
+        kivd_perm_group_conf_entry_populate(&change.rule, KIVD_RULE_PERMIT, KIVD_COMMAND_CONFIG,
+                                            feature, 0);
+        send(KIVD_ROLE_MESSAGE_RULE);
     }
     switch_root::write_file(kiv::roles::users_file, std::to_string(user) + " storage\n");
 }

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <chrono>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -16,13 +15,13 @@
 #include <kiv/platform/syserr.h>
 
 #include "daemon_process.h"
-#include "lab/kivd/status.h"
 #include "module_process.h"
 #include "switch_root.h"
 
 namespace {
 
 using daemon_process::living;
+using module_process::argument;
 using module_process::argument_of;
 using module_process::fetch;
 using module_process::interface_name;
@@ -72,7 +71,7 @@ int do_nothing(pinfo *info)
 
 constexpr kiv_module_command test_commands[] = {
     {"print_much", print_much, 0, nullptr}, {"who_am_i", who_am_i, 0, nullptr},
-    {"do_nothing", do_nothing, 0, nullptr}, {"change", do_nothing, KIV_MODULE_CHANGES, nullptr},
+    {"do_nothing", do_nothing, 0, nullptr}, {"change", do_nothing, KIV_MODULE_CHANGES, "other"},
     {nullptr, nullptr, 0, nullptr},
 };
 
@@ -102,59 +101,61 @@ std::string running_configuration()
            run(vsan_service, "fc_running_config").output;
 }
 
-class Module : public testing::Test {
+class Module : public daemon_process::test {
 protected:
     void SetUp() override
     {
-        switch_root::require();
-        std::signal(SIGPIPE, SIG_IGN);
+        test::SetUp();
         unlink(state_file);
         switch_root::run("cp " TREES_DIR "/vsan.par /ubex/etc/par/vsan.par");
     }
 };
 
-TEST_F(Module, RefusesDescriptionsThatAreNone)
+TEST_F(Module, RefusesDescriptionsThatAreNoneAndAnAddressThatIsTaken)
 {
     const intf_reg_info nameless{};
-    const std::string long_function(kiv::module::function_size, 'f');
+    const std::string long_name(kiv::module::function_size, 'f');
     const kiv_module_command without_function[] = {{"f", nullptr, 0, nullptr}, {}};
-    const kiv_module_command too_long[] = {{long_function.c_str(), do_nothing, 0, nullptr}, {}};
+    const kiv_module_command too_long[] = {{long_name.c_str(), do_nothing, 0, nullptr}, {}};
     const kiv_module_command too_long_feature[] = {
-        {"f", do_nothing, KIV_MODULE_CHANGES, long_function.c_str()}, {}};
-    const kiv_module_description wrong[] = {
-        {nullptr, 700, test_commands, 0, nullptr},
-        {"", 700, test_commands, 0, nullptr},
-        {"a-name-of-24-characters-", 700, test_commands, 0, nullptr},
-        {"m", 255, test_commands, 0, nullptr},
-        {"m", 65536, test_commands, 0, nullptr},
-        {"m", 700, nullptr, 0, nullptr},
-        {"m", 700, without_function, 0, nullptr},
-        {"m", 700, too_long, 0, nullptr},
-        {"m", 700, too_long_feature, 0, nullptr},
-        {"m", 700, test_commands, 1, nullptr},
-        {"m", 700, test_commands, 1, &nameless},
+        {"f", do_nothing, KIV_MODULE_CHANGES, long_name.c_str()}, {}};
+    const test_module other;
+    const struct {
+        kiv_module_description description;
+        int error;
+    } wrong[] = {
+        {{nullptr, 701, test_commands, 0, nullptr}, EINVAL},
+        {{"a-name-of-24-characters-", 701, test_commands, 0, nullptr}, EINVAL},
+        {{"m", 255, test_commands, 0, nullptr}, EINVAL},
+        {{"m", 65536, test_commands, 0, nullptr}, EINVAL},
+        {{"m", 701, nullptr, 0, nullptr}, EINVAL},
+        {{"m", 701, without_function, 0, nullptr}, EINVAL},
+        {{"m", 701, too_long, 0, nullptr}, EINVAL},
+        {{"m", 701, too_long_feature, 0, nullptr}, EINVAL},
+        {{"m", 701, test_commands, 1, &nameless}, EINVAL},
+        {{"second", test_service, test_commands, 0, nullptr}, EADDRINUSE},
     };
-    for (const kiv_module_description &each : wrong) {
-        EXPECT_EQ(kiv_module_open(&each), nullptr);
-        EXPECT_EQ(errno, EINVAL) << &each - wrong;
+    for (const auto &row : wrong) {
+        EXPECT_EQ(kiv_module_open(&row.description), nullptr);
+        EXPECT_EQ(errno, row.error) << &row - wrong;
     }
     EXPECT_EQ(kiv_module_open(nullptr), nullptr);
     kiv_module_close(nullptr);
 }
 
-TEST_F(Module, HasItsServiceAccessPointAlone)
-{
-    const test_module other;
-    const kiv_module_description second{"second", test_service, test_commands, 0, nullptr};
-    EXPECT_EQ(kiv_module_open(&second), nullptr);
-    EXPECT_EQ(errno, EADDRINUSE);
-}
+class ModuleAlone : public Module {
+protected:
+    void SetUp() override
+    {
+        Module::SetUp();
+        if (geteuid() != 0)
+            GTEST_SKIP() << "without a daemon only root is served";
+    }
+};
 
-TEST_F(Module, AnswersWithResultAndOutputAndRefusesTheRest)
+TEST_F(ModuleAlone, AnswersWithResultAndOutputAndRefusesTheRest)
 {
     const test_module served;
-    if (geteuid() != 0)
-        GTEST_SKIP() << "without a daemon only root is served";
     EXPECT_EQ(run(test_service, "no do_nothing").result, 7);
     const response quiet = run(test_service, "do_nothing");
     EXPECT_EQ(quiet.status, 0U);
@@ -167,22 +168,23 @@ TEST_F(Module, AnswersWithResultAndOutputAndRefusesTheRest)
     response other;
     exchange(test_service, 4711, "", other);
     EXPECT_EQ(other.status, KIV_ERROR_BAD_MESSAGE);
-    EXPECT_THAT(run(test_service, "who_am_i").output,
-                AllOf(HasSubstr("root administrator"), HasSubstr("vsan 30 1")));
+    EXPECT_EQ(run(test_service, "who_am_i").output, "root administrator vsan 10 1 vsan 30 1");
 }
 
-TEST_F(Module, SendsLongOutputInPiecesToWhoeverFetchesThem)
+uint32_t begin_much(response &into)
+{
+    return exchange(test_service, kiv::module::message_run,
+                    kiv::module::write_request("print_much", pinfo{}, {}), into);
+}
+
+TEST_F(ModuleAlone, SendsLongOutputInPiecesToWhoeverFetchesThem)
 {
     const test_module served;
-    if (geteuid() != 0)
-        GTEST_SKIP() << "without a daemon only root is served";
     EXPECT_EQ(run(test_service, "print_much").output, much_text());
 
     // Another request gives up what is left of the one before.
-    const std::string request = kiv::module::write_request("print_much", pinfo{}, {});
     response begun;
-    EXPECT_EQ(exchange(test_service, kiv::module::message_run, request, begun),
-              much_text().size() - kiv::module::piece_size);
+    EXPECT_EQ(begin_much(begun), much_text().size() - kiv::module::piece_size);
     EXPECT_EQ(begun.output.size(), kiv::module::piece_size);
     run(test_service, "do_nothing");
     response late;
@@ -190,36 +192,13 @@ TEST_F(Module, SendsLongOutputInPiecesToWhoeverFetchesThem)
     EXPECT_EQ(late.status, KIV_ERROR_NOT_FOUND);
 
     // Of more half-fetched outputs than are kept, the oldest is gone.
-    exchange(test_service, kiv::module::message_run, request, begun);
+    begin_much(begun);
     for (int i = 0; i < 8; ++i)
-        const living other([&] {
-            response its;
-            return exchange(test_service, kiv::module::message_run, request, its) > 0 ? 0 : 1;
-        });
+        const living other([&] { return begin_much(begun) > 0 ? 0 : 1; });
     exchange(test_service, kiv::module::message_rest, "", late);
     EXPECT_EQ(late.status, KIV_ERROR_NOT_FOUND);
     EXPECT_THAT(late.output, HasSubstr("too many outputs"));
     EXPECT_EQ(run(test_service, "print_much").output, much_text());
-}
-
-// -- With the daemon
-
-TEST_F(Module, ChangesAreForTheHolderOfTheLock)
-{
-    daemon_process::running daemon;
-    daemon.serves();
-    const test_module served;
-    EXPECT_EQ(run(test_service, "change").status, KIV_ERROR_LOCKED);
-    {
-        const living other([] { return kivd_cli_lock(0, 1); });
-        EXPECT_EQ(other.result(), 0);
-        EXPECT_EQ(run(test_service, "change").status, KIV_ERROR_LOCKED);
-        EXPECT_EQ(run(test_service, "do_nothing").status, 0U);
-    }
-    ASSERT_EQ(kivd_cli_lock(0, 1), 0);
-    EXPECT_EQ(run(test_service, "change").status, 0U);
-    ASSERT_EQ(kivd_cli_unlock(0, 1), 0);
-    EXPECT_EQ(run(test_service, "change").status, KIV_ERROR_LOCKED);
 }
 
 TEST_F(Module, RegistersOnceThereIsADaemonAndAgainWithTheNextOne)
@@ -242,37 +221,51 @@ TEST_F(Module, RegistersOnceThereIsADaemonAndAgainWithTheNextOne)
     ovra_close(queue);
 }
 
-uint64_t merges()
+class ModuleWithDaemon : public Module {
+protected:
+    void SetUp() override
+    {
+        Module::SetUp();
+        daemon.serves();
+    }
+
+    daemon_process::running daemon;
+};
+
+TEST_F(ModuleWithDaemon, MakesChangesForTheHolderOfTheLock)
 {
-    kivd::daemon_status told{};
-    const daemon_process::answer given = daemon_process::ask(kivd::message_status);
-    if (given.size == sizeof told)
-        std::memcpy(&told, given.payload.get(), sizeof told);
-    return told.merges;
+    const test_module served;
+    EXPECT_EQ(run(test_service, "change").status, KIV_ERROR_LOCKED);
+    {
+        const living other([] { return kivd_cli_lock(0, 1); });
+        EXPECT_EQ(other.result(), 0);
+        EXPECT_EQ(run(test_service, "change").status, KIV_ERROR_LOCKED);
+        EXPECT_EQ(run(test_service, "do_nothing").status, 0U);
+    }
+    ASSERT_EQ(kivd_cli_lock(0, 1), 0);
+    EXPECT_EQ(run(test_service, "change").status, 0U);
+    ASSERT_EQ(kivd_cli_unlock(0, 1), 0);
+    EXPECT_EQ(run(test_service, "change").status, KIV_ERROR_LOCKED);
 }
 
 // Of a process that lives on, the daemon does not see the end.
-TEST_F(Module, WithdrawsItsTreeWhenItIsClosed)
+TEST_F(ModuleWithDaemon, WithdrawsItsTreeWhenItIsClosed)
 {
-    daemon_process::running daemon;
-    daemon.serves();
     const kiv_module_description description{"vsan", test_service, test_commands, 0, nullptr};
     kiv_module *module = kiv_module_open(&description);
     ASSERT_NE(module, nullptr);
     pollfd ready{kiv_module_descriptor(module), POLLIN, 0};
-    while (merges() < 2 && poll(&ready, 1, 60'000) == 1)
+    while (daemon_process::status().merges < 2 && poll(&ready, 1, 60'000) == 1)
         ASSERT_EQ(kiv_module_serve(module), 0);
     daemon.wait_for("nodes of 2 trees");
     kiv_module_close(module);
     daemon.wait_for("nodes of 1 trees");
 }
 
-TEST_F(Module, IsNotHeldUpByADaemonThatIsStopped)
+TEST_F(ModuleWithDaemon, IsNotHeldUpByADaemonThatIsStopped)
 {
     if (!daemon_process::is_stopping_possible())
         GTEST_SKIP() << "a traced process is not stopped at once";
-    daemon_process::running daemon;
-    daemon.serves();
     kill(daemon.pid(), SIGSTOP);
     const test_module served;
     if (geteuid() == 0) {
@@ -285,45 +278,42 @@ TEST_F(Module, IsNotHeldUpByADaemonThatIsStopped)
     kill(daemon.pid(), SIGCONT);
 }
 
-TEST_F(Module, RegistersAgainWhenTheDaemonCouldNotStoreIt)
+TEST_F(ModuleWithDaemon, RegistersAgainWhenTheDaemonCouldNotStoreIt)
 {
-    const std::string folder = "/ubex/etc/kivd";
-    daemon_process::running daemon;
-    daemon.serves();
-    ASSERT_EQ(rename(folder.c_str(), (folder + ".away").c_str()), 0);
-    switch_root::write_file(folder, "no folder");
+    switch_root::run("cd /ubex/etc; mv kivd away; touch kivd");
     const vsan_module served;
     daemon.wait_for("cannot store the state");
-    ASSERT_EQ(unlink(folder.c_str()), 0);
-    ASSERT_EQ(rename((folder + ".away").c_str(), folder.c_str()), 0);
+    switch_root::run("cd /ubex/etc; rm kivd; mv away kivd");
     daemon.wait_for("nodes of 2 trees");
 }
 
-TEST_F(Module, ChangesAreForRolesThatPermitTheFeature)
-{
-    if (!daemon_process::is_other_user_possible())
-        GTEST_SKIP() << "needs root, and bubblewrap";
-    daemon_process::running daemon;
-    daemon.serves();
-    module_process::write_role(storage_user, {{"ntp", true}, {"vsan", false}}, 10, 20);
-    const vsan_module served;
-    const response got = module_process::as_user(storage_user, [] {
-        if (kivd_cli_lock(0, 1) != 0)
-            return response{1, 0, "no lock"};
-        return run(vsan_service, "vsan", {}, {vsan_number(10)});
-    });
-    EXPECT_EQ(got.status, KIV_ERROR_DENIED);
-    EXPECT_THAT(got.output, HasSubstr("role"));
-    EXPECT_EQ(running_configuration(), "");
-}
+class ModuleForUsers : public ModuleWithDaemon {
+protected:
+    void SetUp() override
+    {
+        ModuleWithDaemon::SetUp();
+        if (!daemon_process::is_other_user_possible())
+            GTEST_SKIP() << "needs root, and bubblewrap";
+        module_process::write_role(storage_user, {"vsan", "interface"}, 10, 20);
+    }
 
-TEST_F(Module, ALockIsNotForConnectionsThatTheProcessMadeAsAnotherUser)
+    // By the user, who has the lock meanwhile.
+    static response do_as_user(uint32_t service, const std::string &function,
+                               const std::vector<argument> &mode = {},
+                               const std::vector<argument> &own = {})
+    {
+        return module_process::as_user(storage_user, [&] {
+            if (kivd_cli_lock(0, 1) != 0)
+                return response{1, 0, "no lock"};
+            response got = run(service, function, mode, own);
+            kivd_cli_unlock(0, 1);
+            return got;
+        });
+    }
+};
+
+TEST_F(ModuleForUsers, TakesNoLockFromAConnectionThatTheProcessMadeAsAnotherUser)
 {
-    if (!daemon_process::is_other_user_possible())
-        GTEST_SKIP() << "needs root, and bubblewrap";
-    daemon_process::running daemon;
-    daemon.serves();
-    module_process::write_role(storage_user, {{"ntp", true}, {"vsan", false}}, 10, 20);
     const test_module served;
     const living process([] {
         if (seteuid(storage_user) != 0 || run(test_service, "do_nothing").status != 0 ||
@@ -334,73 +324,61 @@ TEST_F(Module, ALockIsNotForConnectionsThatTheProcessMadeAsAnotherUser)
     EXPECT_EQ(static_cast<uint32_t>(process.result()), KIV_ERROR_LOCKED);
 }
 
-TEST_F(Module, KeepsTheRestOfAnOutputWhateverOtherUsersFetch)
+TEST_F(ModuleForUsers, KeepsTheRestOfAnOutputWhateverOtherUsersFetch)
 {
-    if (!daemon_process::is_other_user_possible())
-        GTEST_SKIP() << "needs root, and bubblewrap";
-    daemon_process::running daemon;
-    daemon.serves();
     const test_module served;
-    const std::string request = kiv::module::write_request("print_much", pinfo{}, {});
-    const auto begin = [&] {
-        response got;
-        exchange(test_service, kiv::module::message_run, request, got);
-        return got;
-    };
     response own;
-    uint32_t left = exchange(test_service, kiv::module::message_run, request, own);
-    for (int i = 0; i < 20; ++i)
+    uint32_t left = begin_much(own);
+    for (int i = 0; i < 20; ++i) {
+        const auto begin = [] {
+            response got;
+            begin_much(got);
+            return got;
+        };
         EXPECT_EQ(module_process::as_user(storage_user, begin).status, 0U);
+    }
     while (left > 0 && own.status == 0)
         left = exchange(test_service, kiv::module::message_rest, "", own);
     EXPECT_TRUE(own.output == much_text());
 }
 
-response by_storage_user(const std::string &function, std::vector<module_process::argument> mode,
-                         std::vector<module_process::argument> own = {})
+TEST_F(ModuleForUsers, ShowsAndChangesTheVirtualSansOfTheirRoles)
 {
-    return module_process::as_user(storage_user, [&] {
-        if (kivd_cli_lock(0, 1) != 0)
-            return response{1, 0, "no lock"};
-        response got = run(vsan_service, function, mode, own);
-        kivd_cli_unlock(0, 1);
-        return got;
-    });
-}
-
-TEST_F(Module, AUserSeesAndChangesTheVirtualSansOfTheRoles)
-{
-    if (!daemon_process::is_other_user_possible())
-        GTEST_SKIP() << "needs root, and bubblewrap";
-    daemon_process::running daemon;
-    daemon.serves();
-    module_process::write_role(storage_user, {{"vsan", true}, {"interface", true}}, 10, 20);
     const test_module test;
-    EXPECT_EQ(
-        module_process::as_user(storage_user, [] { return run(test_service, "who_am_i"); }).output,
-        "12345 user vsan 10 1 vsan 30 0");
+    EXPECT_EQ(do_as_user(test_service, "who_am_i").output, "12345 user vsan 10 1 vsan 30 0");
+    EXPECT_THAT(do_as_user(test_service, "change").output, HasSubstr("No role of yours"));
     const vsan_module served;
     ASSERT_EQ(kivd_cli_lock(0, 1), 0);
-    EXPECT_EQ(
-        run(vsan_service, "vsan", {}, {argument_of(TYPE_VSAN_RANGE, kiv_int_range{9, 12})}).result,
-        0);
+    const argument range = argument_of(TYPE_VSAN_RANGE, kiv_int_range{9, 12});
+    EXPECT_EQ(run(vsan_service, "vsan", {}, {range}).result, 0);
     EXPECT_EQ(run(vsan_service, "fc_vsan", {interface_name(2, 1)}, {vsan_number(12)}).result, 0);
     ASSERT_EQ(kivd_cli_unlock(0, 1), 0);
 
-    const auto number = [](int32_t value) { return std::vector{vsan_number(value)}; };
-    const auto port = [](uint32_t value) { return std::vector{interface_name(1, value)}; };
-    EXPECT_EQ(by_storage_user("vsan_suspend", number(10)).result, 0);
-    EXPECT_THAT(by_storage_user("vsan_suspend", number(9)).output, HasSubstr("may not"));
-    EXPECT_THAT(by_storage_user("vsan", {}, number(30)).output, HasSubstr("may not"));
-    EXPECT_THAT(by_storage_user("no vsan", {}, number(9)).output, HasSubstr("may not"));
-    EXPECT_THAT(by_storage_user("no vsan", {}, number(12)).output, HasSubstr("may not move"));
-    EXPECT_EQ(by_storage_user("no vsan", {}, number(11)).result, 0);
-    EXPECT_THAT(by_storage_user("fc", {}, port(1)).output, HasSubstr("may not")) << "in vsan 1";
-    EXPECT_THAT(by_storage_user("show_vsan", {}).output,
+    const struct {
+        const char *function;
+        std::vector<argument> mode;
+        std::vector<argument> own;
+        const char *refusal; // empty where it is done
+    } cases[] = {
+        {"vsan_suspend", {vsan_number(10)}, {}, ""},
+        {"vsan_suspend", {vsan_number(9)}, {}, "may not"},
+        {"vsan", {}, {vsan_number(30)}, "may not"},
+        {"no vsan", {}, {vsan_number(9)}, "may not"},
+        {"no vsan", {}, {vsan_number(12)}, "may not move"},
+        {"no vsan", {}, {vsan_number(11)}, ""},
+        {"fc", {}, {interface_name(1, 1)}, "may not"}, // in vsan 1
+        {"show_vsan", {}, {vsan_number(9)}, "not"},
+    };
+    for (const auto &row : cases) {
+        const response got = do_as_user(vsan_service, row.function, row.mode, row.own);
+        EXPECT_EQ(got.result == 0, *row.refusal == '\0') << row.function << ": " << got.output;
+        EXPECT_THAT(got.output, HasSubstr(row.refusal)) << row.function;
+    }
+    EXPECT_THAT(do_as_user(vsan_service, "show_vsan").output,
                 AllOf(HasSubstr("\n10 "), HasSubstr("\n12 "), Not(HasSubstr("\n9 "))));
-    EXPECT_EQ(by_storage_user("vsan_running_config", {}).output, "vsan 10\n  suspend\nvsan 12\n");
-    EXPECT_THAT(by_storage_user("show_interface", {}).output, Not(HasSubstr("fc1/1")));
-    EXPECT_NE(by_storage_user("show_vsan", {}, number(9)).result, 0);
+    EXPECT_EQ(do_as_user(vsan_service, "vsan_running_config").output,
+              "vsan 10\n  suspend\nvsan 12\n");
+    EXPECT_THAT(do_as_user(vsan_service, "show_interface").output, Not(HasSubstr("fc1/1")));
 
     daemon.end(SIGKILL);
     EXPECT_EQ(
@@ -410,17 +388,16 @@ TEST_F(Module, AUserSeesAndChangesTheVirtualSansOfTheRoles)
 
 // -- The sample module's configuration
 
-class VsanModule : public Module {
+class VsanModule : public ModuleWithDaemon {
 protected:
     void SetUp() override
     {
-        Module::SetUp();
-        daemon_.serves();
+        ModuleWithDaemon::SetUp();
         ASSERT_EQ(kivd_cli_lock(0, 1), 0);
     }
 
-    static void expect_done(const std::string &function, std::vector<module_process::argument> mode,
-                            std::vector<module_process::argument> own = {})
+    static void expect_done(const std::string &function, std::vector<argument> mode,
+                            std::vector<argument> own = {})
     {
         const response got = run(vsan_service, function, std::move(mode), std::move(own));
         EXPECT_EQ(got.status, 0U) << function;
@@ -444,41 +421,31 @@ protected:
         expect_done("fc_shutdown", {port});
         expect_done("fc_description", {port}, {text_argument(TYPE_LINE, "to the array, 2nd")});
     }
-
-    daemon_process::running daemon_;
 };
 
-constexpr const char *configured = "vsan 10\n"
-                                   "  name storage\n"
-                                   "  domain-controller 0xfffc01\n"
-                                   "  suspend\n"
-                                   "interface fc9/32\n"
-                                   "  description to the array, 2nd\n"
-                                   "  switchport speed 32\n"
-                                   "  switchport wwn 20:00:00:11:22:33:44:55\n"
-                                   "  switchport vsan 10\n"
-                                   "  shutdown\n";
+const std::string configured_vsan = "vsan 10\n"
+                                    "  name storage\n"
+                                    "  domain-controller 0xfffc01\n"
+                                    "  suspend\n";
+const std::string configured_interface = "interface fc9/32\n"
+                                         "  description to the array, 2nd\n"
+                                         "  switchport speed 32\n"
+                                         "  switchport wwn 20:00:00:11:22:33:44:55\n"
+                                         "  switchport vsan 10\n"
+                                         "  shutdown\n";
 
-TEST_F(VsanModule, HasWhatItConfirmedAfterItWasKilled)
+TEST_F(VsanModule, HasWhatItConfirmedAfterItWasKilledAndReturnsToItsDefaults)
 {
     {
         vsan_module first;
         configure();
-        EXPECT_EQ(running_configuration(), configured);
         EXPECT_EQ(first.end(SIGKILL), SIGKILL);
     }
     const vsan_module second;
-    EXPECT_EQ(running_configuration(), configured);
-}
-
-TEST_F(VsanModule, ReturnsToItsDefaultsSettingBySetting)
-{
-    const vsan_module served;
-    configure();
-    const auto port = interface_name(9, 32);
+    EXPECT_EQ(running_configuration(), configured_vsan + configured_interface);
     for (const char *function :
          {"no fc_description", "no fc_shutdown", "no fc_speed", "no fc_wwn", "no fc_vsan"})
-        expect_done(function, {port});
+        expect_done(function, {interface_name(9, 32)});
     for (const char *function : {"no vsan_name", "no vsan_suspend", "no vsan_domain_controller"})
         expect_done(function, {vsan_number(10)});
     EXPECT_EQ(running_configuration(), "vsan 10\n");
@@ -507,8 +474,8 @@ TEST_F(VsanModule, RefusesWhatCannotBe)
     const auto port = interface_name(1, 1);
     const struct {
         const char *function;
-        std::vector<module_process::argument> mode;
-        std::vector<module_process::argument> own;
+        std::vector<argument> mode;
+        std::vector<argument> own;
         const char *why;
     } wrong[] = {
         {"no vsan", {}, {vsan_number(1)}, "always there"},
@@ -517,14 +484,12 @@ TEST_F(VsanModule, RefusesWhatCannotBe)
         {"vsan", {}, {argument_of(TYPE_VSAN_RANGE, kiv_int_range{1, INT32_MAX})}, "from 1 to"},
         {"vsan", {}, {argument_of(TYPE_VSAN_RANGE, kiv_int_range{9, 8})}, "from 1 to"},
         {"vsan", {}, {text_argument(TYPE_STRING, "x")}, "other arguments"},
-        {"vsan", {}, {}, "other arguments"},
         {"vsan_name", {}, {text_argument(TYPE_STRING, "x")}, "other arguments"},
         {"vsan_name", {vsan_number(7)}, {text_argument(TYPE_STRING, "x")}, "no virtual SAN 7"},
         {"vsan_name", {vsan_number(1)}, {text_argument(TYPE_STRING, "a b")}, "letters"},
         {"vsan_name", {vsan_number(1)}, {text_argument(TYPE_STRING, std::string(33, 'x'))}, "32"},
         {"fc", {}, {interface_name(10, 1)}, "no interface fc10/1"},
         {"fc", {}, {argument_of(TYPE_INTERFACE, KIV_IFINDEX(2, 1, 1))}, "no interface"},
-        {"fc_vsan", {port}, {vsan_number(7)}, "no virtual SAN 7"},
         {"fc_speed", {port}, {argument_of(TYPE_INT, int32_t{300})}, "Speeds"},
         {"fc_description", {port}, {text_argument(TYPE_LINE, std::string(81, 'x'))}, "80"},
         {"fc_description", {port}, {text_argument(TYPE_LINE, "a\nb")}, "control"},
@@ -546,12 +511,14 @@ TEST_F(VsanModule, SetsAFileAsideThatItCannotUse)
     const std::string whole = switch_root::read_file(state_file);
     std::string damaged = whole;
     damaged[64 + 64 * 10 + 20] ^= 1; // within the name of vsan 10
-    const std::string configuration = configured;
-    const std::string of_interface = configuration.substr(configuration.find("interface"));
     const struct {
         std::string file;
         std::string left;
-    } cases[] = {{damaged, "vsan 10\n" + of_interface}, {whole.substr(0, 5000), ""}, {"other", ""}};
+    } cases[] = {
+        {damaged, "vsan 10\n" + configured_interface},
+        {whole.substr(0, 5000), ""},
+        {"other", ""},
+    };
     int number = 0;
     for (const auto &row : cases) {
         switch_root::write_file(state_file, row.file);
@@ -565,30 +532,20 @@ TEST_F(VsanModule, SetsAFileAsideThatItCannotUse)
 
 TEST_F(VsanModule, WritesItsFileAnewWhereItIsNotThereOrNotWhole)
 {
-    const std::string backup = std::string(state_file) + ".other";
-    switch_root::write_file(backup, "other");
-    const struct {
-        const char *what;
-        std::function<int()> harm;
-    } cases[] = {
-        {"removed", [] { return unlink(state_file); }},
-        {"cut off", [] { return truncate(state_file, 5000); }},
-        {"replaced", [&] { return rename(backup.c_str(), state_file); }},
-    };
-    for (const auto &row : cases) {
+    const std::string file = state_file;
+    for (const std::string &harm : {"rm " + file, "truncate -s 5000 " + file,
+                                    "echo other >/ubex/other; mv /ubex/other " + file}) {
         {
             const vsan_module first;
             configure();
-            ASSERT_EQ(row.harm(), 0) << row.what;
-            expect_done("no vsan_suspend", {vsan_number(10)});
+            ASSERT_EQ(switch_root::run(harm).status, 0) << harm;
+            expect_done("vsan_name", {vsan_number(10)}, {text_argument(TYPE_STRING, "storage")});
             struct stat status {};
             EXPECT_EQ(stat(state_file, &status), 0);
-            EXPECT_EQ(status.st_mode & 0777U, 0600U) << row.what;
+            EXPECT_EQ(status.st_mode & 0777U, 0600U) << harm;
         }
         const vsan_module second;
-        std::string expected = configured;
-        expected.erase(expected.find("  suspend\n"), std::strlen("  suspend\n"));
-        EXPECT_EQ(running_configuration(), expected) << row.what;
+        EXPECT_EQ(running_configuration(), configured_vsan + configured_interface) << harm;
     }
 }
 

@@ -42,19 +42,25 @@ protected:
 
 using ids_of = std::vector<int32_t>;
 
-TEST_F(ArgumentList, InsertsAndReplaces)
+TEST_F(ArgumentList, InsertsAndReplacesInsideTheRecord)
 {
     fill(3);
     EXPECT_EQ(pinfo_insert_arg_at_index(record.get(), &entries[9], 0), 0);
-    EXPECT_EQ(ids(), (ids_of{9, 0, 1, 2}));
-    pinfo_insert_arg_at_index(record.get(), &entries[8], 4);
+    EXPECT_EQ(pinfo_insert_arg_at_index(record.get(), &entries[8], 4), 0);
     EXPECT_EQ(ids(), (ids_of{9, 0, 1, 2, 8}));
     EXPECT_EQ(pinfo_set_arg(record.get(), &entries[7], 1), 0);
+    for (const int32_t index : {-1, 256, INT32_MAX})
+        EXPECT_EQ(pinfo_insert_arg_at_index(record.get(), &entries[6], index), -1) << index;
+    for (const int32_t index : {INT32_MIN, 0, 257})
+        EXPECT_EQ(pinfo_set_arg(record.get(), &entries[6], index), -1) << index;
     EXPECT_EQ(ids(), (ids_of{7, 0, 1, 2, 8}));
 
     pinfo_insert_arg_at_index(record.get(), &entries[6], 20);
     EXPECT_EQ(record->parameter_count, 6) << "the count grows, wherever the entry goes";
     EXPECT_EQ(record->args[20], &entries[6]);
+    fill(255);
+    EXPECT_EQ(record->args[254], &entries[254]);
+    EXPECT_EQ(record->sup_state, 0) << "behind the list";
 }
 
 TEST_F(ArgumentList, DeletesAlsoPastItsEnd)
@@ -62,7 +68,7 @@ TEST_F(ArgumentList, DeletesAlsoPastItsEnd)
     const struct {
         int32_t index;
         ids_of left;
-    } cases[] = {{1, {1, 2}}, {2, {0, 2}}, {3, {0, 1}}, {5, {0, 1}}, {INT32_MAX, {0, 1}}};
+    } cases[] = {{1, {1, 2}}, {2, {0, 2}}, {3, {0, 1}}, {INT32_MAX, {0, 1}}};
     for (const auto &row : cases) {
         fill(3);
         EXPECT_EQ(pinfo_delete_arg(record.get(), row.index), 0);
@@ -70,60 +76,41 @@ TEST_F(ArgumentList, DeletesAlsoPastItsEnd)
     }
     fill(0);
     pinfo_delete_arg(record.get(), 1);
-    EXPECT_EQ(record->parameter_count, 255);
     pinfo_delete_arg(record.get(), 1);
     EXPECT_EQ(record->parameter_count, 254) << "moves what is behind the list within the record";
 }
 
-TEST_F(ArgumentList, KeepsWhatIsInsertedUncheckedInsideTheRecord)
-{
-    fill(255);
-    EXPECT_EQ(record->parameter_count, 255);
-    EXPECT_EQ(record->args[254], &entries[254]);
-    EXPECT_EQ(record->sup_state, 0);
-    for (const int32_t index : {-1, 256, INT32_MAX}) {
-        fill(3);
-        EXPECT_EQ(pinfo_insert_arg_at_index(record.get(), &entries[9], index), -1) << index;
-        EXPECT_EQ(ids(), (ids_of{0, 1, 2}));
-    }
-    for (const int32_t index : {INT32_MIN, 0, 257})
-        EXPECT_EQ(pinfo_set_arg(record.get(), &entries[9], index), -1) << index;
-}
-
 TEST_F(ArgumentList, FindsTheMaskOfTheLastInterfaces)
 {
-    uint64_t mask = 77;
-    EXPECT_EQ(pinfo_get_latest_intf_mask(record.get(), &mask), -1);
-    EXPECT_EQ(mask, 0U);
     fill(3);
     populate_param_arg(&entries[0], 0, TYPE_INTERFACE, 0x5, nullptr);
     populate_param_arg(&entries[1], 0, TYPE_INT, 0x7, nullptr);
-    EXPECT_EQ(pinfo_get_latest_intf_mask(record.get(), &mask), 0);
-    EXPECT_EQ(mask, 0x5U);
+    const auto expect_mask = [this](uint64_t expected) {
+        uint64_t mask = 77;
+        EXPECT_EQ(pinfo_get_latest_intf_mask(record.get(), &mask), expected == 0 ? -1 : 0);
+        EXPECT_EQ(mask, expected);
+    };
+    expect_mask(0x5);
     populate_param_arg(&entries[2], 0, TYPE_INTERFACE_RANGE, 0x8000000000000009, nullptr);
-    EXPECT_EQ(pinfo_get_latest_intf_mask(record.get(), &mask), 0);
-    EXPECT_EQ(mask, 0x8000000000000009U);
+    expect_mask(0x8000000000000009);
     entries[2].mask = 0;
-    EXPECT_EQ(pinfo_get_latest_intf_mask(record.get(), &mask), -1) << "the last one counts";
-    EXPECT_EQ(mask, 0U);
+    expect_mask(0);
     record->args[2] = nullptr;
-    EXPECT_EQ(pinfo_get_latest_intf_mask(record.get(), &mask), 0);
+    expect_mask(0x5);
+    fill(0);
+    expect_mask(0);
 }
 
 TEST_F(ArgumentList, IsLeftOutOfACopyOfTheSession)
 {
     fill(3);
-    record->command_id = 42;
-    record->filter = 7;
-    std::string("admin").copy(record->username, sizeof record->username);
+    std::memset(record->username, 'u', sizeof record->username);
+    std::vector<unsigned char> bytes(sizeof(pinfo), 0xAA);
     const auto copy = std::make_unique<pinfo>();
     EXPECT_EQ(pinfo_basic_copy(copy.get(), record.get()), 0);
     EXPECT_EQ(copy->parameter_count, 0);
-    EXPECT_EQ(copy->args[2], &entries[2]);
-    EXPECT_EQ(copy->command_id, 42U);
-    EXPECT_EQ(copy->filter, 7U);
-    EXPECT_STREQ(copy->username, "admin");
-    std::vector<unsigned char> bytes(sizeof(pinfo), 0xAA);
+    copy->parameter_count = 3;
+    EXPECT_EQ(std::memcmp(copy.get(), record.get(), sizeof(pinfo)), 0) << "all else is copied";
     pinfo_basic_copy(reinterpret_cast<pinfo *>(bytes.data()), nullptr);
     EXPECT_EQ(std::ranges::count(bytes, 0), static_cast<ptrdiff_t>(bytes.size()));
 }

@@ -29,6 +29,7 @@ TEST(PrintPinfo, ShowsEveryFieldAndEveryTypeOfArgument)
     const auto full = std::make_unique<full_pinfo>();
     expect_golden("full.txt", full->record());
     EXPECT_EQ(printed([] { print_pinfo(nullptr); }), "");
+    EXPECT_EQ(printed([] { print_pinfo_arg(nullptr); }), "");
 }
 
 TEST(PrintPinfo, LeavesOutGenerationWhileCommandsAreExecuted)
@@ -59,37 +60,28 @@ TEST(PrintPinfo, ShowsTheVirtualSansWhereTheirOutputGoes)
     EXPECT_EQ(rest, expected);
 }
 
-TEST(PrintPinfo, ReadsTextsUpToTheirSize)
+// What is behind a text must not be taken for text, nor what is behind the places for one.
+TEST(PrintPinfo, ReadsTextsAndPlacesUpToTheirEnds)
 {
     const auto record = std::make_unique<pinfo>();
     record->vsan_mask = KIV_BMP_INIT(KIV_VSAN_BITS);
     record->ascii_gen = 1;
-    // What is behind each of them must not be taken for text.
-    std::fill(std::begin(record->ascii_command), std::end(record->ascii_command), 'a');
-    std::fill(std::begin(record->vty_id), std::end(record->vty_id), 'v');
-    std::fill(std::begin(record->username), std::end(record->username), 'u');
-    std::fill(std::begin(record->session_id), std::end(record->session_id), 's');
-    const std::string text = printed([&] { print_pinfo(record.get()); });
-    EXPECT_NE(text.find("Session id: " + std::string(32, 's') +
-                        ", Username: " + std::string(32, 'u') + ", Debug_flag: 0"),
-              std::string::npos);
-    EXPECT_NE(text.find("Vty ID: " + std::string(32, 'v') + " User Perms Mask:0\n"),
-              std::string::npos);
-    EXPECT_NE(text.find("Ascii Cmd: " + std::string(512, 'a') + "\n"), std::string::npos);
-    EXPECT_NE(text.find("Ascii command: " + std::string(512, 'a') + " Info flags: 0x0\n"),
-              std::string::npos);
-}
-
-TEST(PrintPinfo, ShowsThePlacesThatTheCountNames)
-{
-    const auto record = std::make_unique<pinfo>();
-    record->vsan_mask = KIV_BMP_INIT(KIV_VSAN_BITS);
+    std::ranges::fill(record->ascii_command, 'a');
+    std::ranges::fill(record->vty_id, 'v');
+    std::ranges::fill(record->username, 'u');
+    std::ranges::fill(record->session_id, 's');
     int32_t value = 5;
     param_arg arg{3, TYPE_INT, 0, &value, 0};
     record->args[254] = &arg;
     record->args[255] = &arg;
     record->parameter_count = 255;
     const std::string text = printed([&] { print_pinfo(record.get()); });
+    for (const std::string &part : {"id: " + std::string(32, 's') + ", ",
+                                    "Username: " + std::string(32, 'u') + ", Debug_flag: 0",
+                                    "Vty ID: " + std::string(32, 'v') + " User Perms Mask:0\n",
+                                    "Ascii Cmd: " + std::string(512, 'a') + "\n",
+                                    "Ascii command: " + std::string(512, 'a') + " Info flags"})
+        EXPECT_EQ(golden::occurrences(text, part), 1U) << part;
     EXPECT_EQ(golden::occurrences(text, "Param Arg ["), 255U);
     EXPECT_TRUE(text.ends_with("\nParam Arg [253].\nParam Arg [254].Token id: 3Integer :5\n"));
 }
@@ -98,11 +90,7 @@ TEST(PrintPinfoArg, ShowsTheTokenAndTheLabelledValue)
 {
     param_arg arg{-4, TYPE_STRING, 0, nullptr, 0};
     const auto text = [&arg] { return printed([&arg] { print_pinfo_arg(&arg); }); };
-    for (const uint32_t type : {0U, uint32_t{TYPE_STRING}, uint32_t{TYPE_URI}, 0x1234U}) {
-        arg.type = type;
-        EXPECT_EQ(text(), "Token id: -4NULL") << type;
-    }
-    EXPECT_EQ(printed([] { print_pinfo_arg(nullptr); }), "");
+    EXPECT_EQ(text(), "Token id: -4NULL");
     kiv_inet_addr address{KIV_INET_IPV4, {10, 0, 0, 1}};
     arg.value = &address;
     const struct {
@@ -114,7 +102,6 @@ TEST(PrintPinfoArg, ShowsTheTokenAndTheLabelledValue)
         {TYPE_IPV4_OR_V6, TYPE_IPV4, "IPv4 OR v6[IPv4]:10.0.0.1"},
         {TYPE_IPV4_OR_V6, 0, "IPv4 OR v6[IPv6]:a00:1::"},
         {TYPE_IPV6, TYPE_IPV4, "IPv6 address:a00:1::"},
-        {TYPE_INT | TYPE_INT_RANGE, 0, "\nUnknown arg"},
         {UINT32_MAX, 0, "\nUnknown arg"},
     };
     for (const auto &row : cases) {

@@ -13,9 +13,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <kiv/parfile.h>
-
-#include "support/files.h"
 #include "support/mapped_file.h"
 #include "support/published_trees.h"
 #include "support/unique_fd.h"
@@ -36,6 +33,8 @@ std::string content_of(int version)
     const auto length = 20000 + static_cast<size_t>(version) % 97;
     return name + std::string(length, static_cast<char>('a' + version % 26)) + name;
 }
+
+constexpr const char *markers[] = {"merged0.par_done", "merged1.par_done", "merged2.par_done"};
 
 constexpr int none = -1, damaged = -2;
 
@@ -75,12 +74,6 @@ pid_t start_process(const std::function<int()> &work)
     return child;
 }
 
-// Returns the raw wait status.
-int in_process(const std::function<int()> &work)
-{
-    return wait_for(start_process(work));
-}
-
 class PublishedTrees : public ::testing::Test {
 protected:
     int found() const { return found_version(files.path()); }
@@ -91,28 +84,20 @@ protected:
 TEST_F(PublishedTrees, AreTheNewestForFreshAndForOldProcesses)
 {
     EXPECT_EQ(published_tree(files.path()), "");
-    std::string name;
     for (int version = 0; version < 12; ++version) {
         if (version % 3 == 1)
-            ASSERT_EQ(in_process([&] { return publish(files.path(), version); }), 0);
+            ASSERT_EQ(wait_for(start_process([&] { return publish(files.path(), version); })), 0);
         else
-            ASSERT_EQ(publish_tree(files.path(), content_of(version), name), 0);
+            ASSERT_EQ(publish(files.path(), version), 0);
         ASSERT_EQ(found(), version) << "within a second, with counters of several processes";
     }
-    EXPECT_EQ(published_tree(files.path()), files.path(name));
-}
-
-TEST_F(PublishedTrees, WinOverMarkersOfTimesToCome)
-{
-    for (int version = 0; version < 3; ++version)
-        ASSERT_EQ(publish(files.path(), version), 0);
-    for (const char *name : {"merged0.par", "merged1.par", "merged2.par"}) {
-        files.write(std::string(name) + "_done", "1");
-        files.set_time(std::string(name) + "_done", std::time(nullptr) + 86400);
+    for (const char *marker : markers) {
+        files.write(marker, "1");
+        files.set_time(marker, std::time(nullptr) + 86400);
     }
-    for (int version = 3; version < 8; ++version) {
+    for (int version = 12; version < 16; ++version) {
         ASSERT_EQ(publish(files.path(), version), 0);
-        EXPECT_EQ(found(), version);
+        EXPECT_EQ(found(), version) << "after markers of times to come";
     }
 }
 
@@ -145,98 +130,39 @@ TEST_F(PublishedTrees, AreAlwaysThereWhileManyPublish)
 
 TEST_F(PublishedTrees, AreForEverybodyToRead)
 {
-    const auto is_readable = [this](const std::string &name) {
-        struct stat status;
-        return stat(files.path(name).c_str(), &status) == 0 && (status.st_mode & 0777) == 0644;
-    };
     ASSERT_EQ(publish(files.path(), 1), 0);
     const mode_t before = umask(077);
     chmod(files.path("merged1.par").c_str(), 0600);
     EXPECT_EQ(publish(files.path(), 2), 0);
     umask(before);
-    EXPECT_TRUE(is_readable("merged1.par"));
-    EXPECT_TRUE(is_readable("merged1.par_done"));
+    for (const char *name : {"merged1.par", "merged1.par_done"}) {
+        struct stat status {};
+        stat(files.path(name).c_str(), &status);
+        EXPECT_EQ(status.st_mode & 0777U, 0644U) << name;
+    }
 }
 
 TEST_F(PublishedTrees, AreRefusedWithAReason)
 {
-    std::string name = "unchanged";
-    files.write("file", "");
-    EXPECT_EQ(publish_tree(files.path("missing"), "x", name), ENOENT);
-    EXPECT_EQ(publish_tree(files.path("file"), "x", name), ENOTDIR);
-    EXPECT_EQ(publish_tree("", "x", name), ENOENT);
-    EXPECT_EQ(published_tree(files.path("missing")), "");
     ASSERT_EQ(publish(files.path(), 1), 0);
     ASSERT_EQ(mkdir(files.path("merged1.par_done").c_str(), 0755), 0);
     files.set_time("merged1.par_done", 1000);
-    EXPECT_EQ(publish_tree(files.path(), "x", name), EISDIR);
+    const std::string longest = files.path(std::string(109 - files.path().size(), 'd'));
+    ASSERT_EQ(mkdir(longest.c_str(), 0755), 0);
+    const std::pair<std::string, int> cases[] = {
+        {files.path("missing"), ENOENT}, {files.path("merged0.par"), ENOTDIR}, {"", ENOENT},
+        {files.path(), EISDIR},          {longest + "/", ENAMETOOLONG},
+    };
+    for (const auto &[directory, error] : cases) {
+        std::string name = "unchanged";
+        EXPECT_EQ(publish_tree(directory, "x", name), error) << directory;
+        EXPECT_EQ(name, "unchanged");
+    }
     EXPECT_EQ(found(), 1);
-    EXPECT_EQ(name, "unchanged");
-    const std::string directory = files.path(std::string(109 - files.path().size(), 'd'));
-    ASSERT_EQ(mkdir(directory.c_str(), 0755), 0);
-    EXPECT_EQ(publish(directory, 2), 0);
-    EXPECT_EQ(found_version(directory), 2);
-    EXPECT_EQ(publish_tree(directory + "/", "x", name), ENAMETOOLONG);
-    EXPECT_EQ(published_tree(directory + "/"), "");
+    EXPECT_EQ(published_tree(longest + "/"), "");
+    EXPECT_EQ(publish(longest, 2), 0);
+    EXPECT_EQ(found_version(longest), 2);
 }
-
-// The other way to write a file of the ring: hide it, write it in place, commit it.
-int publish_in_place(const std::string &directory, int version)
-{
-    static char names[][KIV_PAR_FILE_NAME_SIZE] = {"merged0.par", "merged1.par", "merged2.par"};
-    file_ha_init(directory.c_str(), names, 3);
-    const char *name = file_ha_current_writable_filename();
-    unique_fd file(open((directory + "/" + name).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666));
-    constexpr size_t piece = 5000;
-    const std::string content = content_of(version);
-    for (size_t at = 0; at < content.size(); at += piece) {
-        if (kiv::support::write_all(file.get(), std::string_view(content).substr(at, piece)) != 0)
-            return 1;
-    }
-    const bool written = fsync(file.get()) == 0 && file.close() == 0;
-    return written && file_ha_commit(name) == 0 ? 0 : 1;
-}
-
-// A publisher that is killed, and what readers and the next publisher find. The versions of a round
-// count up; the last that a process is known to have committed is in memory shared with it.
-class KilledPublisher : public PublishedTrees {
-protected:
-    using publisher = int (*)(const std::string &directory, int version);
-
-    KilledPublisher()
-        : acknowledged(new (mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE,
-                                 MAP_SHARED | MAP_ANONYMOUS, -1, 0)) std::atomic<int>(0))
-    {
-    }
-
-    int publish_three(publisher publish_one) const
-    {
-        for (int i = 0; i < 3; ++i) {
-            if (const int error = publish_one(files.path(), *acknowledged + 1); error != 0)
-                return error;
-            ++*acknowledged;
-        }
-        return 0;
-    }
-
-    // Another process publishes after all that has happened. What it made is then a while ago, as
-    // the numbers of two processes within a second say nothing.
-    void publish_after_crash(publisher publish_one) const
-    {
-        ++*acknowledged; // the version of the killed one is not used again
-        ASSERT_EQ(in_process([&] { return publish_three(publish_one); }), 0);
-        ASSERT_EQ(found(), *acknowledged);
-        for (const char *name : {"merged0.par_done", "merged1.par_done", "merged2.par_done"}) {
-            struct stat status;
-            if (stat(files.path(name).c_str(), &status) == 0)
-                files.set_time(name, status.st_mtime - 86400);
-        }
-    }
-
-    void kill_at_every_call(publisher publish_one) const;
-
-    std::atomic<int> *const acknowledged;
-};
 
 constexpr int tracing_refused = 100;
 
@@ -266,13 +192,46 @@ int killed_at_call(int number, const std::function<int()> &work)
     return status;
 }
 
-void KilledPublisher::kill_at_every_call(publisher publish_one) const
+// A publisher that is killed, and what readers and the next publisher find. Versions count up; the
+// last that a process is known to have committed is in memory shared with it.
+class KilledPublisher : public PublishedTrees {
+protected:
+    int publish_three() const
+    {
+        for (int i = 0; i < 3; ++i) {
+            if (const int error = publish(files.path(), *acknowledged + 1); error != 0)
+                return error;
+            ++*acknowledged;
+        }
+        return 0;
+    }
+
+    // Another process publishes after all that has happened. What it made is then a while ago, as
+    // the numbers of two processes within a second say nothing.
+    void publish_after_crash() const
+    {
+        ++*acknowledged; // the version of the killed one is not used again
+        ASSERT_EQ(wait_for(start_process([&] { return publish_three(); })), 0);
+        ASSERT_EQ(found(), *acknowledged);
+        for (const char *marker : markers) {
+            struct stat status;
+            if (stat(files.path(marker).c_str(), &status) == 0)
+                files.set_time(marker, status.st_mtime - 86400);
+        }
+    }
+
+    std::atomic<int> *const acknowledged =
+        new (mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE,
+                  MAP_SHARED | MAP_ANONYMOUS, -1, 0)) std::atomic<int>(0);
+};
+
+TEST_F(KilledPublisher, LeavesTheOldOrTheNewVersionAtEveryCall)
 {
-    publish_after_crash(publish_one);
-    int points = 0, old_versions = 0, new_versions = 0;
-    for (;; ++points) {
-        const int status = killed_at_call(points + 1, [&] { return publish_three(publish_one); });
-        if (WIFEXITED(status) && WEXITSTATUS(status) == tracing_refused)
+    publish_after_crash();
+    int old_versions = 0, new_versions = 0;
+    for (int call = 1;; ++call) {
+        const int status = killed_at_call(call, [&] { return publish_three(); });
+        if (status == tracing_refused << 8)
             GTEST_SKIP() << "processes cannot be traced here";
         const int version = found();
         if (WIFEXITED(status)) {
@@ -281,11 +240,10 @@ void KilledPublisher::kill_at_every_call(publisher publish_one) const
             break;
         }
         ASSERT_TRUE(version == *acknowledged || version == *acknowledged + 1)
-            << "call " << points + 1 << ": version " << version << " after " << *acknowledged;
+            << "call " << call << ": version " << version << " after " << *acknowledged;
         ++(version == *acknowledged ? old_versions : new_versions);
-        ASSERT_NO_FATAL_FAILURE(publish_after_crash(publish_one)) << "call " << points + 1;
+        ASSERT_NO_FATAL_FAILURE(publish_after_crash()) << "call " << call;
     }
-    EXPECT_GT(points, 30);
     EXPECT_GT(old_versions, 20);
     EXPECT_GE(new_versions, 3);
     const auto entries = std::filesystem::directory_iterator(files.path());
@@ -293,30 +251,17 @@ void KilledPublisher::kill_at_every_call(publisher publish_one) const
         << "files, markers, one unfinished, the lock";
 }
 
-TEST_F(KilledPublisher, LeavesTheOldOrTheNewVersionAtEveryCall)
-{
-    kill_at_every_call(publish);
-}
-
-TEST_F(KilledPublisher, LeavesTheOldOrTheNewVersionAtEveryCallOfWritingInPlace)
-{
-    kill_at_every_call(publish_in_place);
-}
-
 TEST_F(KilledPublisher, LeavesTheOldVersionWhereTheDiskTakesHalf)
 {
-    const std::pair<publisher, int> cases[] = {{publish_in_place, SIGXFSZ}, {publish, EFBIG << 8}};
-    for (const auto &row : cases) {
-        publish_after_crash(row.first);
-        const int status = in_process([&] {
-            const rlimit half{10000, RLIM_INFINITY};
-            setrlimit(RLIMIT_FSIZE, &half);
-            return row.first(files.path(), *acknowledged + 1);
-        });
-        EXPECT_EQ(status, row.second);
-        EXPECT_EQ(found(), *acknowledged);
-    }
-    publish_after_crash(publish);
+    publish_after_crash();
+    const pid_t publisher = start_process([&] {
+        const rlimit half{10000, RLIM_INFINITY};
+        setrlimit(RLIMIT_FSIZE, &half);
+        return publish(files.path(), *acknowledged + 1);
+    });
+    EXPECT_EQ(wait_for(publisher), EFBIG << 8);
+    EXPECT_EQ(found(), *acknowledged);
+    publish_after_crash();
 }
 
 } // namespace

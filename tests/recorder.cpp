@@ -18,12 +18,12 @@ void record(int argc, char **argv)
 {
     std::ofstream out("/ubex/recorded");
     for (int i = 0; i < argc; ++i)
-        out << "arg " << argv[i] << '\n';
+        out << '[' << argv[i] << ']';
     sigset_t blocked;
     sigprocmask(SIG_BLOCK, nullptr, &blocked);
     for (const int signal : {SIGHUP, SIGINT, SIGTERM, SIGALRM, SIGCHLD, SIGTSTP}) {
         if (sigismember(&blocked, signal) == 1)
-            out << "blocked " << sigabbrev_np(signal) << '\n';
+            out << " blocked " << sigabbrev_np(signal);
     }
 }
 

@@ -1,9 +1,10 @@
 // Roles: their rules, their texts, and how they are found.
 
+#include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -21,8 +22,6 @@ using kiv_tests::bytes_of;
 using kiv_tests::every_vsan;
 using kiv_tests::printed;
 using kiv_tests::vsans;
-
-const std::string long_name(70, 'n');
 
 kivd_perm_group_conf_entry rule(int32_t type, int32_t command, const char *feature,
                                 int32_t all_features = 0, int32_t slot_state = 0)
@@ -72,35 +71,20 @@ TEST(RoleTexts, OfRolesAreTheSameAsEver)
                        const kivd_static_perm_group bare{"bare", "", "", 1};
                        kivd_static_perm_group_entry_cli_show(&bare);
                    }));
-}
-
-TEST(RoleTexts, GoThroughTheCapture)
-{
-    const kivd_perm_group full = role("san-group", "Manages one SAN", some_rules);
-    const bmask4096 few = vsans({7});
-    const auto show = [&] { kivd_perm_group_entry_cli_show(&full, &few); };
-    const std::string shown = printed(show);
     kiv_set_redir2buf();
-    EXPECT_EQ(printed(show), "");
-    EXPECT_EQ(kiv_get_buf(), shown);
+    EXPECT_EQ(printed([&] { kivd_perm_group_entry_cli_show(&plain, &none); }), "");
+    EXPECT_NE(std::string(kiv_get_buf()).find("Role: empty"), std::string::npos);
     std::free(kiv_get_buf());
     kiv_reset_redir2buf();
 }
 
-TEST(RoleTexts, OfRules)
+TEST(RoleTexts, OfARuleWhoseFeatureHasNoEnd)
 {
     char text[80];
-    const auto line = [&](const kivd_perm_group_conf_entry &entry, int32_t number) {
-        EXPECT_EQ(kivd_perm_group_conf_entry_cli_str_get(text, &entry, number), 0);
-        return std::string(text);
-    };
-    EXPECT_EQ(line(rule(1, 4, "zone"), 1), "rule 1 permit show feature zone");
-    EXPECT_EQ(line(rule(2, 5, "zone", 1), -7), "rule -7 deny exec ");
-    EXPECT_EQ(line(rule(1, 2, "zone", 2), 16), "rule 16 permit config feature zone");
     kivd_perm_group_conf_entry open = rule(1, 2, "");
     std::memset(open.feature, 'f', sizeof open.feature);
-    EXPECT_EQ(line(open, INT32_MIN),
-              "rule -2147483648 permit config feature " + std::string(32, 'f'));
+    EXPECT_EQ(kivd_perm_group_conf_entry_cli_str_get(text, &open, INT32_MIN), 0);
+    EXPECT_EQ(text, "rule -2147483648 permit config feature " + std::string(32, 'f'));
 }
 
 kivd_perm_group_conf_cli_wrapper role_change(int32_t kind, int32_t no_flag)
@@ -129,8 +113,7 @@ TEST(RoleChange, BeginsWithAnEmptySetAndNothingElse)
     kivd_perm_group_conf_cli_wrapper record;
     std::memset(&record, 0xFF, sizeof record);
     kivd_perm_group_conf_cli_wrapper_init(&record);
-    const uint32_t size_of_the_set = 512;
-    EXPECT_EQ(bytes_of(record), std::string(160, '\xFF') + bytes_of(size_of_the_set) +
+    EXPECT_EQ(bytes_of(record), std::string(160, '\xFF') + bytes_of(uint32_t{512}) +
                                     std::string(512, '\0') + std::string(204, '\xFF'));
 }
 
@@ -176,7 +159,6 @@ TEST(Role, IsReadWithinItsBounds)
         EXPECT_EQ(kivd_perm_group_max_rule_id_get(record.get()), count > 0 ? 16 : 0);
         EXPECT_EQ(kivd_perm_group_next_rule_id_get(record.get(), 15), count > 0 ? 16 : -1);
         EXPECT_EQ(kivd_perm_group_next_rule_id_get(record.get(), 16), -1);
-        EXPECT_EQ(kivd_perm_group_locate_entry_by_name(record.get(), 1, "r"), -1);
         EXPECT_EQ(
             kivd_perm_group_locate_entry_by_name(record.get(), 1, std::string(32, 'r').c_str()), 0);
         const std::string shown = printed([&] {
@@ -193,13 +175,8 @@ TEST(Role, KeepsTheNumbersOfItsRules)
     const kivd_perm_group three =
         role("three", "", {rule(1, 1, "a"), rule(1, 1, "b", 0, 1), rule(1, 1, "c")});
     EXPECT_EQ(kivd_perm_group_max_rule_id_get(&three), 3);
-    const int32_t next[] = {1, 3, 3, -1, -1};
-    for (int32_t start = 0; start < 5; ++start)
-        EXPECT_EQ(kivd_perm_group_next_rule_id_get(&three, start), next[start]) << start;
-    EXPECT_EQ(kivd_perm_group_next_rule_id_get(&three, INT32_MIN), 1);
-    const kivd_perm_group emptied = role("emptied", "", {rule(1, 1, "a", 0, -1)});
-    EXPECT_EQ(kivd_perm_group_max_rule_id_get(&emptied), 0);
-    EXPECT_EQ(kivd_perm_group_next_rule_id_get(&emptied, 0), -1);
+    for (const auto &[start, next] : {std::pair{INT32_MIN, 1}, {0, 1}, {1, 3}, {2, 3}, {3, -1}})
+        EXPECT_EQ(kivd_perm_group_next_rule_id_get(&three, start), next) << start;
 }
 
 TEST(Role, IsFoundByItsExactNameWhereItIsValid)
@@ -214,25 +191,21 @@ TEST(Role, IsFoundByItsExactNameWhereItIsValid)
         EXPECT_EQ(locate(table, 4, "tw"), -1);
         EXPECT_EQ(locate(nullptr, 0, "one"), -1);
     }
-    const int32_t next[] = {1, 3, 3, 4, -1};
-    for (int32_t start = 0; start < 5; ++start)
-        EXPECT_EQ(kivd_perm_group_next_role_num_get(table, start, 4), next[start]) << start;
-    EXPECT_EQ(kivd_perm_group_next_role_num_get(table, -3, 4), 1);
+    for (const auto &[start, next] : {std::pair{-3, 1}, {0, 1}, {1, 3}, {3, 4}, {4, -1}})
+        EXPECT_EQ(kivd_perm_group_next_role_num_get(table, start, 4), next) << start;
     table[0].valid = 2;
     EXPECT_EQ(kivd_perm_group_next_role_num_get(table, 0, 4), 3);
-    EXPECT_EQ(kivd_static_perm_group_table_size, 4);
     const auto locate_static = [](const char *name) {
         return kivd_static_perm_group_locate_entry_by_name(kivd_static_perm_group_table, 4, name);
     };
-    EXPECT_EQ(locate_static("network-admin"), 0);
     EXPECT_EQ(locate_static("svc-operator"), 3);
     EXPECT_EQ(locate_static("Network-Admin"), -1);
 }
 
 TEST(Rule, IsCopiedWithoutTheStateOfItsPlace)
 {
-    const kivd_perm_group_conf_entry source = rule(1, 2, long_name.c_str(), 3, 4);
-    EXPECT_EQ(source.feature, long_name.substr(0, 31));
+    const kivd_perm_group_conf_entry source = rule(1, 2, std::string(70, 'n').c_str(), 3, 4);
+    EXPECT_EQ(source.feature, std::string(31, 'n'));
     kivd_perm_group_conf_entry copy{};
     copy.slot_state = 9;
     EXPECT_EQ(kivd_perm_group_conf_entry_copy(&copy, &source), 0);
@@ -243,31 +216,15 @@ TEST(Rule, IsCopiedWithoutTheStateOfItsPlace)
 
 TEST(RoleAssertion, NamesWhatIsWrong)
 {
+    using kiv_tests::failure;
     char text[KIVD_ROLE_TEXT_SIZE];
-    kivd_perm_group_conf_cli_wrapper record = role_change(0, 0);
-    const kivd_perm_group_conf_cli_wrapper of_no_kind = role_change(3, 0);
-    const bmask4096 everything = every_vsan();
-    const struct {
-        const char *function;
-        const char *expression;
-        std::function<void()> run;
-    } rows[] = {
-        {"kivd_perm_group_locate_entry_by_name", "table != nullptr.*",
-         [] { kivd_perm_group_locate_entry_by_name(nullptr, 1, "one"); }},
-        {"kivd_perm_group_rule_type_str_get", "0",
-         [&] { kivd_perm_group_rule_type_str_get(text, 3); }},
-        {"kivd_perm_group_command_type_str_get", "0",
-         [&] { kivd_perm_group_command_type_str_get(text, 6); }},
-        {"kivd_perm_group_entry_cli_show", "list_ptr",
-         [&] { kivd_perm_group_entry_cli_show(nullptr, &everything); }},
-        {"kivd_perm_group_wrapper_cli_str_get", "0",
-         [&] { kivd_perm_group_wrapper_cli_str_get(text, 912, &record); }},
-        {"kivd_perm_group_wrapper_cli_str_get", "0",
-         [&] { kivd_perm_group_wrapper_cli_str_get(text, 911, &of_no_kind); }},
-    };
-    for (const auto &row : rows)
-        EXPECT_DEATH(row.run(), kiv_tests::failure("kivd_lib", row.function, row.expression));
-    record = role_change(1, 0);
+    kivd_perm_group_conf_cli_wrapper record = role_change(1, 0);
+    EXPECT_DEATH(kivd_perm_group_locate_entry_by_name(nullptr, 1, "one"),
+                 failure("kivd_lib", "kivd_perm_group_locate_entry_by_name", "table != nullptr.*"));
+    EXPECT_DEATH(kivd_perm_group_command_type_str_get(text, 6),
+                 failure("kivd_lib", "kivd_perm_group_command_type_str_get", "0"));
+    EXPECT_DEATH(kivd_perm_group_wrapper_cli_str_get(text, 912, &record),
+                 failure("kivd_lib", "kivd_perm_group_wrapper_cli_str_get", "0"));
     record.vsans.size = 4;
     EXPECT_DEATH(kivd_perm_group_wrapper_cli_str_get(text, 911, &record),
                  "bmp_template:[0-9]+: .*vsan_bitset_sprintf");

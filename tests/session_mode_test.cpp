@@ -3,15 +3,9 @@
 #include <climits>
 #include <csignal>
 #include <string>
-#include <string_view>
-#include <vector>
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <poll.h>
-#include <spawn.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "lab/kiv/answer.h"
@@ -23,25 +17,19 @@ namespace {
 
 using namespace kiv_shell;
 using namespace shell_child;
-using std::string_view;
 using ::testing::AllOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-std::string repeated(const std::string &text, size_t count)
-{
-    std::string all;
-    for (size_t i = 0; i < count; ++i)
-        all += text;
-    return all;
-}
-
 TEST(Answer, IsSentInPiecesOfWhichOnlyTheLastLooksLikeTheEnd)
 {
     for (const std::string &word : {success, callback_error, parse_error, std::string("x\n")}) {
         for (size_t shift = 0; shift <= success.size(); ++shift) {
-            const std::string answer = std::string(shift, 'x') + repeated(word, 1000) + success;
+            std::string answer(shift, 'x');
+            for (int i = 0; i < 1000; ++i)
+                answer += word;
+            answer += success;
             size_t sent = 0;
             while (sent < answer.size()) {
                 const size_t length = next_piece(answer, sent);
@@ -61,13 +49,11 @@ TEST(XmlShow, HoldsAnyOutput)
         std::string output;
         std::string lines;
     } cases[] = {
-        {"", ""},
         {"a\n\nb", "<line>a</line>\n<line></line>\n<line>b</line>\n"},
         {"<a href=\"x\">&amp;\n", "<line>&lt;a href=&quot;x&quot;&gt;&amp;amp;</line>\n"},
-        {"\t\xC3\xBC\n", "<line>&#9;\xC3\xBC</line>\n"},
-        {"]]>\r\n", "<line>]]&gt;<byte value=\"0d\"/></line>\n"},
-        {std::string("\0\x1B", 2), "<line><byte value=\"00\"/><byte value=\"1b\"/></line>\n"},
-        {"\xFF\xC3", "<line><byte value=\"ff\"/><byte value=\"c3\"/></line>\n"},
+        {"\t\xC3\xBC]]>\r\n", "<line>&#9;\xC3\xBC]]&gt;<byte value=\"0d\"/></line>\n"},
+        {std::string("\0\xFF\xC3", 3),
+         "<line><byte value=\"00\"/><byte value=\"ff\"/><byte value=\"c3\"/></line>\n"},
         {"\xEF\xBF\xBE",
          "<line><byte value=\"ef\"/><byte value=\"bf\"/><byte value=\"be\"/></line>\n"},
     };
@@ -101,13 +87,9 @@ TEST_F(SessionMode, AnswersEachLineButAnEmptyOneOnce)
         {"\r", success},
         {"! comment", success},
         {"exit", success},
-        {"exit", success},
         {"end", success},
         {"show",
          "show\n    ^\n% incomplete command; expected: running-config, version\n" + parse_error},
-        {"show running-config peer",
-         "% only the peer variant of the shell (-L) shows the peer's configuration\n" +
-             callback_error},
         {"show version > /ubex", "% /ubex: Is a directory\n" + callback_error},
         {"conf t\n", success},
         {"vsan 1", success},
@@ -115,14 +97,12 @@ TEST_F(SessionMode, AnswersEachLineButAnEmptyOneOnce)
         {std::string("name \0", 6), "name \\x00\n     ^\n% control character\n" + parse_error},
         {"end", success},
         {"show running-config > /ubex/shown", success},
-        {"exit", success},
     };
     running_shell shell;
     for (const auto &row : cases)
         EXPECT_EQ(shell.answer_to(row.line), row.answer) << row.line;
-    EXPECT_THAT(switch_root::read_file(running_file),
-                HasSubstr("vsan 1\n  name " + success + "\n"));
-    EXPECT_THAT(switch_root::read_file("/ubex/shown"), HasSubstr("\nvsan 1\n"));
+    EXPECT_THAT(switch_root::read_file("/ubex/shown"),
+                HasSubstr("\nvsan 1\n  name " + success + "\n"));
     EXPECT_TRUE(shell.send("END_KIV\n"));
     EXPECT_EQ(shell.answer(), "");
     EXPECT_EQ(shell.status(), 0);
@@ -133,17 +113,18 @@ TEST_F(SessionMode, ShowsXmlFromOneCommandToTheOther)
     running_shell shell;
     const std::string text = shell.answer_to("show version");
     EXPECT_THAT(text, AllOf(StartsWith("Shell: "), EndsWith("\n" + success)));
-    EXPECT_EQ(shell.answer_to("xml-show on\n"), success);
     EXPECT_EQ(shell.answer_to("conf t"), success);
     EXPECT_EQ(shell.answer_to("switchname \"<a>\""), success);
-    EXPECT_EQ(shell.answer_to("xml-show on"), success) << "in every mode";
+    EXPECT_EQ(shell.answer_to("xml-show on\n"), success) << "in every mode";
     EXPECT_EQ(shell.answer_to("end"), success);
     EXPECT_THAT(shell.answer_to("sh run"),
                 AllOf(StartsWith("<show command=\"show running-config\">\n<line>"),
                       HasSubstr("\n<line>switchname &lt;a&gt;</line>\n"),
                       EndsWith("</show>\n" + success)));
-    EXPECT_THAT(shell.answer_to("show running-config peer"), StartsWith("% only the peer"));
-    for (const char *line : {"xml-show", "xml-show yes", "xml-show on off"})
+    EXPECT_EQ(shell.answer_to("show running-config peer"),
+              "% only the peer variant of the shell (-L) shows the peer's configuration\n" +
+                  callback_error);
+    for (const char *line : {"xml-show", "xml-show on off"})
         EXPECT_THAT(shell.answer_to(line), EndsWith("^\n% expected: off, on\n" + parse_error));
     EXPECT_THAT(shell.answer_to("\"xml-show\" off"), HasSubstr("unknown word"));
     EXPECT_EQ(shell.answer_to("xml-show  off "), success);
@@ -169,8 +150,6 @@ TEST_F(SessionMode, WritesAnAnswerSoThatItsEndIsFound)
     }
     shell.answer_to(" show version");
     EXPECT_EQ(shell.pieces().size(), 1U);
-    shell.answer_to("show versoin");
-    EXPECT_EQ(shell.pieces().back(), parse_error);
 }
 
 TEST_F(SessionMode, TakesLinesOfAnyLengthThatComeInAnyPieces)
@@ -180,25 +159,16 @@ TEST_F(SessionMode, TakesLinesOfAnyLengthThatComeInAnyPieces)
     EXPECT_THAT(shell.answer_to(unknown), AllOf(StartsWith("xxx"), EndsWith("\n" + parse_error)));
     EXPECT_EQ(shell.answer_to("conf t"), success);
     EXPECT_EQ(shell.answer_to("banner " + unknown), success);
-    EXPECT_EQ(shell.answer_to("end"), success);
-    EXPECT_TRUE(shell.answer_to("show running-config").ends_with(unknown + "\n" + success));
-    for (const char piece : string_view("show nothing"))
-        EXPECT_TRUE(shell.send({&piece, 1}));
-    EXPECT_THAT(shell.answer_to(""), HasSubstr("unknown word \"nothing\""));
-    EXPECT_TRUE(shell.send("conf t\nend\nshow nothing\n"));
+    for (const char *piece : {"e", "nd\nsh", "ow nothing\n"})
+        EXPECT_TRUE(shell.send(piece));
     std::string all;
     while (!all.ends_with(parse_error))
         all += shell.answer();
-    EXPECT_THAT(all, StartsWith(success + success + "show nothing\n"));
-}
-
-TEST_F(SessionMode, AnswersALineThatIsTooLongAndEnds)
-{
-    running_shell shell;
-    const std::string piece(1 << 20, 'x');
+    EXPECT_THAT(all, AllOf(StartsWith(success + "show nothing\n"), HasSubstr("word \"nothing\"")));
+    EXPECT_TRUE(shell.answer_to("show running-config").ends_with(unknown + "\n" + success));
     for (int i = 0; i < 64; ++i)
-        EXPECT_TRUE(shell.send(piece));
-    shell.send(piece);
+        EXPECT_TRUE(shell.send(unknown));
+    shell.send(unknown);
     EXPECT_EQ(shell.answer(), "% standard input: line too long\n" + parse_error);
     EXPECT_EQ(shell.status(), 1);
 }

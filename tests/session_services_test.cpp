@@ -40,62 +40,52 @@ TEST(DebugFilter, ReportsWhatIsOn)
               "kiv ASCIIGEN debug is on\n");
 }
 
-TEST(ShellState, HoldsWhatItIsGiven)
+TEST(ShellState, CountsCommandsFromItsStart)
 {
-    EXPECT_EQ(kiv_asciigen_internal_start_stop_get(), 0);
     kiv_asciigen_internal_cmd_punch();
     kiv_asciigen_internal_cmd_init();
     EXPECT_EQ(kiv_asciigen_internal_cmd_count_get(), 0);
-    EXPECT_EQ(kiv_asciigen_internal_start_stop_get(), 1);
     kiv_asciigen_internal_cmd_punch();
-    kiv_asciigen_internal_cmd_punch();
-    EXPECT_EQ(kiv_asciigen_internal_cmd_count_get(), 2);
-    int root;
-    int history;
-    kiv_parse_tree_root_set(&root);
-    kiv_submode_cmd_history_init(&history);
-    EXPECT_EQ(kiv_parse_tree_root_get(), &root);
-    EXPECT_EQ(kiv_get_submode_cmd_history(), &history);
-    EXPECT_EQ(kiv_get_timeout_user_value(-1), 0);
-    EXPECT_EQ(kiv_get_timeout_user_value(30), 30);
+    EXPECT_EQ(kiv_asciigen_internal_cmd_count_get(), 1);
     char text[] = "MiXed \xC4 09";
     kiv_convert_str_to_lower_case(text);
-    EXPECT_STREQ(text, "mixed \xC4 09");
+    EXPECT_STREQ(text, "mixed \xC4 09") << "letters of other alphabets stay";
 }
 
 TEST(TransportErrors, HaveTheirMessages)
 {
-    const std::string query =
-        "Process did not respond within the expected timeframe, please try again.\n";
-    const std::string change =
-        "Process did not respond within the expected timeframe\n"
-        "Please check if the command was successful using appropriate show commands\n";
     EXPECT_EQ(printed([] { kiv_print_ovra_error_message(9, EPIPE); }),
               "Communication could not be established with the process\n");
-    EXPECT_EQ(printed([] { kiv_print_ovra_error_message(1, ETIME); }), query);
-    for (const int32_t kind : {2, 6})
-        EXPECT_EQ(printed([kind] { kiv_print_timeout_message(kind); }), change) << kind;
+    EXPECT_EQ(printed([] { kiv_print_ovra_error_message(1, ETIME); }),
+              "Process did not respond within the expected timeframe, please try again.\n");
+    EXPECT_EQ(printed([] { kiv_print_timeout_message(2); }),
+              "Process did not respond within the expected timeframe\n"
+              "Please check if the command was successful using appropriate show commands\n");
     testing::internal::CaptureStderr();
     errno = ENOMEM;
     EXPECT_EQ(kiv_print_ovra_error_message(1, EACCES), 0);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "Internal CLI error: Cannot allocate memory\n");
-    for (const int32_t kind : {0, 7})
-        EXPECT_DEATH(kiv_print_timeout_message(kind),
-                     kiv_tests::failure("kiv_lib", "kiv_print_timeout_message", "0"));
+    EXPECT_DEATH(kiv_print_timeout_message(0),
+                 kiv_tests::failure("kiv_lib", "kiv_print_timeout_message", "0"));
 }
 
-TEST(TerminalNotice, ReachesTheTerminal)
+TEST(TerminalNotice, ReachesTheTerminalThatThereIs)
 {
     const terminal::pseudo_terminal user;
     ASSERT_TRUE(user);
     const std::string tty = user.name().substr(std::strlen("/dev/"));
     EXPECT_EQ(notify_session(tty.c_str(), "going down"), 0);
     EXPECT_EQ(user.seen(12), "going down\r\n");
-
     dup2(user.slave(), STDIN_FILENO);
     EXPECT_EQ(display_terminal("now"), 0);
     EXPECT_EQ(user.seen(4), std::string("now\0", 4)) << "with its NUL";
+
+    close(STDIN_FILENO);
+    EXPECT_EQ(display_terminal("nobody"), 0);
+    EXPECT_NE(notify_session("no/such/terminal", "nobody 2>/dev/null"), 0);
+    const std::string message(KIV_NOTICE_COMMAND_SIZE, 'm');
+    EXPECT_EQ(notify_session("null", message.c_str()), -1) << "too long";
 }
 
 // The message is part of a command line: this one has the rest of that line written to a file.
@@ -108,15 +98,6 @@ TEST(TerminalNotice, GoesToTheConsoleAndThenToThirtyTwoTerminals)
         expected += " > /dev/pts/" + std::to_string(number);
     EXPECT_EQ(golden::content_of(path), expected);
     unlink(path.c_str());
-}
-
-TEST(TerminalNotice, HasNoReaderWithoutATerminal)
-{
-    close(STDIN_FILENO);
-    EXPECT_EQ(display_terminal("nobody"), 0);
-    EXPECT_NE(notify_session("no/such/terminal", "nobody 2>/dev/null"), 0);
-    const std::string message(KIV_NOTICE_COMMAND_SIZE, 'm');
-    EXPECT_EQ(notify_session("null", message.c_str()), -1);
 }
 
 TEST(LogFile, GrowsUntilItIsCleared)
@@ -137,19 +118,17 @@ TEST(Clock, CountsTheMicrosecondsOfTheHourIn32Bits)
     static_assert(midnight % (24 * hour) == 0);
     EXPECT_EQ(kiv::microseconds_of_hour({midnight + 10 * hour + 15 * 60 + 30, 250'000}), 930250000);
     EXPECT_EQ(kiv::microseconds_of_hour({midnight + 10 * hour + 59 * 60 + 59, 0}), -695967296);
-    const auto of_hour = [](const timeval &time) {
-        return static_cast<uint32_t>(time.tv_sec % 3600 * 1'000'000 + time.tv_usec);
-    };
     timeval before;
     timeval after;
-    uint32_t value;
+    int32_t value;
     do {
         gettimeofday(&before, nullptr);
-        value = static_cast<uint32_t>(kiv_time());
+        value = kiv_time();
         gettimeofday(&after, nullptr);
-    } while (of_hour(after) < of_hour(before));
-    EXPECT_GE(value, of_hour(before));
-    EXPECT_LE(value, of_hour(after));
+    } while (before.tv_sec / hour != after.tv_sec / hour);
+    const auto since_before = static_cast<uint32_t>(value - kiv::microseconds_of_hour(before));
+    EXPECT_LE(since_before, static_cast<uint32_t>(kiv::microseconds_of_hour(after) -
+                                                  kiv::microseconds_of_hour(before)));
 }
 
 class VsanMask : public testing::Test {
@@ -160,40 +139,29 @@ protected:
         return kiv_is_vsan_range_allowed(&mask, &asked);
     }
 
-    std::string shown() const
-    {
-        return printed([this] { kiv_print_vsan_mask(&mask); });
-    }
-
-    void fill() { mask = kiv_tests::every_vsan(); }
-    void clear(uint32_t vsan) { mask.bytes[vsan / 8] &= static_cast<uint8_t>(~(1U << vsan % 8)); }
-
     bmask4096 mask = KIV_BMP_INIT(KIV_VSAN_BITS);
 };
 
 TEST_F(VsanMask, IsAskedForOneAndForRanges)
 {
-    EXPECT_EQ(kiv_is_user_vsan_restricted(&mask), 1);
-    fill();
+    mask = kiv_tests::every_vsan();
     EXPECT_EQ(kiv_is_user_vsan_restricted(&mask), 0);
     EXPECT_EQ(range(0, 4095), 1);
     EXPECT_EQ(range(0, 4096), 0);
     EXPECT_EQ(range(-1, 3), 0);
     EXPECT_EQ(range(INT32_MIN, INT32_MAX), 0);
-    EXPECT_EQ(kiv_is_vsan_allowed(&mask, 4095), 1);
     EXPECT_EQ(kiv_is_vsan_allowed(&mask, 4096), 0);
-    // Every range around a forbidden number, against asking for each number.
+    // Every range around a forbidden number.
     for (const uint32_t forbidden : {0U, 7U, 8U, 63U, 64U, 100U, 4095U}) {
-        fill();
-        clear(forbidden);
+        mask = kiv_tests::every_vsan();
+        mask.bytes[forbidden / 8] &= static_cast<uint8_t>(~(1U << forbidden % 8));
+        EXPECT_EQ(kiv_is_vsan_allowed(&mask, forbidden), 0);
         EXPECT_EQ(kiv_is_user_vsan_restricted(&mask), 1);
+        const auto at = static_cast<int32_t>(forbidden);
         for (int32_t first = 0; first < 140; ++first) {
-            for (int32_t last = first - 1; last < 140; ++last) {
-                int expected = 1;
-                for (int32_t vsan = first; vsan <= last; ++vsan)
-                    expected &= kiv_is_vsan_allowed(&mask, static_cast<uint32_t>(vsan));
-                ASSERT_EQ(range(first, last), expected) << first << " to " << last;
-            }
+            for (int32_t last = first - 1; last < 140; ++last)
+                ASSERT_EQ(range(first, last), first <= at && at <= last ? 0 : 1)
+                    << first << " to " << last << " without " << at;
         }
     }
     mask.size = 4;
@@ -204,23 +172,22 @@ TEST_F(VsanMask, IsAskedForOneAndForRanges)
 
 TEST_F(VsanMask, IsShownAsAListThroughTheCapture)
 {
+    const auto shown = [this] { return printed([this] { kiv_print_vsan_mask(&mask); }); };
     EXPECT_EQ(shown(), "Permitted vsans:none\n");
     mask = kiv_tests::vsans({0, 1, 3, 4, 4095});
-    const std::string list = shown();
-    EXPECT_EQ(list, "Permitted vsans:0-1,3-4,4095\n");
     kiv_set_redir2buf();
     EXPECT_EQ(shown(), "");
-    EXPECT_EQ(kiv_get_buf(), list);
+    EXPECT_STREQ(kiv_get_buf(), "Permitted vsans:0-1,3-4,4095\n");
     free(kiv_get_buf());
     kiv_reset_redir2buf();
 }
 
 TEST(InterfaceTypes, BelongToVirtualSansOrNot)
 {
-    for (uint32_t type = 0; type <= 70; ++type) {
-        const bool per_vsan = type == 1 || type == 4 || type == 16 || type == 64;
-        EXPECT_EQ(kiv_is_interface_type_per_vsan(type), per_vsan ? 1 : 0) << type;
-    }
+    std::string types;
+    for (uint32_t type = 0; type <= 70; ++type)
+        types += kiv_is_interface_type_per_vsan(type) == 1 ? std::to_string(type) + ' ' : "";
+    EXPECT_EQ(types, "1 4 16 64 ");
     EXPECT_EQ(printed([] { EXPECT_EQ(kiv_is_interface_type_restricted(), 1); }),
               "kiv_is_interface_type_restricted: modified/stubbed!\n");
 }
@@ -236,16 +203,14 @@ TEST(InterfaceHelp, HoldsFiveFields)
     EXPECT_EQ(kiv_intf_help_info_add(&info, "sixth", 0, 0), -1);
     EXPECT_EQ(std::memcmp(&info, &full, sizeof info), 0);
 
-    kiv_intf_help_info copy;
     EXPECT_EQ(kiv_intf_help_info_copy(&info, nullptr), -1);
+    kiv_intf_help_info copy;
     EXPECT_EQ(kiv_intf_help_info_copy(&info, &copy), 0);
-    EXPECT_EQ(std::memcmp(&copy, &full, sizeof copy), 0);
     EXPECT_EQ(printed([&] { kiv_intf_help_info_show(&copy); }),
               "\n Interface help information:\nIntf help str:slot/port \t " + std::string(63, 'n') +
                   " <1-9>\n\t port <-2-2>\n\t port <-3-3>\n\t port <-4-4>\n\t port <-5-5>\n");
     EXPECT_EQ(kiv_intf_help_info_copy(nullptr, &copy), 0);
     EXPECT_EQ(printed([&] { kiv_intf_help_info_show(&copy); }), "\n Interface help information:\n");
-    EXPECT_EQ(kiv_intf_help_info_show(nullptr), -1);
     for (const int32_t count : {-1, 6, INT32_MAX}) {
         info.field_count = count;
         EXPECT_EQ(kiv_intf_help_info_add(&info, "field", 0, 0), -1) << count;

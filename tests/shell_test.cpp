@@ -3,11 +3,9 @@
 #include <algorithm>
 #include <csignal>
 #include <cstddef>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -15,16 +13,14 @@
 
 #include <kiv/kiv_exec_lib.h>
 
-#include "argument_words.h"
-#include "lab/kiv/argument_types.h"
 #include "lab/kiv/configuration.h"
 #include "lab/kiv/files.h"
-#include "lab/kiv/parser.h"
 #include "lab/kiv/run.h"
 #include "lab/kiv/session.h"
 #include "lab/kiv/store.h"
 #include "small_tree.h"
 #include "switch_root.h"
+#include "terminal.h"
 
 namespace {
 
@@ -46,9 +42,7 @@ protected:
     void SetUp() override
     {
         switch_root::require();
-        for (const char *file : {running_file, "/ubex/cfg/running.cfg.new", "/ubex/cfg/.lock"})
-            unlink(file);
-        rmdir(store_directory);
+        switch_root::run("rm -rf /ubex/cfg");
     }
 
     // Runs lines in a session of its own. Returns whether all were done.
@@ -66,15 +60,6 @@ protected:
         write_file("/ubex/apply.cfg", text);
         session shell(chosen, tree, store, standard_streams());
         return run_configuration_file(shell, "/ubex/apply.cfg");
-    }
-
-    std::string shown() const
-    {
-        session shell(chosen, tree, store, standard_streams());
-        std::string text;
-        bool is_partial = false;
-        EXPECT_EQ(shell.read_configuration(text, is_partial), failure());
-        return text;
     }
 
     // What the file means.
@@ -102,16 +87,11 @@ TEST_F(Session, EntersAndLeavesModes)
     EXPECT_FALSE(run_lines({"misplaced"})) << "a setting, but not of configuration mode";
     EXPECT_FALSE(run_lines({"configure terminal", "no vsan 01", "vsan 0"}));
     EXPECT_EQ(kept(), "name c\n");
-}
-
-TEST_F(Session, LimitsModesWithinModes)
-{
-    std::vector<std::string> lines{"configure terminal"};
-    lines.resize(most_modes - 1, "vsan 1");
-    lines.front() = "configure terminal";
-    EXPECT_TRUE(run_lines(lines));
-    lines.emplace_back("vsan 1");
-    EXPECT_FALSE(run_lines(lines));
+    std::vector<std::string> deep(most_modes, "vsan 1");
+    deep.front() = "configure terminal";
+    EXPECT_FALSE(run_lines(deep));
+    deep.pop_back();
+    EXPECT_TRUE(run_lines(deep));
 }
 
 TEST_F(Session, ShowsWhatCanBeAppliedAgain)
@@ -121,50 +101,45 @@ TEST_F(Session, ShowsWhatCanBeAppliedAgain)
                              "vsan 3\nhost \"!x\"\nhost \"\"\n"
                              "name \">\"\n";
     EXPECT_EQ(apply(text), status_done);
-    EXPECT_EQ(shown(), text);
-    EXPECT_EQ(apply("vsan 3\nexit\nno host \"!x\"\nno host \"\"\n"), status_done);
-    EXPECT_THAT(shown(), EndsWith("vsan 3\n  exit\nname \">\"\n"));
-}
-
-TEST_F(Session, AppliesAFileThatIsNotIndented)
-{
-    EXPECT_EQ(apply("! x\r\nvsan 1\r\nname a\nhost b\nname outer\nend\nvsan 2\nno host b"),
-              status_done);
-    EXPECT_EQ(kept(), "vsan 1\n  name a\nvsan 2\nname outer\n");
+    std::string shown;
+    bool is_partial = false;
+    session shell(chosen, tree, store, standard_streams());
+    EXPECT_EQ(shell.read_configuration(shown, is_partial), failure());
+    EXPECT_EQ(shown, text);
+    EXPECT_EQ(
+        apply("! x\r\nvsan 3\r\nname not-indented\nno host \"!x\"\nno host \"\"\nend\nhost b"),
+        status_done);
+    EXPECT_THAT(kept(), EndsWith("vsan 3\n  name not-indented\nhost b\nname \">\"\n"));
 }
 
 TEST_F(Store, KeepsTheChangesOfAllWriters)
 {
     constexpr int writers = 4, changes = 15;
-    std::vector<pid_t> children;
     for (int writer = 0; writer < writers; ++writer) {
-        const pid_t child = fork();
-        if (child == 0) {
-            bool done = true;
-            for (int i = 0; i < changes; ++i) {
-                const std::string host = std::to_string(writer) + "-" + std::to_string(i);
-                done = run_lines({"configure terminal", "host " + host}) && done;
-            }
-            _exit(done ? 0 : 1);
+        if (fork() != 0)
+            continue;
+        bool done = true;
+        for (int i = 0; i < changes; ++i) {
+            const std::string host = std::to_string(writer) + "-" + std::to_string(i);
+            done = run_lines({"configure terminal", "host " + host}) && done;
         }
-        children.push_back(child);
+        _exit(done ? 0 : 1);
     }
-    for (const pid_t child : children) {
-        int status = -1;
-        waitpid(child, &status, 0);
+    for (int status = 0; wait(&status) > 0;)
         EXPECT_EQ(status, 0);
-    }
     const std::string text = kept();
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), writers * changes) << text;
 }
 
-// Replaces the file by one of two texts in turn, and appends a line to each, until it is killed;
+const std::string texts[] = {std::string(300000, 'a') + "\n", std::string(400000, 'b') + "\n"};
+const std::string appended = std::string(3000, 'c') + "\n";
+
+// Replaces the file by one of the texts in turn, and appends a line to each, until it is killed;
 // with a byte into the pipe after each.
-[[noreturn]] void write_for_ever(configuration_store &store, const std::string (&texts)[2],
-                                 const std::string &line, int mark)
+[[noreturn]] void write_for_ever(configuration_store &store, int mark)
 {
     for (size_t i = 0;; ++i) {
-        if (store.lock() || store.replace(texts[i % 2]) || store.append(line, store.now()))
+        if (store.lock() || store.replace(texts[i % 2]) || store.append(appended, store.now()))
             _exit(1);
         store.unlock();
         if (write(mark, "x", 1) != 1)
@@ -174,24 +149,20 @@ TEST_F(Store, KeepsTheChangesOfAllWriters)
 
 TEST_F(Store, IsWholeWhileItIsWrittenAndWhenTheWriterIsKilled)
 {
-    const std::string texts[] = {std::string(300000, 'a') + "\n", std::string(400000, 'b') + "\n"};
-    const std::string line(3000, 'c');
     const auto is_whole = [&] {
         std::string text;
         bool no_tail = false;
         EXPECT_EQ(store.read(text, no_tail), failure());
-        if (text.ends_with(line + "\n"))
-            text.resize(text.size() - line.size() - 1);
+        if (text.ends_with(appended))
+            text.resize(text.size() - appended.size());
         return text == texts[0] || text == texts[1];
     };
     for (int round = 0; round < 10; ++round) {
         int marks[2];
         ASSERT_EQ(pipe(marks), 0);
         const pid_t child = fork();
-        if (child == 0) {
-            close(marks[0]);
-            write_for_ever(store, texts, line + "\n", marks[1]);
-        }
+        if (child == 0)
+            write_for_ever(store, marks[1]);
         close(marks[1]);
         int torn = 0;
         char mark = 0;
@@ -213,9 +184,12 @@ TEST_F(Store, TakesUpWhereAWriterWasKilled)
 {
     ASSERT_EQ(mkdir(store_directory, 0755), 0);
     write_file(running_file, "host a\nvsan 1\n  name of ha");
+    write_file("/ubex/victim", "kept");
+    ASSERT_EQ(symlink("/ubex/victim", "/ubex/cfg/running.cfg.new"), 0);
     EXPECT_EQ(kept(), "vsan 1\nhost a\n");
-    EXPECT_TRUE(run_lines({"configure terminal", "host b"}));
-    EXPECT_EQ(kept(), "vsan 1\nhost a\nhost b\n");
+    EXPECT_TRUE(run_lines({"configure terminal", "host b", "no vsan 1"}));
+    EXPECT_EQ(kept(), "host a\nhost b\n");
+    EXPECT_EQ(read_file("/ubex/victim"), "kept");
 }
 
 TEST_F(Store, DoesNotGrowWithoutEnd)
@@ -246,17 +220,6 @@ TEST_F(Store, LeavesWhatItCannotReadAlone)
     refused();
 }
 
-TEST_F(Store, WritesOverNothingThatAnUnfinishedChangeLeft)
-{
-    const std::string victim = "/ubex/victim";
-    write_file(victim, "kept");
-    ASSERT_EQ(mkdir(store_directory, 0755), 0);
-    ASSERT_EQ(symlink(victim.c_str(), "/ubex/cfg/running.cfg.new"), 0);
-    EXPECT_TRUE(run_lines({"configure terminal", "host a"}));
-    EXPECT_EQ(kept(), "host a\n");
-    EXPECT_EQ(read_file(victim), "kept");
-}
-
 using Program = OnSwitch;
 
 outcome run_shell(const std::string &arguments, const std::string &input = {})
@@ -266,17 +229,15 @@ outcome run_shell(const std::string &arguments, const std::string &input = {})
 
 TEST_F(Program, HasAnExitStatusAndAMessageForEachFault)
 {
-    struct program_case {
+    const std::string blanks(58, ' ');
+    write_file("/ubex/lines", "configure terminal\nswitchname a\n\nfoo\nswitchname b\n");
+    const struct {
         std::string arguments;
         int status;
-        std::string error;
-    };
-    const std::string blanks(58, ' ');
-    const program_case cases[] = {
-        {"-c ''", 0, ""},
+        std::string error; // how it begins
+    } cases[] = {
         {"-V '1 2' -q -1 -c '! nothing' -L -o 1 -e 0x8000", 0, ""},
         {"-c 'show version' >&-", 1, "% standard output: Bad file descriptor\n"},
-        {"--help >&-", 1, "kiv: standard output: Bad file descriptor\n"},
         {"<&-", 0, ""},
         {"-c 'show versoin'", 1,
          "show versoin\n     ^\n% unknown word \"versoin\"; expected: running-config, version\n"},
@@ -285,72 +246,52 @@ TEST_F(Program, HasAnExitStatusAndAMessageForEachFault)
         {"-c 'show" + blanks + "versoin" + std::string(60, 'x') + "'", 1,
          "...ow" + blanks + "versoin" + std::string(53, 'x') + "...\n" + std::string(63, ' ') +
              "^\n"},
-        {"-c 'show running-config peer'", 1, "% only the peer variant"},
-        {"-c 'show version > /ubex'", 1, "% /ubex: Is a directory\n"},
         {"-c 'show version > /dev/full'", 1, "% /dev/full: No space left on device\n"},
+        {"-f /ubex/lines", 1, "foo\n^\n/ubex/lines:4: % unknown word \"foo\""},
         {"-f /ubex/missing", 1, "kiv: /ubex/missing: No such file or directory\n"},
         {"-r /ubex", 1, "kiv: /ubex: Is a directory\n"},
         {"-c", 2, "kiv: -c needs an operand"},
         {"-c a -r b", 2, "kiv: only one of -c, -f, -r and --session"},
-        {"-e 1x", 2, "kiv: not a number: 1x"},
         {"-q 99999999999", 2, "kiv: not a number"},
         {"-o 0x-1", 2, "kiv: not a number: 0x-1"},
         {"-nR", 2, "kiv: unknown option -nR"},
     };
-    for (const program_case &row : cases) {
+    for (const auto &row : cases) {
         const outcome result = run_shell(row.arguments);
         EXPECT_EQ(result.status, row.status) << row.arguments;
         EXPECT_THAT(result.error, StartsWith(row.error)) << row.arguments;
         EXPECT_EQ(result.error.empty(), row.error.empty()) << row.arguments;
     }
-}
-
-TEST_F(Program, PromptsOnATerminal)
-{
-    const unique_fd terminal(posix_openpt(O_RDWR | O_NOCTTY));
-    ASSERT_TRUE(grantpt(terminal.get()) == 0 && unlockpt(terminal.get()) == 0);
-    const std::string name = ptsname(terminal.get());
-    const unique_fd typed(open(name.c_str(), O_RDWR | O_NOCTTY));
-    write_all(terminal.get(), "configure terminal\nvsan 1\nend\nexit\n");
-    EXPECT_EQ(switch_root::run("/lc/ubexboot/bin/kivboot -q 1 <" + name).output,
-              "kiv(boot)# kiv(boot)(config)# kiv(boot)(config-vsan)# kiv(boot)# ");
+    EXPECT_EQ(kept(), "switchname a\n") << "lines behind the one that failed";
 }
 
 TEST_F(Program, ReadsCommandsFromStandardInputAndGoesOnAfterErrors)
 {
+    const terminal::pseudo_terminal user;
+    user.type("configure terminal\nvsan 1\nend\nexit\n");
+    EXPECT_EQ(switch_root::run("/lc/ubexboot/bin/kivboot -q 1 <" + user.name()).output,
+              "kiv(boot)# kiv(boot)(config)# kiv(boot)(config-vsan)# kiv(boot)# ");
     const std::string lines = "conf t\nboot-delay 9999\nswitchname a\nend\nexit\nfoo\n";
     const outcome result = run_shell("-q 1", lines);
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.output, "");
     EXPECT_THAT(result.error, HasSubstr("is out of bounds; expected: <int 0..3600>"));
-    EXPECT_EQ(kept(), "switchname a\n");
+    EXPECT_EQ(kept(), "vsan 1\nswitchname a\n");
     EXPECT_EQ(run_shell("", "exit\nfoo\n").status, 0) << "nothing is read behind the end";
     run_shell(">&- 2>&-", lines + "show version\n");
-    EXPECT_EQ(kept(), "switchname a\n") << "a message in the configuration";
-}
-
-TEST_F(Program, StopsAtTheFirstLineOfACommandFileThatFails)
-{
-    write_file("/ubex/commands", "configure terminal\nswitchname a\n\nfoo\nswitchname b\n");
-    const outcome result = run_shell("-f /ubex/commands");
-    EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.error, HasSubstr("/ubex/commands:4: % unknown word \"foo\""));
-    EXPECT_EQ(kept(), "switchname a\n");
+    EXPECT_EQ(kept(), "vsan 1\nswitchname a\n") << "a message in the configuration";
 }
 
 TEST_F(Program, AppliesAConfigurationFileWholeOrNotAtAll)
 {
-    write_file("/ubex/c",
-               "switchname a\nvsan 5000\nvsan 1\n nmae x\nboot-delay 9999\nbanner x\nshow version\n"
-               "switchname b > /ubex/x\n");
+    write_file("/ubex/c", "switchname a\nvsan 5000\nvsan 1\n nmae x\nshow version\n"
+                          "switchname b > /ubex/x\n");
     const outcome wrong = run_shell("-r /ubex/c");
     EXPECT_EQ(wrong.status, 1);
     for (const char *part : {"/ubex/c:2: % value \"5000\"", "/ubex/c:4: % unknown word \"nmae\"",
-                             "/ubex/c:5: % value \"9999\"", "/ubex/c:7: % unknown word \"show\"",
-                             "/ubex/c:8: % no command of a configuration file writes"})
+                             "/ubex/c:5: % unknown word \"show\"",
+                             "/ubex/c:6: % no command of a configuration file writes"})
         EXPECT_THAT(wrong.error, HasSubstr(part));
-    EXPECT_EQ(kept(), "");
-
     write_file("/ubex/c", "vsan 1\nname x\ninterface fc1/1\nswitchport speed auto\nvsan 2\n");
     EXPECT_EQ(run_shell("-e 32768 -r /ubex/c").output,
               "/ubex/c: 5 commands checked, none applied\n");
@@ -365,21 +306,6 @@ TEST_F(Program, AppliesAConfigurationFileWholeOrNotAtAll)
     EXPECT_EQ(kept(), "vsan 1\n  name x\nvsan 2\ninterface fc1/1\n  switchport speed auto\n");
 }
 
-TEST_F(Program, ShowsTheConfigurationAndMarksThePeers)
-{
-    write_file("/ubex/c", "switchname a\n");
-    ASSERT_EQ(run_shell("-r /ubex/c").status, 0);
-    EXPECT_EQ(run_shell("-o 1 -c 'show running-config'").output, "switchname a\n");
-    EXPECT_THAT(
-        run_shell("-c 'show running-config'").output,
-        ::testing::AllOf(StartsWith("! Running configuration\n"), HasSubstr("\nswitchname a\n")));
-    EXPECT_THAT(run_shell("-L -V 6.2 -c 'show running-config peer'").output,
-                StartsWith("! Running configuration of the peer\n! Peer version: 6.2\n"));
-    EXPECT_EQ(run_shell(std::string("-o 1 -c 'show running-config > ") + running_file + "'").status,
-              0);
-    EXPECT_EQ(kept(), "switchname a\n") << "shown into its own file";
-}
-
 TEST_F(Program, ServesTheLibrary)
 {
     const std::string file = "/ubex/c";
@@ -388,6 +314,7 @@ TEST_F(Program, ServesTheLibrary)
     write_file("/ubex/generated", std::string(10000, 'x'));
     EXPECT_EQ(kiv_generate_running_cfg("/ubex/generated"), 0);
     const std::string generated = read_file("/ubex/generated");
+    EXPECT_THAT(generated, StartsWith("! Running configuration\n"));
     EXPECT_THAT(generated, EndsWith("switchname \"a b\"\nvsan 7\n  name x\n"));
     kiv_system_info request{};
     std::string("show running-config").copy(request.cmd_str, sizeof request.cmd_str);
@@ -397,6 +324,10 @@ TEST_F(Program, ServesTheLibrary)
     EXPECT_THAT(generated, HasSubstr(read_file("/ubex/out")));
     EXPECT_EQ(kiv_system("show nothing"), 1 << 8);
     EXPECT_EQ(kiv_execute_script_file(file.c_str()), -1) << "no commands of exec mode";
+    EXPECT_EQ(run_shell("-o 1 -c 'show running-config > /ubex/cfg/running.cfg'").status, 0);
+    EXPECT_EQ(kept(), "switchname \"a b\"\nvsan 7\n  name x\n") << "shown into its own file";
+    EXPECT_THAT(run_shell("-L -V 6.2 -c 'show running-config peer'").output,
+                StartsWith("! Running configuration of the peer\n! Peer version: 6.2\n"));
 }
 
 TEST_F(Program, RefusesATreeThatIsNotSound)
@@ -416,14 +347,9 @@ TEST_F(Program, RefusesATreeThatIsNotSound)
     cyclic[offsetof(kiv_array_tree_node, childlist_mask)] = 0;
     write_file(path, cyclic);
     refused("node 0: node is its own descendant");
-    write_file(path, "");
-    refused("no node");
     refused("No such file or directory");
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     refused("not a regular file");
-    ASSERT_EQ(mkdir(path.c_str(), 0755), 0);
-    refused("not a regular file");
-    rmdir(path.c_str());
     write_file(path, tree_text);
 }
 

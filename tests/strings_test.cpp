@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -7,14 +8,11 @@
 
 #include <kiv/common.h>
 
+#include "observed.h"
+
 namespace {
 
-// The bytes of a buffer after a call, each one, so that filling and overruns show.
-template <size_t Size>
-std::string bytes_of(const char (&buffer)[Size])
-{
-    return {buffer, Size};
-}
+using kiv_tests::bytes_of;
 
 TEST(BoundedStrings, AcceptNullEverywhere)
 {
@@ -30,47 +28,43 @@ TEST(BoundedStrings, AcceptNullEverywhere)
     robust_strcpy(nullptr, "a");
     robust_strncpy(nullptr, "a", 2);
     robust_strncat(nullptr, "a", 2);
-    EXPECT_EQ(convert_str_to_uint64(nullptr), 0U);
-    EXPECT_EQ(convert_str_to_uint(nullptr), 0U);
-    EXPECT_EQ(convert_str_to_int(nullptr), 0);
-}
-
-TEST(BoundedStrings, CopyCutsTerminatesAndFillsWithinTheSize)
-{
-    char text[8] = "#######";
-    text[7] = '#';
-    robust_strncpy(text, "abcdef", 4);
-    EXPECT_EQ(bytes_of(text), std::string("abc\0####", 8));
-    robust_strncpy(text, "x", 6);
-    EXPECT_EQ(bytes_of(text), std::string("x\0\0\0\0\0##", 8));
-    robust_strncpy(text, "y", 1);
-    EXPECT_EQ(bytes_of(text), std::string("\0\0\0\0\0\0##", 8));
-    for (const int size : {0, -1})
-        robust_strncpy(text + 6, "z", static_cast<size_t>(size));
-    EXPECT_EQ(text[6], '#');
-    robust_strcpy(text, "abcdef");
-    EXPECT_STREQ(text, "abcdef");
-}
-
-TEST(BoundedStrings, AppendCutsAtTheWholeBuffer)
-{
-    char text[8] = "abc";
-    text[6] = text[7] = '#';
-    robust_strncat(text, "defgh", 6);
-    EXPECT_EQ(bytes_of(text), std::string("abcde\0##", 8));
-    robust_strncat(text, "x", 6);
-    EXPECT_STREQ(text, "abcde") << "full";
-    robust_strncat(text, "x", 3);
-    EXPECT_STREQ(text, "abcde") << "longer than its size";
-    robust_strncat(text, "x", static_cast<size_t>(-1));
-    EXPECT_STREQ(text, "abcde") << "negative size";
-}
-
-TEST(BoundedStrings, CompareWithoutCaseAndOrderNull)
-{
     EXPECT_EQ(robust_strcasecmp(nullptr, nullptr), -1);
     EXPECT_EQ(robust_strcasecmp("a", nullptr), -1);
     EXPECT_EQ(robust_strcasecmp(nullptr, "a"), 1);
+    EXPECT_EQ(convert_str_to_uint64(nullptr), 0U);
+    EXPECT_EQ(convert_str_to_uint(nullptr), 0U);
+    EXPECT_EQ(convert_str_to_int(nullptr), 0);
+    char *trimmed = text;
+    EXPECT_EQ(strtrim(nullptr, &trimmed), 0);
+    EXPECT_EQ(trimmed, nullptr);
+    EXPECT_EQ(strtrim("a", nullptr), 0);
+}
+
+TEST(BoundedStrings, AreCutTerminatedAndFilledWithinTheSize)
+{
+    const struct {
+        decltype(&robust_strncpy) function;
+        const char *source;
+        int size;
+        const char *bytes; // of the whole buffer, with '.' for NUL
+    } cases[] = {
+        {robust_strncpy, "vwxyz", 4, "vwx.####"}, {robust_strncpy, "x", 6, "x.....##"},
+        {robust_strncpy, "x", 1, ".bc.####"},     {robust_strncpy, "x", 0, "abc.####"},
+        {robust_strncpy, "x", -1, "abc.####"},    {robust_strncat, "defgh", 6, "abcde.##"},
+        {robust_strncat, "x", 4, "abc.####"},     {robust_strncat, "x", 3, "abc.####"},
+        {robust_strncat, "x", -1, "abc.####"},
+    };
+    for (const auto &row : cases) {
+        char text[] = {'a', 'b', 'c', '\0', '#', '#', '#', '#'};
+        row.function(text, row.source, static_cast<size_t>(row.size));
+        std::string bytes = bytes_of(text);
+        std::ranges::replace(bytes, '\0', '.');
+        EXPECT_EQ(bytes, row.bytes) << row.source << " in " << row.size;
+    }
+}
+
+TEST(BoundedStrings, AreComparedWithoutCase)
+{
     EXPECT_EQ(robust_strcasecmp("ABC", "abc"), 0);
     EXPECT_LT(robust_strcasecmp("abc", "ABD"), 0);
 }
@@ -80,56 +74,39 @@ TEST(Converters, ReadEachItsOwnBase)
     EXPECT_EQ(convert_str_to_uint64("10"), 16U);
     EXPECT_EQ(convert_str_to_uint64("0x1f"), 31U);
     EXPECT_EQ(convert_str_to_uint64("ffffffffffffffff"), UINT64_MAX);
+    EXPECT_EQ(convert_str_to_uint64("none"), 0U);
     EXPECT_EQ(convert_str_to_uint(" 4294967295x"), UINT32_MAX);
     EXPECT_EQ(convert_str_to_uint("010"), 10U);
     EXPECT_EQ(convert_str_to_int("010"), 8);
     EXPECT_EQ(convert_str_to_int("-0x10"), -16);
-    EXPECT_EQ(convert_str_to_int("12"), 12);
-    EXPECT_EQ(convert_str_to_uint64("none"), 0U);
-    EXPECT_EQ(convert_str_to_uint("none"), 0U);
 }
 
-struct trimmed {
-    int length;
-    bool null;
-    std::string text;
-};
-
-trimmed trim(const std::string &source)
+TEST(Trim, CutsSpacesOnlyAndWarnsAboutLongTexts)
 {
-    char unset;
-    char *out = &unset;
-    const int length = strtrim(source.c_str(), &out);
-    const std::unique_ptr<char, decltype(&std::free)> owner(out, std::free);
-    return {length, out == nullptr, out == nullptr ? "" : out};
-}
-
-TEST(Trim, CutsSpacesOnly)
-{
-    for (const char *blank : {"", " ", "   "}) {
-        EXPECT_EQ(trim(blank).length, 0) << '"' << blank << '"';
-        EXPECT_TRUE(trim(blank).null) << '"' << blank << '"';
+    const std::string warning = "Error: String length bigger than STRING_BUFFER_SIZE\n";
+    const struct {
+        std::string source;
+        std::string trimmed;
+        std::string printed;
+    } cases[] = {
+        {"", "", ""},
+        {"   ", "", ""},
+        {"  a b  ", "a b", ""},
+        {" \ta\n ", "\ta\n", ""},
+        {' ' + std::string(1023, 'a'), std::string(1023, 'a'), ""},
+        {' ' + std::string(5000, 'a'), std::string(5000, 'a'), warning},
+    };
+    for (const auto &row : cases) {
+        char unset;
+        char *out = &unset;
+        int length = -1;
+        EXPECT_EQ(kiv_tests::printed([&] { length = strtrim(row.source.c_str(), &out); }),
+                  row.printed);
+        const std::unique_ptr<char, decltype(&std::free)> owner(out, std::free);
+        EXPECT_EQ(length, static_cast<int>(row.trimmed.size()));
+        EXPECT_EQ(out == nullptr, row.trimmed.empty()) << row.source;
+        EXPECT_EQ(out == nullptr ? "" : out, row.trimmed);
     }
-    EXPECT_EQ(trim("  a b  ").text, "a b");
-    EXPECT_EQ(trim("  a b  ").length, 3);
-    EXPECT_EQ(trim(" \ta\n ").text, "\ta\n");
-    char unset;
-    char *out = &unset;
-    EXPECT_EQ(strtrim(nullptr, &out), 0);
-    EXPECT_EQ(out, nullptr);
-    EXPECT_EQ(strtrim("a", nullptr), 0);
-}
-
-TEST(Trim, WarnsAboutLongTextsAndKeepsThemWhole)
-{
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(trim(' ' + std::string(1023, 'a')).length, 1023);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(trim(' ' + std::string(5000, 'a')).text, std::string(5000, 'a'));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "Error: String length bigger than STRING_BUFFER_SIZE\n");
 }
 
 } // namespace

@@ -71,23 +71,19 @@ void recorded::plan(const std::string &text)
     setenv("RECORDER_PLAN", text.c_str(), 1);
 }
 
-std::vector<std::string> recorded::recording()
+std::string recorded::recording()
 {
-    std::vector<std::string> lines;
-    std::istringstream content(read_file(recording_file));
-    for (std::string line; std::getline(content, line);)
-        lines.push_back(line);
+    std::string text = read_file(recording_file);
     unlink(recording_file);
-    return lines;
+    return text;
 }
 
-std::vector<std::string> recorded::arguments(const std::vector<std::string> &words)
+std::string recorded::arguments(const std::vector<std::string> &words)
 {
-    std::vector<std::string> lines;
-    lines.reserve(words.size());
+    std::string text;
     for (const std::string &word : words)
-        lines.push_back("arg " + word);
-    return lines;
+        text += '[' + word + ']';
+    return text;
 }
 
 } // namespace switch_root

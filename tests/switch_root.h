@@ -34,9 +34,10 @@ protected:
 
     static void plan(const std::string &text);
 
-    // The lines that the recorder wrote since the last call; none when it did not run.
-    static std::vector<std::string> recording();
-    static std::vector<std::string> arguments(const std::vector<std::string> &words);
+    // What the recorder wrote since the last call, such as "[kiv][-nRc][x] blocked INT"; empty when
+    // it did not run.
+    static std::string recording();
+    static std::string arguments(const std::vector<std::string> &words);
 };
 
 } // namespace switch_root

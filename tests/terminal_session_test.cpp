@@ -27,6 +27,15 @@ constexpr const char *tree_file = "/ubex/etc/par/main_tree.par";
 constexpr const char *start_shell = "exec /usr/sbin/kiv.bin -q 1";
 constexpr const char *up_key = "\x1b[A";
 
+// A shell that has prompted.
+struct waiting_shell : terminal::program {
+    explicit waiting_shell(unsigned short rows = 24, const char *line = start_shell)
+        : program(line, rows)
+    {
+        seen_to("kiv# ");
+    }
+};
+
 class Terminal : public ::testing::Test {
 protected:
     void SetUp() override
@@ -35,7 +44,7 @@ protected:
         const auto nodes = small_tree_nodes();
         write_file(tree_file, {reinterpret_cast<const char *>(nodes.data()),
                                nodes.size() * sizeof nodes.front()});
-        unlink("/ubex/cfg/running.cfg");
+        switch_root::run("mkdir -p /ubex/cfg; rm -f /ubex/cfg/running.cfg");
         setenv("TERM", "vt100", 1);
     }
 };
@@ -53,8 +62,7 @@ protected:
 
 TEST_F(EditedLines, CanBeChangedCompletedAndRecalled)
 {
-    terminal::program shell(start_shell);
-    shell.seen_to("kiv# ");
+    waiting_shell shell;
     const struct {
         const char *keys;
         const char *seen;
@@ -72,15 +80,19 @@ TEST_F(EditedLines, CanBeChangedCompletedAndRecalled)
         {"sh v\t", "  vsan"},
         {"?", "  version\r\n  vsan\r\nkiv# sh v"},
         {"e\r", "Shell: "},
-        {"show x?", "% unknown word \"x\""},
-        {"\025show ver > ?", "  <file>"},
+        {"show ver > ?", "  <file>"},
         {"\003", "^C\r"},
         {"conf t\r", "kiv(config)"},
         {"do ?", "misplaced\r\n  show"},
         {"\025banner why?\tb\r", "kiv(config)"},
         {"host \xc3\xb8\xc3\x98\r", "kiv(config)"},
         {"host \xc3\xa9\177\xff\xc3\xa8\r", "kiv(config)"},
-        {"vsan 1\r", "kiv(vsan)"},
+        {"host a\r", "kiv(config)"},
+        {"host a\r", "kiv(config)"},
+        {"  \r", "kiv(config)"},
+        {up_key, "host a"},
+        {up_key, "\xc3\xa8"},
+        {"\025vsan 1\r", "kiv(vsan)"},
     };
     for (const auto &row : cases) {
         shell.answer_to(row.keys, row.seen);
@@ -91,68 +103,39 @@ TEST_F(EditedLines, CanBeChangedCompletedAndRecalled)
     EXPECT_THAT(read_file("/ubex/cfg/running.cfg"),
                 AllOf(HasSubstr("banner why?\tb\n"), HasSubstr("host \xc3\xb8\xc3\x98\n"),
                       HasSubstr("host \xc3\xa8\n")));
+    shell.resize(30);
+    shell.seen_to("kiv(vsan)# ");
     EXPECT_THAT(shell.answer_to("\004", "\n"), HasSubstr("^D"));
     EXPECT_EQ(shell.end(), 0);
-}
-
-TEST_F(EditedLines, AreRememberedOnceAndNotWhenBlank)
-{
-    terminal::program shell(start_shell);
-    shell.seen_to("kiv# ");
-    shell.answer_to("configure terminal\r", "kiv(config)# ");
-    for (const char *line : {"host a\r", "host a\r", "  \r"})
-        shell.answer_to(line, "kiv(config)# ");
-    shell.answer_to(up_key, "host a");
-    shell.answer_to(up_key, "configure terminal");
-}
-
-TEST_F(EditedLines, AreDrawnAgainWhenTheWindowChanges)
-{
-    terminal::program shell(start_shell);
-    shell.answer_to("sho", "kiv# sho");
-    shell.resize(30);
-    shell.seen_to("kiv# sho");
 }
 
 TEST_F(EditedLines, WorkOnTerminalsThatCanDoLittle)
 {
     for (const char *kind : {"dumb", "", "no-such-terminal"}) {
         setenv("TERM", kind, 1);
-        terminal::program shell(start_shell);
-        shell.seen_to("kiv# ");
-        shell.answer_to("show ver\t\r", "Shell: ");
+        waiting_shell().answer_to("show ver\t\r", "Shell: ");
     }
 }
 
 // Whatever ends the shell.
 TEST_F(EditedLines, LeaveTheSettingsOfTheTerminal)
 {
-    const struct {
-        const char *how;
-        void (*end)(terminal::program &);
-        int status;
-    } cases[] = {
-        {"the user", [](terminal::program &shell) { shell.type("\004"); }, 0},
-        {"SIGTERM", [](terminal::program &shell) { shell.send(SIGTERM); }, -SIGTERM},
-        {"SIGHUP", [](terminal::program &shell) { shell.send(SIGHUP); }, -SIGHUP},
-        {"SIGALRM", [](terminal::program &shell) { shell.send(SIGALRM); }, -SIGALRM},
-        {"SIGUSR1", [](terminal::program &shell) { shell.send(SIGUSR1); }, -SIGUSR1},
-        {"a tree that is cut",
-         [](terminal::program &shell) {
-             ASSERT_EQ(truncate(tree_file, 0), 0);
-             shell.type("?");
-         },
-         1},
-    };
-    for (const auto &row : cases) {
-        terminal::program shell(start_shell);
-        shell.seen_to("kiv# ");
+    const auto leaves_settings = [](const char *how, int status,
+                                    void (*ends)(terminal::program &)) {
+        waiting_shell shell;
         shell.answer_to("x\177", "x");
-        EXPECT_NE(shell.local_settings(), shell.first_settings()) << row.how;
-        row.end(shell);
-        EXPECT_EQ(shell.end(), row.status) << row.how;
-        EXPECT_EQ(shell.local_settings(), shell.first_settings()) << row.how;
-    }
+        EXPECT_NE(shell.local_settings(), shell.first_settings()) << how;
+        ends(shell);
+        EXPECT_EQ(shell.end(), status) << how;
+        EXPECT_EQ(shell.local_settings(), shell.first_settings()) << how;
+    };
+    leaves_settings("the user", 0, [](terminal::program &shell) { shell.type("\004"); });
+    leaves_settings("SIGTERM", -SIGTERM, [](terminal::program &shell) { shell.send(SIGTERM); });
+    leaves_settings("SIGUSR1", -SIGUSR1, [](terminal::program &shell) { shell.send(SIGUSR1); });
+    leaves_settings("a tree that is cut", 1, [](terminal::program &shell) {
+        ASSERT_EQ(truncate(tree_file, 0), 0);
+        shell.type("?");
+    });
 }
 
 TEST_F(Terminal, EndsTheShellWhenItIsGone)
@@ -197,9 +180,7 @@ protected:
     void SetUp() override
     {
         Terminal::SetUp();
-        unlink("/ubex/paged");
-        setenv("LESSSECURE_ALLOW", "edit", 1);
-        use("cat >/ubex/paged; echo $LESSSECURE${LESSSECURE_ALLOW-} paged");
+        switch_root::run("rm -f /ubex/paged; mkfifo /ubex/no-writer");
     }
 
     static void use(const char *command) { setenv("PAGER", command, 1); }
@@ -207,8 +188,9 @@ protected:
 
 TEST_F(Pager, ShowsWhatIsLongerThanTheScreen)
 {
-    terminal::program shell(start_shell, 4);
-    shell.seen_to("kiv# ");
+    setenv("LESSSECURE_ALLOW", "edit", 1);
+    use("cat >/ubex/paged; echo $LESSSECURE${LESSSECURE_ALLOW-} paged");
+    waiting_shell shell(4);
     shell.answer_to("show version\r", "1 paged");
     EXPECT_THAT(read_file("/ubex/paged"), HasSubstr("Shell: "));
     shell.answer_to("show version > /ubex/file\r", "kiv# ");
@@ -221,16 +203,11 @@ TEST_F(Pager, MayBeQuitOrInterrupted)
     std::string settings;
     for (int i = 0; i < 20'000; ++i)
         settings += "host " + std::to_string(i) + "\n";
-    switch_root::run("mkdir -p /ubex/cfg");
     write_file("/ubex/cfg/running.cfg", settings);
     use("exec sed 's/$/!/;1q'");
-    terminal::program quits(start_shell);
-    quits.seen_to("kiv# ");
-    EXPECT_THAT(quits.answer_to("show running-config\r", "kiv# "), Not(HasSubstr("%")));
+    EXPECT_THAT(waiting_shell().answer_to("show running-config\r", "kiv# "), Not(HasSubstr("%")));
     use("echo reading; exec cat /ubex/no-writer");
-    switch_root::run("mkfifo /ubex/no-writer");
-    terminal::program interrupted(start_shell);
-    interrupted.seen_to("kiv# ");
+    waiting_shell interrupted;
     interrupted.answer_to("show running-config\r", "reading");
     interrupted.answer_to("\003", "kiv# ");
     interrupted.answer_to("show running-config\r", "reading");
@@ -240,15 +217,12 @@ TEST_F(Pager, MayBeQuitOrInterrupted)
 
 TEST_F(Pager, DoesNotStopNorOutliveTheShell)
 {
-    switch_root::run("mkfifo /ubex/no-writer");
     use("echo reading; exec cat /ubex/no-writer");
-    terminal::program job("set -m; /usr/sbin/kiv.bin -q 1; echo stopped", 3);
-    job.seen_to("kiv# ");
+    waiting_shell job(3, "set -m; /usr/sbin/kiv.bin -q 1; echo stopped");
     job.answer_to("show version\r", "reading");
     EXPECT_THAT(job.answer_to("\032\003", "kiv# "), Not(HasSubstr("stopped")));
     use("cat /ubex/no-writer & trap 'kill $!; echo pager ended; exit' TERM; kill $PPID; wait");
-    terminal::program ended("/usr/sbin/kiv.bin -q 1; exec cat", 3);
-    ended.seen_to("kiv# ");
+    waiting_shell ended(3, "/usr/sbin/kiv.bin -q 1; exec cat");
     ended.answer_to("show version\r", "pager ended");
 }
 
@@ -258,9 +232,7 @@ TEST_F(Pager, IsNotMissed)
     use("/no/such/pager 2>/dev/null");
     switch_root::run("mkdir -p /ubex/programs; ln -sf /bin/true /ubex/programs/more");
     setenv("PATH", "/ubex/programs", 1);
-    terminal::program shell(start_shell, 3);
-    shell.seen_to("kiv# ");
-    shell.answer_to("show version\r", "Kernel: ");
+    waiting_shell(3).answer_to("show version\r", "Kernel: ");
 }
 
 } // namespace

@@ -13,9 +13,7 @@
 #include <functional>
 #include <string>
 #include <utility>
-#include <vector>
 
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -23,9 +21,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
 #include <kiv/platform/ovra.h>
 
 #include "support/unique_fd.h"
+#include "switch_root.h"
 
 namespace transport_peer {
 
@@ -137,21 +138,18 @@ inline std::string record(const frame &header, const std::string &body = {})
     return bytes + body;
 }
 
-// One that is right in every respect.
-inline std::string request(uint32_t opcode, const std::string &payload = {}, uint32_t token = 0)
+// Two that are right in every respect.
+inline std::string request(uint32_t opcode, const std::string &payload = {}, uint32_t token = 0,
+                           uint32_t is_answer = 0)
 {
-    return record(
-        {.opcode = opcode, .token = token, .length = static_cast<uint32_t>(payload.size())},
-        payload);
+    const auto length = static_cast<uint32_t>(payload.size());
+    return record({.opcode = opcode, .token = token, .length = length, .is_answer = is_answer},
+                  payload);
 }
 
 inline std::string answer(uint32_t opcode, const std::string &payload, uint32_t token)
 {
-    return record({.opcode = opcode,
-                   .token = token,
-                   .length = static_cast<uint32_t>(payload.size()),
-                   .is_answer = 1},
-                  payload);
+    return request(opcode, payload, token, 1);
 }
 
 inline frame header_of(const std::string &record)
@@ -162,25 +160,24 @@ inline frame header_of(const std::string &record)
     return header;
 }
 
-inline sockaddr_un name_of(uint32_t sap)
+// A socket that `use`, bind or connect, has given the name of a service, or none.
+template <typename Use>
+socket_end named_socket(Use use, uint32_t sap)
 {
     sockaddr_un name{};
     name.sun_family = AF_UNIX;
     std::snprintf(name.sun_path, sizeof name.sun_path, "/run/kiv/FE000000-%u", sap);
-    return name;
-}
-
-inline const sockaddr *generic(const sockaddr_un &name)
-{
-    return reinterpret_cast<const sockaddr *>(&name);
+    socket_end end(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    if (use(end.get(), reinterpret_cast<const sockaddr *>(&name), sizeof name) != 0)
+        end.close();
+    return end;
 }
 
 inline socket_end open_listener(uint32_t sap = service_point, int backlog = 100)
 {
-    const sockaddr_un name = name_of(sap);
-    unlink(name.sun_path);
-    socket_end end(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
-    if (bind(end.get(), generic(name), sizeof name) != 0 || ::listen(end.get(), backlog) != 0)
+    unlink(("/run/kiv/FE000000-" + std::to_string(sap)).c_str());
+    socket_end end = named_socket(::bind, sap);
+    if (::listen(end.get(), backlog) != 0)
         std::abort();
     return end;
 }
@@ -192,11 +189,7 @@ inline socket_end accept(const socket_end &listener)
 
 inline socket_end connect(uint32_t sap = service_point)
 {
-    const sockaddr_un name = name_of(sap);
-    socket_end end(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
-    if (::connect(end.get(), generic(name), sizeof name) != 0)
-        return {};
-    return end;
+    return named_socket(::connect, sap);
 }
 
 inline bool send(const socket_end &end, const std::string &record, int flags = 0)
@@ -205,7 +198,7 @@ inline bool send(const socket_end &end, const std::string &record, int flags = 0
            static_cast<ssize_t>(record.size());
 }
 
-// Empty at the end of the connection.
+// Empty when the other side has closed the connection.
 inline std::string receive(const socket_end &end)
 {
     std::string record(200'000, '\0');
@@ -215,12 +208,6 @@ inline std::string receive(const socket_end &end)
         ;
     record.resize(size > 0 ? static_cast<size_t>(size) : 0);
     return record;
-}
-
-// Waits for something to happen.
-inline bool is_closed_by_peer(const socket_end &end)
-{
-    return receive(end).empty();
 }
 
 // An exchange over the queue's interface, in short.
@@ -308,16 +295,24 @@ inline double seconds_of(const std::function<void()> &run)
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-// The open descriptors of this process.
-inline std::vector<int> descriptors()
-{
-    std::vector<int> open;
-    for (int number = 0; number < 4096; ++number) {
-        if (fcntl(number, F_GETFD) >= 0)
-            open.push_back(number);
+// A test with a queue that is open.
+class opened : public testing::Test {
+protected:
+    explicit opened(uint64_t address = OVRA_ADDRESS_NONE) : address_(address) {}
+
+    void SetUp() override
+    {
+        switch_root::require();
+        queue_ = ovra_open(address_, 0666);
+        ASSERT_GE(queue_, 0);
     }
-    return open;
-}
+    void TearDown() override { ovra_close(queue_); }
+
+    int queue_ = -1;
+
+private:
+    uint64_t address_;
+};
 
 } // namespace transport_peer
 

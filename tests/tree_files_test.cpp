@@ -36,7 +36,11 @@ protected:
         unlink(compressed_tree.c_str());
     }
 
-    static bool is_there(const std::string &path) { return access(path.c_str(), F_OK) == 0; }
+    static unsigned mode_of_default_tree()
+    {
+        struct stat status {};
+        return stat(default_tree.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
+    }
 };
 
 TEST_F(DefaultTree, IsCompressedInItsPlaceAndExpandedAgain)
@@ -45,18 +49,16 @@ TEST_F(DefaultTree, IsCompressedInItsPlaceAndExpandedAgain)
     write_file(default_tree, content);
     write_file(compressed_tree, "older");
     EXPECT_EQ(kiv_default_parse_tree_zip(), 0);
-    EXPECT_FALSE(is_there(default_tree));
+    EXPECT_EQ(mode_of_default_tree(), 0U) << "still there";
     EXPECT_LT(read_file(compressed_tree).size(), 1000U);
     EXPECT_THAT(read_file(compressed_tree), StartsWith("\x1F\x8B"));
     EXPECT_EQ(kiv_default_parse_tree_unzip(), 0);
     EXPECT_EQ(read_file(default_tree), content);
-    EXPECT_FALSE(is_there(compressed_tree));
-    struct stat status;
-    ASSERT_EQ(stat(default_tree.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777U, 0666U);
+    EXPECT_NE(access(compressed_tree.c_str(), F_OK), 0);
+    EXPECT_EQ(mode_of_default_tree(), 0666U);
 }
 
-TEST_F(DefaultTree, IsLeftAloneWhereThereIsNothingToDo)
+TEST_F(DefaultTree, IsLeftAloneWhereNothingCanBeDone)
 {
     EXPECT_EQ(kiv_default_parse_tree_zip(), -1);
     EXPECT_EQ(kiv_default_parse_tree_unzip(), -1);
@@ -65,17 +67,10 @@ TEST_F(DefaultTree, IsLeftAloneWhereThereIsNothingToDo)
     write_file(default_tree, "tree");
     ASSERT_EQ(chmod(default_tree.c_str(), 0600), 0);
     EXPECT_EQ(kiv_default_parse_tree_unzip(), 0);
-    struct stat status;
-    ASSERT_EQ(stat(default_tree.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777U, 0600U);
+    EXPECT_EQ(mode_of_default_tree(), 0600U);
     EXPECT_EQ(read_file(compressed_tree), "no compressed file");
-}
-
-TEST_F(DefaultTree, GivesTheStatusOfTheCommandThatCompresses)
-{
-    write_file(default_tree, "tree");
     setenv("PATH", "/nowhere", 1);
-    EXPECT_EQ(kiv_default_parse_tree_zip(), 127 << 8);
+    EXPECT_EQ(kiv_default_parse_tree_zip(), 127 << 8) << "the status of the command";
     EXPECT_EQ(read_file(default_tree), "tree");
 }
 

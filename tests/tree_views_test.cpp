@@ -37,30 +37,23 @@ trees::tree odd_tree()
     return nodes;
 }
 
-// Two ways from each node to the next: more ways down than can be walked.
-trees::tree ladder()
+trees::tree compiled(std::string_view grammar)
 {
-    trees::tree nodes = trees::chain(KIV_TREE_MAX_DEPTH);
-    for (uint16_t i = 0; i + 1 < KIV_TREE_MAX_DEPTH; ++i)
-        trees::add_child(nodes, i, static_cast<uint16_t>(i + 1));
-    return nodes;
+    return kiv::grammar::compile(grammar).nodes;
 }
 
 TEST(TreeViews, ShowATreeAsAPersonReadsIt)
 {
-    const auto nodes =
-        kiv::grammar::compile("root\n  submode \"sw\"\n"
-                              "keyword show \"Show \xC3\xBC\"\n"
-                              "  argument ip \"Address\"\n"
-                              "    or int -1..5 \"Number\"\n"
-                              "    run show_it\n"
-                              "    link leave\n"
-                              "keyword \xC3\xBCmode\n"
-                              "  terminal\n  submode \"m\" \"The mode\"\n"
-                              "  keyword exit \"Leave it\"\n"
-                              "    name leave\n    run \"do exit\"\n"
-                              "  keyword x\n    handler h\n    argument vsan\n      run f\n")
-            .nodes;
+    const auto nodes = compiled("root\n  submode \"sw\"\n"
+                                "keyword show \"Show \xC3\xBC\"\n"
+                                "  argument ip \"Address\"\n"
+                                "    or int -1..5 \"Number\"\n"
+                                "    run show_it\n    link leave\n"
+                                "keyword \xC3\xBCmode\n"
+                                "  terminal\n  submode \"m\" \"The mode\"\n"
+                                "  keyword exit \"Leave it\"\n"
+                                "    name leave\n    run \"do exit\"\n"
+                                "  keyword x\n    handler h\n    argument vsan\n      run f\n");
     EXPECT_EQ(kiv::tree::outline(tree_records(nodes)),
               "(root)\n"
               "                    submode \"sw\"\n"
@@ -98,26 +91,22 @@ TEST(TreeViews, ShowOnceWhatHasSeveralOwners)
 TEST(TreeViews, NestObjectsWithEveryProperty)
 {
     const auto nodes =
-        kiv::grammar::compile(
-            "module lab\n"
-            "keyword a \"h\"\n  name n\n  run f\n  submode \"p\" \"s\"\n  priority 3\n"
-            "  roles 5-6\n  token-id -1\n  interfaces 0xff\n  generator g\n"
-            "  argument int 1..2 \"i\"\n    or mac\n    terminal\n  link n\n")
-            .nodes;
+        compiled("module lab\n"
+                 "keyword a \"h\"\n  name n\n  run f\n  submode \"p\" \"s\"\n  priority 3\n"
+                 "  roles 5-6\n  token-id -1\n  interfaces 0xff\n  generator g\n"
+                 "  argument int 1..2 \"i\"\n    or mac\n    terminal\n  link n\n");
     EXPECT_EQ(
         kiv::tree::nested_json(tree_records(nodes)),
-        "{\"nodes\": 3,\n"
-        "\"root\": {\"node\": 0, \"children\": [\n"
-        "  {\"node\": 1, \"name\": \"n\", \"keyword\": \"a\", \"help\": \"h\", \"module\": "
-        "\"lab\", "
-        "\"function\": \"f\", \"terminal\": true, \"submode\": {\"prompt\": \"p\", \"help\": "
-        "\"s\"}, "
-        "\"generator\": \"g\", \"priority\": 3, \"roles\": \"5-6\", \"interfaces\": \"0xff\", "
-        "\"token-id\": -1, \"children\": [\n"
-        "    {\"node\": 2, \"arguments\": [{\"type\": \"int\", \"bounds\": \"1..2\", \"help\": "
-        "\"i\"}, {\"type\": \"mac\"}], \"module\": \"lab\", \"terminal\": true},\n"
-        "    {\"link\": \"n\", \"node\": 1}]}]},\n"
-        "\"not_below_root\": []}\n");
+        R"({"nodes": 3,
+"root": {"node": 0, "children": [
+  {"node": 1, "name": "n", "keyword": "a", "help": "h", "module": "lab", "function": "f", )"
+        R"("terminal": true, "submode": {"prompt": "p", "help": "s"}, "generator": "g", "priority": 3, )"
+        R"("roles": "5-6", "interfaces": "0xff", "token-id": -1, "children": [
+    {"node": 2, "arguments": [{"type": "int", "bounds": "1..2", "help": "i"}, {"type": "mac"}], )"
+        R"("module": "lab", "terminal": true},
+    {"link": "n", "node": 1}]}]},
+"not_below_root": []}
+)");
 }
 
 TEST(TreeViews, WriteValidJsonWhateverTheBytesAre)
@@ -159,18 +148,22 @@ TEST(TreeViews, CountWhatIsInATree)
     trees::tree nodes = odd_tree();
     nodes[4].action = KIV_ACTION_TERMINAL;
     nodes.push_back({});
-    EXPECT_EQ(
-        kiv::tree::figures_json(kiv::tree::measure(tree_records(nodes))),
-        "{\"nodes\": 6, \"commands\": 1, \"levels\": 3, \"most_children\": 2, \"widest_node\": 0, "
-        "\"links\": 1, \"shared\": 1, \"unreachable\": 1, \"bytes\": 6000}\n");
-    EXPECT_THAT(
-        kiv::tree::figures_text(kiv::tree::measure(tree_records(nodes)), tree_records(nodes)),
-        HasSubstr("most children  2\nof node        0 (root)\nlinks          1\n"));
+    const tree_records tree(nodes);
+    const kiv::tree::figures figures = kiv::tree::measure(tree);
+    EXPECT_EQ(figures_json(figures),
+              "{\"nodes\": 6, \"commands\": 1, \"levels\": 3, \"most_children\": 2, "
+              "\"widest_node\": 0, \"links\": 1, \"shared\": 1, \"unreachable\": 1, "
+              "\"bytes\": 6000}\n");
+    EXPECT_THAT(figures_text(figures, tree),
+                HasSubstr("most children  2\nof node        0 (root)\nlinks          1\n"));
 }
 
+// Two ways from each node to the next: more ways down than can be walked.
 TEST(TreeViews, StayShortHoweverManyWaysLeadDown)
 {
-    const auto nodes = ladder();
+    trees::tree nodes = trees::chain(KIV_TREE_MAX_DEPTH);
+    for (uint16_t i = 0; i + 1 < KIV_TREE_MAX_DEPTH; ++i)
+        trees::add_child(nodes, i, static_cast<uint16_t>(i + 1));
     const tree_records tree(nodes);
     EXPECT_LT(kiv::tree::outline(tree).size(), 10000U);
     EXPECT_LT(kiv::tree::nested_json(tree).size(), 10000U);
@@ -183,7 +176,6 @@ TEST(TreeViews, StayWithinTheRecords)
 {
     trees::tree nodes = odd_tree();
     std::memset(static_cast<void *>(&nodes[3]), 0xFF, sizeof nodes[3]);
-    trees::add_child(nodes, 4, 0);
     const tree_records tree(nodes);
     EXPECT_THAT(kiv::tree::outline(tree), HasSubstr("0xffffffff|0xffffffff"));
     EXPECT_FALSE(kiv::tree::nested_json(tree).empty());

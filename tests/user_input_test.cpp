@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr const char *end_of_input = "\x04";
-
 kiv_user_input_info question(int32_t max_len)
 {
     kiv_user_input_info info{};
@@ -55,27 +53,29 @@ protected:
     std::string printed;
 };
 
-TEST_F(UserInput, TakesALineThatFits)
+TEST_F(UserInput, TakesALineThatFitsAndIsNotRefused)
 {
-    user.type("1234567\n");
-    EXPECT_EQ(ask(question(8)), "1234567");
-    EXPECT_EQ(printed, "Name? ");
-    user.type("\n");
-    EXPECT_EQ(ask(question(8)), "nobody");
-    EXPECT_EQ(ask((user.type("\n"), question(4))), "nob") << "cut to the room, and terminated";
-}
-
-TEST_F(UserInput, AsksAgainForALineThatIsTooLongOrRefused)
-{
-    user.type("12345678\n1234567\n");
-    EXPECT_EQ(ask(question(8)), "1234567");
-    EXPECT_EQ(printed, "Name? Input string too long\nName? ");
-
-    kiv_user_input_info info = question(256);
-    info.validator = [](const char *line) { return std::strcmp(line, "yes") == 0 ? 1 : 2; };
-    user.type("no\n\nyes\n");
-    EXPECT_EQ(ask(info), "yes") << "the empty line was refused too";
-    EXPECT_EQ(printed, "Name? Name? Name? ");
+    const auto only_yes = [](const char *line) { return std::strcmp(line, "yes") == 0 ? 1 : 2; };
+    const struct {
+        std::string typed;
+        int32_t max_len;
+        int (*validator)(const char *);
+        std::string given;
+        std::string printed;
+    } cases[] = {
+        {"1234567\n", 8, nullptr, "1234567", "Name? "},
+        {"\n", 8, nullptr, "nobody", "Name? "},
+        {"\n", 4, nullptr, "nob", "Name? "}, // cut to the room
+        {"12345678\n1234567\n", 8, nullptr, "1234567", "Name? Input string too long\nName? "},
+        {"no\n\nyes\n", 256, only_yes, "yes", "Name? Name? Name? "},
+    };
+    for (const auto &row : cases) {
+        kiv_user_input_info info = question(row.max_len);
+        info.validator = row.validator;
+        user.type(row.typed);
+        EXPECT_EQ(ask(info), row.given);
+        EXPECT_EQ(printed, row.printed);
+    }
 }
 
 TEST_F(UserInput, EndsWithTheDefaultAtTheEndOfTheInput)
@@ -83,105 +83,93 @@ TEST_F(UserInput, EndsWithTheDefaultAtTheEndOfTheInput)
     kiv_user_input_info info = question(8);
     info.validator = [](const char *) { return 0; };
     info.debug = 1;
-    user.type(std::string("no\n") + end_of_input);
+    user.type("no\n\x04");
     EXPECT_EQ(ask(info), "nobody");
     EXPECT_EQ(printed, "Name? Select returned with status 1\nInput:no:\ngetline return value = 3\n"
                        "Name? Select returned with status 1\nInput::\ngetline return value = -1\n");
 }
 
-int signal_pipe[2];
+volatile sig_atomic_t signals_left = 5;
+const terminal::pseudo_terminal *typist;
 
 // The first signal ends the wait before the line is read, the others come while it is read.
 TEST_F(UserInput, IsNotEndedBySignals)
 {
-    ASSERT_EQ(pipe(signal_pipe), 0);
-    sigset_t alarm;
-    sigemptyset(&alarm);
-    sigaddset(&alarm, SIGALRM);
-    pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
-    std::thread typist([this] {
-        char byte;
-        for (int signals = 0; signals < 5; ++signals)
-            EXPECT_EQ(read(signal_pipe[0], &byte, 1), 1);
-        user.type("later\n");
-    });
+    typist = &user;
     struct sigaction action = {};
     action.sa_handler = [](int) {
-        if (write(signal_pipe[1], "", 1) != 1)
-            _exit(99);
+        signals_left = signals_left - 1;
+        if (signals_left == 0)
+            typist->type("later\n");
     };
     sigaction(SIGALRM, &action, nullptr);
-    pthread_sigmask(SIG_UNBLOCK, &alarm, nullptr);
     const itimerval often{{0, 5'000}, {0, 5'000}};
     setitimer(ITIMER_REAL, &often, nullptr);
     EXPECT_EQ(ask(question(8)), "later");
     const itimerval never{};
     setitimer(ITIMER_REAL, &never, nullptr);
-    typist.join();
 }
 
 TEST_F(UserInput, RefusesARequestForTooMuch)
 {
     kiv_user_input_info info = question(257);
-    std::array<char, 300> output{"kept"};
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(kiv_user_input_get(&info, output.data()), 0x40540001U);
     info.debug = 1;
-    EXPECT_EQ(kiv_user_input_get(&info, output.data()), 0x40540001U);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Max length too high\n");
-    EXPECT_STREQ(output.data(), "kept");
-
-    const auto failure = [](const char *expression) {
-        return kiv_tests::failure("kiv_lib", "kiv_user_input_get", expression);
-    };
+    char output[] = "kept";
+    EXPECT_EQ(
+        kiv_tests::printed([&] { EXPECT_EQ(kiv_user_input_get(&info, output), 0x40540001U); }),
+        "Max length too high\n");
+    EXPECT_STREQ(output, "kept");
     info = question(1);
-    EXPECT_DEATH(kiv_user_input_get(&info, output.data()), failure("info->max_len > 1"));
-    info.prompt = nullptr;
-    EXPECT_DEATH(kiv_user_input_get(&info, output.data()), failure("info->prompt"));
+    EXPECT_DEATH(kiv_user_input_get(&info, output),
+                 kiv_tests::failure("kiv_lib", "kiv_user_input_get", "info->max_len > 1"));
 }
 
+class UserInputFromAPipe : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_EQ(pipe(ends_), 0);
+        dup2(ends_[0], STDIN_FILENO);
+    }
+
+    void write(const std::string &text) const
+    {
+        EXPECT_EQ(::write(ends_[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    }
+
+    int ends_[2];
+};
+
 // Lines that came together, with nobody to write more: the second must not wait for a third.
-TEST(UserInputFromAPipe, TakesLinesThatWereReadAhead)
+TEST_F(UserInputFromAPipe, TakesLinesThatWereReadAhead)
 {
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    dup2(ends[0], STDIN_FILENO);
-    const std::string long_line(100'000 - 1, 'l');
-    std::thread writer([&] {
-        const std::string text = long_line + "\none\ntwo\n";
-        EXPECT_EQ(write(ends[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    });
+    const std::string long_line(100'000, 'l');
+    std::thread writer([&] { write(long_line + "\none\ntwo\n"); });
     EXPECT_EQ(answer(question(8)), "one");
     writer.join();
     EXPECT_EQ(answer(question(8)), "two");
 }
 
 // The time-out ends the wait; the line is read all the same.
-TEST(UserInputFromAPipe, IsReadAfterTheTimeOut)
+TEST_F(UserInputFromAPipe, IsReadAfterTheTimeOut)
 {
-    int ends[2];
     int printed[2];
-    ASSERT_EQ(pipe(ends), 0);
     ASSERT_EQ(pipe(printed), 0);
-    dup2(ends[0], STDIN_FILENO);
     const int saved = dup(STDOUT_FILENO);
     dup2(printed[1], STDOUT_FILENO);
     setvbuf(stdout, nullptr, _IONBF, 0);
     std::thread user([&] {
         std::string text;
-        for (char character; text.find("status 0\n") == std::string::npos;) {
-            if (read(printed[0], &character, 1) == 1)
-                text += character;
-        }
-        EXPECT_EQ(write(ends[1], "late\n", 5), 5);
+        for (char character; !text.ends_with("status 0\n") && read(printed[0], &character, 1) == 1;)
+            text += character;
+        write("late\n");
     });
     kiv_user_input_info info = question(8);
     info.timeout = 1;
     info.debug = 1;
-    const std::string given = answer(info);
+    EXPECT_EQ(answer(info), "late");
     dup2(saved, STDOUT_FILENO);
     user.join();
-    EXPECT_EQ(given, "late");
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <ctime>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -79,46 +80,42 @@ public:
 
     int wait(pollfd *descriptors, nfds_t count, int64_t at_most)
     {
-        for (const int64_t end = time_ + at_most;;) {
+        for (const int64_t end = time + at_most;;) {
             const int ready = poll(descriptors, count, 0);
-            if (ready != 0 || due() > end) {
-                time_ = ready != 0 ? time_ : end;
+            if (ready != 0)
                 return ready;
+            if (next_ > pieces_.size() || due() > end) {
+                time = end;
+                return 0;
             }
-            time_ = due();
-            said_at_ = time_;
+            time = said_at_ = due();
             say();
         }
     }
 
-    int64_t nanoseconds() const { return time_; }
-
+    int64_t time = 0; // in nanoseconds
     inline static shell *present;
 
 private:
     int64_t due() const
     {
-        constexpr int64_t nanoseconds_per_millisecond = 1'000'000;
-        if (kiv_to_kiv_agent_pipe[1] < 0)
-            return INT64_MAX;
-        const int64_t gap = next_ < pieces_.size() ? pieces_[next_].gap : 0;
-        return said_at_ + gap * nanoseconds_per_millisecond;
+        constexpr int64_t millisecond = 1'000'000;
+        return said_at_ + (next_ < pieces_.size() ? pieces_[next_].gap * millisecond : 0);
     }
 
     void say()
     {
-        if (next_ == pieces_.size()) {
-            close(kiv_to_kiv_agent_pipe[1]);
-            kiv_to_kiv_agent_pipe[1] = -1;
-            return;
+        if (next_ < pieces_.size()) {
+            const std::string &text = pieces_[next_].text;
+            require(write(kiv_to_kiv_agent_pipe[1], text.data(), text.size()) >= 0);
+        } else {
+            close(std::exchange(kiv_to_kiv_agent_pipe[1], -1));
         }
-        const std::string &text = pieces_[next_++].text;
-        require(write(kiv_to_kiv_agent_pipe[1], text.data(), text.size()) >= 0);
+        ++next_;
     }
 
     const std::vector<piece> &pieces_;
     size_t next_ = 0;
-    int64_t time_ = 0;
     int64_t said_at_ = 0;
 };
 
@@ -149,6 +146,8 @@ void check_record(kiv_interact_ret_info *record)
 
 } // namespace
 
+constexpr int64_t second = 1'000'000'000;
+
 // In the place of the C library's, also for the session.
 extern "C" __attribute__((visibility("default"))) int
 simulated_ppoll(pollfd *descriptors, nfds_t count, const timespec *limit,
@@ -156,21 +155,17 @@ simulated_ppoll(pollfd *descriptors, nfds_t count, const timespec *limit,
 extern "C" __attribute__((visibility("default"))) int
 simulated_clock(clockid_t id, timespec *time) __asm__("clock_gettime");
 
-constexpr int64_t nanoseconds_per_second = 1'000'000'000;
-
 int simulated_ppoll(pollfd *descriptors, nfds_t count, const timespec *limit, const void *)
 {
     require(shell::present != nullptr);
-    return shell::present->wait(descriptors, count,
-                                limit->tv_sec * nanoseconds_per_second + limit->tv_nsec);
+    return shell::present->wait(descriptors, count, limit->tv_sec * second + limit->tv_nsec);
 }
 
 int simulated_clock(clockid_t id, timespec *time)
 {
     if (id != CLOCK_MONOTONIC || shell::present == nullptr)
         return static_cast<int>(syscall(SYS_clock_gettime, id, time));
-    const int64_t now = shell::present->nanoseconds();
-    *time = {now / nanoseconds_per_second, now % nanoseconds_per_second};
+    *time = {shell::present->time / second, shell::present->time % second};
     return 0;
 }
 

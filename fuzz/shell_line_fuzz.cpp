@@ -115,7 +115,8 @@ void check_text_to_apply(const tree_view &tree, node_index mode, std::string_vie
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     static const testing::small_tree small;
-    const auto &[nodes, tree, config] = small;
+    const tree_view &tree = small.tree;
+    const node_index config = small.config;
     const std::string_view text(reinterpret_cast<const char *>(data), size);
     for_each_command(text, [&](std::string_view line) {
         check_line(tree, root_node, line);

@@ -152,9 +152,6 @@ TEST_F(RunningConfiguration, ComesByWayOfThePeersShell)
     EXPECT_EQ(recording(),
               "[/usr/sbin/kiv.bin][-V][6.2 (1)][-c][show running-config][-L][-e][0][-q][0][-o][0]");
     EXPECT_EQ(read_file(longest), "recorder output\n");
-    EXPECT_EQ(talvek_kiv_generate_running_cfg_peer_version("/ubex/peer", nullptr), 0U);
-    EXPECT_EQ(recording(),
-              "[/usr/sbin/kiv.bin][-c][show running-config peer][-L][-e][0][-q][0][-o][0]");
     const auto said = [](const std::string &file, const char *version, uint32_t result) {
         return printed(
             [&] { EXPECT_EQ(talvek_kiv_generate_running_cfg(file.c_str(), version), result); });

@@ -45,11 +45,6 @@ TEST_F(Capture, CollectsUntilItIsReset)
         all += piece;
         expect_captured(all);
     }
-    for (int i = 0; i < 10'000; ++i) {
-        kiv_buf_printf("%d,", i);
-        all += std::to_string(i) + ',';
-    }
-    expect_captured(all);
 
     char *text = kiv_get_buf();
     kiv_reset_redir2buf();
@@ -125,8 +120,8 @@ TEST_F(Capture, KeepsWhatItHasWhenMoreCannotBe)
 
 TEST_F(Capture, KeepsWhatItHasWhenMemoryIsShort)
 {
-    kiv_buf_printf("kept");
     SKIP_UNLESS_MEMORY_CAN_BE_SHORT();
+    kiv_buf_printf("kept");
     {
         const kiv_tests::memory_shortage shortage;
         EXPECT_EQ(kiv_buf_printf("%*s", 100 << 10, ""), -1);

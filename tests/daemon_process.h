@@ -8,6 +8,8 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -79,19 +81,23 @@ inline void write_commands(const std::string &name, const std::vector<std::strin
     write_tree(name, nodes);
 }
 
+inline bool is_root_made_by(std::string_view tool)
+{
+    const char *known = std::getenv("KIV_ROOT_TOOL");
+    return known != nullptr && known == tool;
+}
+
 // Whether root can be another user for a while, who then reaches the files of the switch root:
 // those that proot shows stand in a folder of its owner only.
 inline bool is_other_user_possible()
 {
-    const char *tool = std::getenv("KIV_ROOT_TOOL");
-    return geteuid() == 0 && tool != nullptr && std::strcmp(tool, "bwrap") == 0;
+    return geteuid() == 0 && is_root_made_by("bwrap");
 }
 
 // Of processes that proot traces, not at once.
 inline bool is_stopping_possible()
 {
-    const char *tool = std::getenv("KIV_ROOT_TOOL");
-    return tool == nullptr || std::strcmp(tool, "proot") != 0;
+    return !is_root_made_by("proot");
 }
 
 class test : public testing::Test {
@@ -106,22 +112,27 @@ protected:
 // Its log goes to a pipe, on which tests wait for what they expect.
 class running {
 public:
-    explicit running(std::vector<std::string> options = {}, rlim_t longest_file = RLIM_INFINITY)
+    // With a lower limit of a resource, if it is not 0.
+    explicit running(std::vector<std::string> options = {},
+                     decltype(RLIMIT_NOFILE) resource = RLIMIT_NOFILE, rlim_t limit = 0)
     {
         int ends[2];
         if (pipe2(ends, O_CLOEXEC) != 0)
             abort();
         log_ = kiv::support::unique_fd(ends[0]);
         const kiv::support::unique_fd other(ends[1]);
-        std::vector<char *> argv{program_.data(), foreground_.data()};
+        std::vector<char *> argv;
+        options.insert(options.begin(), {KIVD_PATH, "--foreground"});
         for (std::string &option : options)
             argv.push_back(option.data());
         argv.push_back(nullptr);
         pid_ = fork();
         if (pid_ == 0) {
-            const rlimit limit{longest_file, longest_file};
-            if (longest_file != RLIM_INFINITY)
-                setrlimit(RLIMIT_FSIZE, &limit);
+            rlimit limits{};
+            getrlimit(resource, &limits);
+            limits.rlim_cur = limit;
+            if (limit != 0)
+                setrlimit(resource, &limits);
             dup2(other.get(), STDERR_FILENO);
             execv(KIVD_PATH, argv.data());
             _exit(127);
@@ -172,13 +183,19 @@ public:
     }
 
 private:
-    std::string program_ = KIVD_PATH;
-    std::string foreground_ = "--foreground";
     pid_t pid_ = -1;
     int status_ = 0;
     kiv::support::unique_fd log_;
     std::string unread_;
     std::string seen_;
+};
+
+class serving : public running {
+public:
+    explicit serving(std::vector<std::string> options = {}) : running(std::move(options))
+    {
+        serves();
+    }
 };
 
 // A process that does its work, says so, and lives until it is told otherwise.

@@ -10,7 +10,6 @@
 namespace {
 
 using switch_root::outcome;
-using testing::HasSubstr;
 using testing::StartsWith;
 
 class DiffCommand : public testing::Test {
@@ -33,30 +32,19 @@ protected:
 
 TEST_F(DiffCommand, TellsWhetherTwoFilesDifferAndHow)
 {
-    const outcome different = run("/ubex/old /ubex/new");
+    const outcome different = run("-- /ubex/old /ubex/new");
     EXPECT_EQ(different.status, 1);
     EXPECT_EQ(different.output, listing);
     EXPECT_EQ(different.error, "");
-    const outcome same = run("/ubex/old /ubex/old");
+    const outcome same = run("/ubex/old -", switch_root::read_file("/ubex/old"));
     EXPECT_EQ(same.status, 0);
     EXPECT_EQ(same.output, "");
     EXPECT_EQ(run("/dev/null /dev/null").status, 0);
-}
-
-TEST_F(DiffCommand, ReadsStandardInputAndPipes)
-{
-    const std::string old_text = switch_root::read_file("/ubex/old");
-    EXPECT_EQ(run("- /ubex/new", old_text).output, listing);
-    EXPECT_EQ(run("-- /ubex/old -", switch_root::read_file("/ubex/new")).output, listing);
     // More than what is read at a time, through a pipe.
-    std::string large;
-    for (int i = 0; i < 100'000; ++i)
-        large += "line " + std::to_string(i) + '\n';
-    switch_root::write_file("/ubex/large", large);
-    EXPECT_EQ(switch_root::run("{ cat /ubex/large; echo end; } | '" KIVCTL_PATH
-                               "' config diff /ubex/large -")
-                  .output,
-              "    +end\n");
+    const outcome large =
+        switch_root::run("seq 100000 >/ubex/large; { cat /ubex/large; echo end; } | '" KIVCTL_PATH
+                         "' config diff /ubex/large -");
+    EXPECT_EQ(large.output, "    +end\n");
 }
 
 TEST_F(DiffCommand, ColorsWhatItPrintsWhereThatIsWanted)
@@ -75,14 +63,11 @@ TEST_F(DiffCommand, TellsTroubleFromDifferences)
     switch_root::write_file("/ubex/nul", std::string("a\n\0b\n", 5));
     const kiv_tests::refused_case cases[] = {
         {"/ubex/old /ubex/none", "kivctl: /ubex/none: No such file or directory\n"},
-        {"/ubex /ubex/old", "kivctl: /ubex: Is a directory\n"},
         {"/ubex/old /ubex/nul", "kivctl: /ubex/nul: holds a NUL byte\n"},
         {"- /ubex/old <&-", "kivctl: standard input: Bad file descriptor\n"},
         {"/ubex/old /ubex/new >/dev/full", "kivctl: standard output: No space left on device\n"},
-        {"/ubex/old /ubex/new /ubex/new", "usage: kivctl config diff"},
         {"- -", "kivctl config diff: standard input can be only one of the files\nusage: "},
         {"--color=x a b", "kivctl config diff: --color takes always, never or auto\nusage: "},
-        {"--unknown a b", "kivctl config diff: unrecognized option"},
     };
     for (const kiv_tests::refused_case &each : cases) {
         const outcome trouble = run(each.arguments);
@@ -90,9 +75,6 @@ TEST_F(DiffCommand, TellsTroubleFromDifferences)
         EXPECT_THAT(trouble.error, StartsWith(each.error)) << each.arguments;
         EXPECT_EQ(trouble.output, "") << each.arguments;
     }
-    const outcome helped = run("--help");
-    EXPECT_EQ(helped.status, 0);
-    EXPECT_THAT(helped.output, HasSubstr("Exit status: 0 no difference, 1 differences, 2 "));
 }
 
 } // namespace

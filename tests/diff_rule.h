@@ -14,7 +14,6 @@ struct node {
     std::string text;
     std::list<node> children;
     bool matched = false;
-    char mark = 0;
 };
 
 using tree = std::list<node>;
@@ -53,54 +52,42 @@ inline tree parse(const std::string &text)
     return top;
 }
 
-inline node marked(const node &original, char mark)
+inline std::string shown(const node &each, char mark)
 {
-    node copy{original.text, {}, false, mark};
-    for (const node &child : original.children)
-        copy.children.push_back(marked(child, mark));
-    return copy;
+    std::string lines = "    " + (mark + each.text) + '\n';
+    for (const node &child : each.children)
+        lines += shown(child, mark);
+    return lines;
 }
 
-inline tree compare(tree &olds, tree &news)
+inline std::string compare(tree &olds, tree &news)
 {
-    tree result;
+    std::string lines;
     for (node &a : olds) {
         const auto b = std::find_if(news.begin(), news.end(), [&](const node &each) {
             return each.text == a.text && !each.matched;
         });
         if (b == news.end()) {
-            result.push_back(marked(a, '-'));
+            lines += shown(a, '-');
             continue;
         }
-        tree sub = compare(a.children, b->children);
-        b->matched = a.matched = true;
-        if (!sub.empty())
-            result.push_back({a.text, std::move(sub), false, ' '});
+        b->matched = true;
+        const std::string below = compare(a.children, b->children);
+        if (!below.empty())
+            lines += "     " + a.text + '\n' + below;
     }
     for (node &b : news) {
-        if (!b.matched) {
-            b.matched = true;
-            result.push_back(marked(b, '+'));
-        }
+        if (!b.matched)
+            lines += shown(b, '+');
     }
-    return result;
-}
-
-inline void print(const tree &result, std::string &into)
-{
-    for (const node &each : result) {
-        into.append("    ").append(1, each.mark).append(each.text).append("\n");
-        print(each.children, into);
-    }
+    return lines;
 }
 
 inline std::string difference(const std::string &old_text, const std::string &new_text)
 {
     tree olds = parse(old_text);
     tree news = parse(new_text);
-    std::string printed;
-    print(compare(olds, news), printed);
-    return printed;
+    return compare(olds, news);
 }
 
 } // namespace diff_rule

@@ -93,9 +93,8 @@ std::string joined(const lines &all)
 }
 
 // Lines of all levels, of which many or few are equal.
-class random_texts {
-public:
-    size_t below(size_t bound) { return random_() % bound; }
+struct random_texts {
+    size_t below(size_t bound) { return random() % bound; }
 
     lines draw(size_t count, size_t variety)
     {
@@ -125,38 +124,26 @@ public:
         }
     }
 
-    std::mt19937 random_{1}; // NOLINT: the same texts in every run
+    std::mt19937 random{1}; // NOLINT: the same texts in every run
 };
 
 TEST(Diff, FollowsTheRuleOnAnyTexts)
 {
     random_texts texts;
     for (int round = 0; round < 5'000 && !HasFailure(); ++round) {
-        lines all = texts.draw(texts.below(round % 10 == 0 ? 200 : 20), 1 + texts.below(6));
+        // Now and then what is taken for a text of another order, and what follows.
+        const bool is_long = round % 50 == 0;
+        lines all = is_long ? texts.draw(300 + texts.below(300), round % 100 == 0 ? 1000 : 150)
+                            : texts.draw(texts.below(20), 1 + texts.below(6));
         const std::string old_text = joined(all);
+        if (is_long)
+            std::shuffle(all.begin(), all.begin() + 200, texts.random);
         for (size_t edits = texts.below(6); edits > 0 && !all.empty(); --edits)
             texts.edit(all);
         std::string new_text = joined(all);
         if (texts.below(8) == 0)
             new_text = new_text.substr(0, new_text.find_last_of('\n'));
         expect_rule(old_text, new_text);
-        expect_rule(new_text, joined(texts.draw(10, 3)));
-    }
-}
-
-// Many different lines: what is taken for a text of another order, and what follows.
-TEST(Diff, FollowsTheRuleOnTextsInOtherOrders)
-{
-    random_texts texts;
-    for (int round = 0; round < 100 && !HasFailure(); ++round) {
-        lines all = texts.draw(300 + texts.below(300), round % 2 == 0 ? 1000 : 150);
-        const std::string old_text = joined(all);
-        const auto middle = all.begin() + static_cast<ptrdiff_t>(texts.below(all.size()));
-        if (round % 3 == 0)
-            std::rotate(all.begin(), middle, all.end());
-        else
-            std::shuffle(all.begin(), middle, texts.random_);
-        expect_rule(old_text, joined(all));
     }
 }
 
@@ -209,7 +196,6 @@ TEST(Diff, IsLinearWhateverTheTexts)
         {"held up by a huge block", held_old, held_new, groups + groups / 32 * 32 + 1 + 10 * many},
         {"wholly different", in_order, numbered("b", 1), 2 * many},
         {"another order", in_order, numbered("a", 7919), 0},
-        {"backwards", in_order, numbered("a", many - 1), 0},
         {"one line, often", repeated("a\n", many), repeated("a\n", many - 1) + "b\n", 2},
         {"below one line", "a\n" + repeated("  b\n", many), "a\n" + repeated("  c\n", many),
          2 * many + 1},

@@ -10,6 +10,7 @@
 #include <kiv/common.h>
 
 #include "golden.h"
+#include "grammar/compile.h"
 #include "observed.h"
 #include "trees.h"
 
@@ -21,16 +22,6 @@ using trees::put;
 void expect_golden(const char *name, const std::function<void()> &print)
 {
     golden::expect(std::string(TEST_DATA_DIR "/dump/") + name, printed(print));
-}
-
-kiv_parameter parameter_of(uint32_t type)
-{
-    kiv_parameter parameter{};
-    parameter.type = type;
-    parameter.type_mask = 0x8000000000000001U;
-    parameter.minimum = static_cast<uint32_t>(-5);
-    parameter.maximum = 0xFFFFU;
-    return parameter;
 }
 
 constexpr uint32_t all_types[] = {
@@ -45,36 +36,19 @@ constexpr uint32_t all_types[] = {
 // Every field that is shown, in a node with a child, a link and a grandchild.
 trees::tree tree_with_everything()
 {
-    trees::tree tree = trees::of_nodes(4);
-    kiv_array_tree_node &node = tree[1];
-    put(node.node_name, "name of the node");
-    put(node.token, "token");
-    put(node.help, "100% help");
-    put(node.submode_help, "submode help");
-    put(node.submode_prompt, "prompt");
-    put(node.func_id, "function");
-    put(node.module_id, "module");
-    put(node.subtree_config_generator, "generator");
-    node.optional = 65535;
-    node.cmi_msg_type = 2;
-    node.action = 0x8000000CU;
-    node.token_id = static_cast<uint32_t>(-7);
-    node.command_id = 0x7FFFFFFFU;
-    node.permissions_mask[0] = 0x81;
-    node.permissions_mask[15] = 0x40;
-    node.internal_func_id = 3;
-    node.asciigen_priority = 4;
-    node.interface_mask = 0x8000000000000000U;
-    node.parameter_count = 2;
-    node.parameters[0] = parameter_of(TYPE_INT);
-    put(node.parameters[0].help, "first");
-    node.parameters[1] = parameter_of(TYPE_HEX);
-    trees::add_child(tree, 0, 1);
-    trees::add_child(tree, 1, 2);
-    trees::add_link(tree, 1, 1);
-    trees::add_link(tree, 1, 0);
-    trees::add_child(tree, 2, 3);
-    std::memset(tree[3].token, 'x', sizeof tree[3].token);
+    trees::tree tree =
+        kiv::grammar::compile(
+            "keyword token \"100% help\"\n  name \"name of the node\"\n  run function\n"
+            "  module module\n  submode \"prompt\" \"submode help\"\n  generator generator\n  "
+            "optional 65535\n"
+            "  message-type 2\n  action 0x80000000\n  token-id -7\n  command-id 2147483647\n"
+            "  roles 0 7 126\n  internal-function 3\n  priority 4\n"
+            "  interfaces 0x8000000000000000\n"
+            "  argument int -5..65535 \"first\"\n    or hex\n    name below\n    roles none\n"
+            "    keyword x\n      roles none\n      run f\n"
+            "  link \"name of the node\"\n")
+            .nodes;
+    std::memset(tree.at(3).token, 'x', sizeof tree[3].token);
     return tree;
 }
 
@@ -91,15 +65,22 @@ TEST(Dump, ShowsAnArrayTree)
 TEST(Dump, ShowsEveryTypeOfParameter)
 {
     expect_golden("parameters.txt", [] {
+        kiv_parameter parameter{};
+        parameter.type_mask = 0x8000000000000001U;
+        parameter.minimum = static_cast<uint32_t>(-5);
+        parameter.maximum = 0xFFFFU;
+        const auto show = [&] {
+            display_param(&parameter);
+            std::puts("");
+        };
         for (const uint32_t type : all_types) {
-            for (const int32_t subtype : {0, -9}) {
-                kiv_parameter parameter = parameter_of(type);
-                parameter.subtype = static_cast<uint32_t>(subtype);
-                put(parameter.help, subtype == 0 ? "help" : "");
-                display_param(&parameter);
-                std::puts("");
-            }
+            parameter.type = type;
+            show();
         }
+        parameter.type = TYPE_INT;
+        parameter.subtype = static_cast<uint32_t>(-9);
+        put(parameter.help, "help");
+        show();
     });
 }
 

@@ -74,7 +74,9 @@ public:
         KIV_PARAMETER_TYPE_TABLE(ADD_ARGUMENT)
 #undef ADD_ARGUMENT
         add(TYPE_IPV4_OR_V6, &values_.ipv4_or_v6, TYPE_IPV4);
-        add(0x40100020, &values_.integer); // of no known type
+        add(TYPE_IPV4_OR_V6, &values_.ipv4_or_v6, 0);
+        add(TYPE_IPV6, &values_.ipv4, TYPE_IPV4); // the subtype does not count
+        add(0x40100020, &values_.integer);        // of no known type
         add(TYPE_STRING, nullptr);
         pinfo_insert_arg(&record_, nullptr);
     }

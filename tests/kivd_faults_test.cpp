@@ -26,6 +26,7 @@ using daemon_process::answer;
 using daemon_process::ask;
 using daemon_process::living;
 using daemon_process::running;
+using daemon_process::serving;
 using daemon_process::status;
 using daemon_process::write_commands;
 using testing::EndsWith;
@@ -56,30 +57,10 @@ int flood(process &)
         transport_peer::send(queue, address, opcode % 1000, std::string(100, 'x'));
 }
 
-class descriptor_limit {
-public:
-    explicit descriptor_limit(rlim_t soft)
-    {
-        getrlimit(RLIMIT_NOFILE, &before_);
-        const rlimit low{soft, before_.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &low);
-    }
-    descriptor_limit(const descriptor_limit &) = delete;
-    descriptor_limit &operator=(const descriptor_limit &) = delete;
-    ~descriptor_limit() { setrlimit(RLIMIT_NOFILE, &before_); }
-
-private:
-    rlimit before_{};
-};
-
 TEST_F(KivdFaults, ServesTheOthersWhateverSomeClientsDo)
 {
-    std::unique_ptr<running> daemon;
-    {
-        const descriptor_limit low(64);
-        daemon = std::make_unique<running>();
-    }
-    daemon->serves();
+    running daemon({}, RLIMIT_NOFILE, 64); // which it raises
+    daemon.serves();
     std::vector<transport_peer::socket_end> silent;
     for (size_t i = 0; i < 300; ++i) {
         silent.push_back(transport_peer::connect(37));
@@ -95,7 +76,7 @@ TEST_F(KivdFaults, ServesTheOthersWhateverSomeClientsDo)
     EXPECT_EQ(kivd_switchname_set(0, "edge"), 0);
     flooding.kill();
     EXPECT_GT(status().bad_messages, 20U);
-    daemon->wait_for("more bad messages");
+    daemon.wait_for("more bad messages");
 }
 
 TEST_F(KivdFaults, TellsOfARefusalThatHidesBehindNonsense)
@@ -103,8 +84,7 @@ TEST_F(KivdFaults, TellsOfARefusalThatHidesBehindNonsense)
     const daemon_process::stranger stranger;
     if (!stranger.is_possible)
         GTEST_SKIP() << "no other user reaches the files here";
-    running daemon(stranger.options);
-    daemon.serves();
+    serving daemon(stranger.options);
     const int result = stranger.result_of([] {
         for (int i = 0; i < 1000; ++i)
             ask(12345);
@@ -118,8 +98,7 @@ TEST_F(KivdFaults, MergesOnceWhenManyEndAtOnce)
 {
     if (!daemon_process::is_stopping_possible())
         GTEST_SKIP() << "a traced process is not stopped at once";
-    running daemon;
-    daemon.serves();
+    serving daemon;
     std::vector<std::unique_ptr<living>> modules;
     for (int i = 0; i < 30; ++i) {
         const std::string name = "m" + std::to_string(i);
@@ -141,8 +120,7 @@ TEST_F(KivdFaults, MergesOnceWhenManyEndAtOnce)
 
 TEST_F(KivdFaults, WritesThroughNoLinkInTheFolderOfTheTrees)
 {
-    running daemon;
-    daemon.serves();
+    serving daemon;
     switch_root::write_file("/ubex/victim", "untouched");
     for (int number = 1; number < 20; ++number) {
         for (const char *suffix : {".par", ".par_done"}) {
@@ -164,8 +142,7 @@ TEST_F(KivdFaults, WritesThroughNoLinkInTheFolderOfTheTrees)
 TEST_F(KivdFaults, TellsAsMuchOfAReportAsAMessageHolds)
 {
     const kiv_tests::temporary_directory state;
-    running daemon({"--state", state.path()});
-    daemon.serves();
+    serving daemon({"--state", state.path()});
     std::vector<std::string> keywords;
     for (const char letter : {'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h'})
         keywords.emplace_back(30, letter);

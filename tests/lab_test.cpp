@@ -41,11 +41,6 @@ constexpr uint32_t odd_service = 701;
 constexpr const char *odd_grammar = R"(
 module odd
 message-type 701
-keyword exit "Leave the mode, or the shell"
-  module kiv
-  name exit-command
-  message-type 0
-  run exit
 keyword odd "Commands of a module that misbehaves"
   keyword arguments "Print the arguments"
     argument int 1..9
@@ -75,8 +70,13 @@ keyword configure
         keyword set
           argument line
             run set_odd
-        link exit-command
 )";
+
+int print(const std::string &text, int result = 0)
+{
+    kiv_buf_printf("%s", text.c_str());
+    return result;
+}
 
 int show_arguments(pinfo *info)
 {
@@ -91,19 +91,7 @@ int show_arguments(pinfo *info)
         else
             kiv_buf_printf(" \"%s\"", static_cast<const char *>(argument.value));
     }
-    kiv_buf_printf("\n");
-    return 0;
-}
-
-int die(pinfo *)
-{
-    _exit(1);
-}
-
-int fail(pinfo *)
-{
-    kiv_buf_printf("first line\nit cannot be done\n");
-    return -1;
+    return print("\n");
 }
 
 std::string much()
@@ -114,27 +102,19 @@ std::string much()
     return text;
 }
 
-int show_much(pinfo *)
-{
-    kiv_buf_printf("%s", much().c_str());
-    return 0;
-}
-
-int odd_running_config(pinfo *info)
-{
-    kiv_buf_printf("odd 1\n  set %s\n", info->ascii_gen != 0 ? "generated" : "run");
-    return 0;
-}
-
 int serve_odd()
 {
     static constexpr kiv_module_command commands[] = {
         {"show_arguments", show_arguments, 0, nullptr},
-        {"die", die, 0, nullptr},
-        {"fail", fail, 0, nullptr},
-        {"show_much", show_much, 0, nullptr},
         {"set_odd", show_arguments, KIV_MODULE_CHANGES, "odd"},
-        {"odd_running_config", odd_running_config, 0, nullptr},
+        {"die", [](pinfo *) -> int { _exit(1); }, 0, nullptr},
+        {"fail", [](pinfo *) { return print("first line\nit cannot be done\n", -1); }, 0, nullptr},
+        {"show_much", [](pinfo *) { return print(much()); }, 0, nullptr},
+        {"odd_running_config",
+         [](pinfo *info) {
+             return print(info->ascii_gen != 0 ? "odd 1\n  set generated\n" : "not generated\n");
+         },
+         0, nullptr},
         {nullptr, nullptr, 0, nullptr},
     };
     kiv_intf_help_info help;
@@ -150,7 +130,7 @@ protected:
     void SetUp() override
     {
         test::SetUp();
-        switch_root::run("rm -rf /ubex/cfg; mkdir /ubex/cfg");
+        switch_root::run("mkdir -p /ubex/cfg; : >/ubex/cfg/running.cfg");
         const kiv::grammar::result odd = kiv::grammar::compile(odd_grammar);
         ASSERT_TRUE(odd.errors.empty()) << odd.errors.front().text;
         daemon_process::write_tree("odd", odd.nodes);
@@ -281,11 +261,10 @@ TEST_F(Lab, AConfigurationFileIsCheckedWholeBeforeAModuleSeesItsFirstLine)
     EXPECT_EQ(wrong.status, 1);
     EXPECT_THAT(wrong.error, AllOf(HasSubstr("/ubex/c:4: %"), HasSubstr("/ubex/c:5: %")));
     EXPECT_EQ(wrong.output, "");
+    EXPECT_EQ(switch_root::read_file("/ubex/cfg/running.cfg"), "");
     switch_root::write_file("/ubex/c", "switchname new\nodd 1\n  set a\n");
-    const outcome right = run_shell("-r /ubex/c");
-    EXPECT_EQ(right.status, 0) << right.error;
-    EXPECT_THAT(right.output, HasSubstr("0 of 1: 1\n1 of 2: 1 \"a\"\n"));
-    EXPECT_THAT(switch_root::read_file("/ubex/cfg/running.cfg"), HasSubstr("switchname new"));
+    EXPECT_THAT(run_shell("-r /ubex/c").output, HasSubstr("0 of 1: 1\n1 of 2: 1 \"a\"\n"));
+    EXPECT_EQ(switch_root::read_file("/ubex/cfg/running.cfg"), "switchname new\n");
 }
 
 TEST_F(Lab, ShellAndModuleGoOnWithTheNextDaemon)

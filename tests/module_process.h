@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
-#include <initializer_list>
 #include <memory>
 #include <string>
 #include <utility>
@@ -23,16 +22,12 @@
 
 #include <gtest/gtest.h>
 
-#include <kiv/kivd_lib.h>
 #include <kiv/module.h>
 #include <kiv/platform/cmi.h>
 
-#include "daemon_process.h"
 #include "lab/module/request.h"
-#include "lab/roles/decision.h"
 #include "support/files.h"
 #include "support/unique_fd.h"
-#include "switch_root.h"
 
 namespace module_process {
 
@@ -183,31 +178,6 @@ inline response as_user(uid_t user, const std::function<response()> &ask)
     EXPECT_EQ(std::sscanf(told.c_str(), "%u %d", &got.status, &got.result), 2) << told;
     got.output = told.substr(told.find('\n') + 1);
     return got;
-}
-
-// Gives a user one role, with these rules of configuration and virtual SANs.
-inline void write_role(uid_t user, std::initializer_list<const char *> permitted_features,
-                       uint32_t first_vsan, uint32_t last_vsan)
-{
-    kivd_perm_group_conf_cli_wrapper change{};
-    kivd_perm_group_conf_cli_wrapper_init(&change);
-    robust_strcpy(change.role_name, "storage");
-    const auto send = [&](uint32_t opcode) {
-        EXPECT_EQ(daemon_process::ask(opcode, &change, sizeof change).status, 0) << opcode;
-    };
-    send(KIVD_ROLE_MESSAGE_NAME);
-    change.kind = KIVD_ROLE_CHANGE_VSAN_LIST;
-    for (uint32_t vsan = first_vsan; vsan <= last_vsan; ++vsan)
-        bmask4096_set_bit(&change.vsans, vsan);
-    send(KIVD_ROLE_MESSAGE_RULE);
-    change.kind = KIVD_ROLE_CHANGE_RULE;
-    for (const char *feature : permitted_features) {
-        ++change.rule_num;
-        kivd_perm_group_conf_entry_populate(&change.rule, KIVD_RULE_PERMIT, KIVD_COMMAND_CONFIG,
-                                            feature, 0);
-        send(KIVD_ROLE_MESSAGE_RULE);
-    }
-    switch_root::write_file(kiv::roles::users_file, std::to_string(user) + " storage\n");
 }
 
 } // namespace module_process

@@ -1,4 +1,7 @@
+// The arguments of a command's handler, and how they are printed.
+
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -6,11 +9,17 @@
 
 #include <gtest/gtest.h>
 
+#include <kiv/kiv_exec_lib.h>
 #include <kiv/kiv_lib.h>
 
+#include "full_pinfo.h"
+#include "golden.h"
 #include "observed.h"
 
 namespace {
+
+using kiv_tests::full_pinfo;
+using kiv_tests::printed;
 
 // Entries are named by their token ids.
 class ArgumentList : public testing::Test {
@@ -120,14 +129,12 @@ TEST(InterfaceValues, FillTheirSlots)
     kiv_interface_range ranges{};
     EXPECT_EQ(populate_intf_range(&ranges, 32, 5, 6), 0);
     EXPECT_EQ(ranges.ranges[32].last, 6U);
-    const kiv_interface_range before = ranges;
+    const std::string before = kiv_tests::bytes_of(ranges);
     for (const int32_t slot : {33, -1, INT32_MAX})
         EXPECT_EQ(populate_intf_range(&ranges, slot, 1, 2), 0) << slot;
-    EXPECT_EQ(std::memcmp(&ranges, &before, sizeof ranges), 0);
+    EXPECT_EQ(kiv_tests::bytes_of(ranges), before);
     param_arg arg{.token_id = 0, .type = 0, .mask = 0, .value = nullptr, .subtype = 3};
     populate_param_arg(&arg, -4, TYPE_INTERFACE_RANGE, 0x9, &ranges);
-    EXPECT_EQ(arg.token_id, -4);
-    EXPECT_EQ(arg.value, &ranges);
     EXPECT_EQ(arg.subtype, 3U) << "stays";
 }
 
@@ -135,16 +142,81 @@ TEST(PinfoAssertions, NameTheParameterAndTheFile)
 {
     pinfo full{};
     full.parameter_count = 32;
-    param_arg arg{};
-    const auto failure = [](const char *function, const char *expression) {
-        return kiv_tests::failure("kiv_lib", function, expression);
-    };
-    EXPECT_DEATH(pinfo_insert_arg_at_index(&full, &arg, 0),
-                 failure("pinfo_insert_arg_at_index", "pinfo->parameter_count < 16\\*2"));
-    EXPECT_DEATH(pinfo_delete_arg(&full, 0), failure("pinfo_delete_arg", "param_index>0"));
-    EXPECT_DEATH(pinfo_basic_copy(nullptr, &full), failure("pinfo_basic_copy", "dest_pinfo"));
-    EXPECT_DEATH(populate_mono_intf_range(nullptr, 0, 0),
-                 failure("populate_mono_intf_range", "intf_mono_range_ptr"));
+    EXPECT_DEATH(pinfo_insert_arg_at_index(&full, nullptr, 0),
+                 kiv_tests::failure("kiv_lib", "pinfo_insert_arg_at_index",
+                                    "pinfo->parameter_count < 16\\*2"));
+    EXPECT_DEATH(pinfo_delete_arg(&full, 0),
+                 kiv_tests::failure("kiv_lib", "pinfo_delete_arg", "param_index>0"));
+}
+
+void expect_golden(const char *name, const pinfo &record)
+{
+    golden::expect(std::string(TEST_DATA_DIR "/pinfo/") + name,
+                   printed([&record] { print_pinfo(&record); }));
+}
+
+TEST(PrintPinfo, ShowsEveryFieldAndEveryTypeOfArgument)
+{
+    const auto full = std::make_unique<full_pinfo>();
+    expect_golden("full.txt", full->record());
+    EXPECT_EQ(printed([] { print_pinfo(nullptr); }), "");
+    EXPECT_EQ(printed([] { print_pinfo_arg(nullptr); }), "");
+    const param_arg nothing{-4, TYPE_STRING, 0, nullptr, 0};
+    EXPECT_EQ(printed([&] { print_pinfo_arg(&nothing); }), "Token id: -4NULL");
+}
+
+TEST(PrintPinfo, LeavesOutGenerationWhileCommandsAreExecuted)
+{
+    const auto full = std::make_unique<full_pinfo>();
+    pinfo &record = full->record();
+    pinfo_delete_all_arg(&record);
+    record.ascii_gen = 0;
+    record.no_flag = 0;
+    record.info_flags = 0x10;
+    record.vsan_mask = KIV_BMP_INIT(KIV_VSAN_BITS);
+    expect_golden("executed.txt", record);
+}
+
+TEST(PrintPinfo, ShowsTheVirtualSansWhereTheirOutputGoes)
+{
+    const auto full = std::make_unique<full_pinfo>();
+    pinfo_delete_all_arg(&full->record());
+    const std::string whole = printed([&] { print_pinfo(&full->record()); });
+    kiv_set_redir2buf();
+    const std::string rest = printed([&] { print_pinfo(&full->record()); });
+    const std::unique_ptr<char, decltype(&std::free)> captured(kiv_get_buf(), std::free);
+    kiv_reset_redir2buf();
+    ASSERT_NE(captured, nullptr);
+    EXPECT_STREQ(captured.get(), "Permitted vsans:1-3,7,4093\n");
+    std::string expected = whole;
+    expected.erase(expected.find(captured.get()), std::string(captured.get()).size());
+    EXPECT_EQ(rest, expected);
+}
+
+// What is behind a text must not be taken for text, nor what is behind the places for one.
+TEST(PrintPinfo, ReadsTextsAndPlacesUpToTheirEnds)
+{
+    const auto record = std::make_unique<pinfo>();
+    record->vsan_mask = KIV_BMP_INIT(KIV_VSAN_BITS);
+    record->ascii_gen = 1;
+    std::ranges::fill(record->ascii_command, 'a');
+    std::ranges::fill(record->vty_id, 'v');
+    std::ranges::fill(record->username, 'u');
+    std::ranges::fill(record->session_id, 's');
+    int32_t value = 5;
+    param_arg arg{3, TYPE_INT, 0, &value, 0};
+    record->args[254] = &arg;
+    record->args[255] = &arg;
+    record->parameter_count = 255;
+    const std::string text = printed([&] { print_pinfo(record.get()); });
+    for (const std::string &part : {"id: " + std::string(32, 's') + ", ",
+                                    "Username: " + std::string(32, 'u') + ", Debug_flag: 0",
+                                    "Vty ID: " + std::string(32, 'v') + " User Perms Mask:0\n",
+                                    "Ascii Cmd: " + std::string(512, 'a') + "\n",
+                                    "Ascii command: " + std::string(512, 'a') + " Info flags"})
+        EXPECT_EQ(golden::occurrences(text, part), 1U) << part;
+    EXPECT_EQ(golden::occurrences(text, "Param Arg ["), 255U);
+    EXPECT_TRUE(text.ends_with("\nParam Arg [253].\nParam Arg [254].Token id: 3Integer :5\n"));
 }
 
 } // namespace

@@ -1,5 +1,5 @@
 // Stands in for the shell program: writes down how it was started, then does what the test asks
-// for in RECORDER_PLAN ("exit N", "signal N", "wait FIFO", "leave FIFO").
+// for in RECORDER_PLAN ("exit N", "signal N", "wait FIFO").
 
 #include <array>
 #include <csignal>
@@ -37,15 +37,6 @@ void await(const std::string &fifo)
     close(descriptor);
 }
 
-// A grandchild that lives on when the recorder has ended.
-void leave(const std::string &fifo)
-{
-    if (fork() == 0) {
-        await(fifo);
-        _exit(0);
-    }
-}
-
 } // namespace
 
 int main(int argc, char **argv)
@@ -63,7 +54,5 @@ int main(int argc, char **argv)
     }
     if (text.starts_with("wait"))
         await(operand);
-    if (text.starts_with("leave"))
-        leave(operand);
     return text.starts_with("exit") ? std::stoi(operand) : 0;
 }

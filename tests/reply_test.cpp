@@ -61,17 +61,13 @@ protected:
         present = shell_.get();
     }
 
-    std::string exchange(const std::string &command)
+    std::string exchange(const std::string &command, const reply &next = {})
     {
+        if (!next.empty())
+            shell_->will_reply(next);
         shell_->start_watch();
         const std::unique_ptr<char, freed> text(kiv_interact_exec_single_cmd(command.c_str()));
         return text_of(text.get());
-    }
-
-    std::string exchange(const std::string &command, reply next)
-    {
-        shell_->will_reply(std::move(next));
-        return exchange(command);
     }
 
     clock::duration elapsed() const { return shell_->elapsed(); }
@@ -117,9 +113,6 @@ TEST_F(Reply, OfAShowCommandMayPause)
 {
     const reply_case cases[] = {
         {"marker by itself", {{0ms, success}}, 60ms},
-        {"marker first", {{0ms, success + "\nx"}}, 60ms},
-        {"then late data", {{0ms, success}, {31ms, "x"}}, 61ms},
-        {"marker last", {{0ms, "x\n"}, {10ms, success}}, 70ms},
         {"marker behind output", {{0ms, "x\n" + success}}, 55060ms},
         {"last wait", {{0ms, "x"}, {55059ms, success}}, 55059ms},
         {"wait begins again", {{0ms, "x"}, {50s, "y"}, {50s, success}}, 100s},
@@ -152,23 +145,20 @@ TEST_F(Reply, OfAShowCommandMayPause)
 
 TEST_F(Reply, HoldsAnyNumberOfBytes)
 {
-    const std::string all = filled(5000) + success;
     reply bytes;
-    for (const char byte : all)
+    for (const char byte : filled(1000) + success)
         bytes.push_back({1ms, std::string(1, byte)});
-    for (const auto &[end, quiet] : {std::pair(KIV_INTERACT_END_QUIET, clock::duration(30ms)),
-                                     std::pair(KIV_INTERACT_END_MARKER, clock::duration(0ms))}) {
+    for (const int32_t end : {KIV_INTERACT_END_QUIET, KIV_INTERACT_END_MARKER}) {
         kiv_interact_reply_end_set(end, 0);
         for (const size_t size : {49'999U, 50'000U, 50'001U, 1'000'000U}) {
             const std::string text = filled(size - success.size()) + success;
             EXPECT_TRUE(exchange("a", {{0ms, text}}) == text) << size;
-            EXPECT_EQ(elapsed(), quiet);
+            EXPECT_EQ(elapsed(), end == KIV_INTERACT_END_QUIET ? 30ms : 0ms);
             EXPECT_TRUE(text.substr((size - 1) / 50'000 * 50'000)
                             .starts_with(std::string(retBuf, strnlen(retBuf, sizeof retBuf))))
                 << "the head of the last piece";
         }
-        EXPECT_EQ(exchange("a", bytes), all);
-        EXPECT_EQ(elapsed(), all.size() * 1ms + quiet);
+        EXPECT_EQ(exchange("a", bytes), filled(1000) + success);
         EXPECT_EQ(std::count(std::begin(buffer), std::end(buffer), '\0'), sizeof buffer);
     }
 }
@@ -179,9 +169,12 @@ TEST_F(Reply, OfAShowCommandIsCutAfterAPause)
     for (const size_t size : {50'000U, 50'001U}) {
         const std::string text = filled(size);
         const size_t capacity = (size > 50'000 ? 3 : 2) * 50'003;
-        const reply bursts{{0ms, text}, {60ms, text}, {60ms, text}, {60ms, text}, {60ms, success}};
-        const std::string found = exchange("show it", bursts);
-        EXPECT_TRUE(found == (text + text + text + text).substr(0, capacity)) << found.size();
+        const std::string expected = (text + text + text + text).substr(0, capacity);
+        reply bursts(4, {60ms, text});
+        bursts.push_back({60ms, "KIV_"});
+        EXPECT_TRUE(exchange("show it", bursts) == expected) << size;
+        bursts.back().text = success;
+        EXPECT_TRUE(exchange("show it", bursts) == expected) << size;
         EXPECT_LT(elapsed(), 1s) << "the marker counts though it is cut off";
     }
 }
@@ -189,14 +182,13 @@ TEST_F(Reply, OfAShowCommandIsCutAfterAPause)
 TEST_F(Reply, IsNotWaitedForWhereNoneIsDue)
 {
     EXPECT_EQ(exchange("\n"), "");
-    EXPECT_EQ(shell_->heard(), "");
     EXPECT_EQ(elapsed(), 0ms);
     EXPECT_EQ(exchange("\n\n"), "");
     EXPECT_EQ(elapsed(), 30ms);
-    EXPECT_EQ(shell_->heard(), "\n\n\n");
     kiv_interact_reply_end_set(KIV_INTERACT_END_MARKER, 0);
     EXPECT_EQ(exchange(""), "");
     EXPECT_EQ(elapsed(), 0ms);
+    EXPECT_EQ(shell_->heard(), "\n\n\n\n") << "nothing of the first";
 }
 
 TEST_F(Reply, EndsWithItsMarkerWhereMarkersEndReplies)
@@ -298,7 +290,6 @@ TEST_F(Reply, HasNoGreetingInIt)
         {{}, 30ms, "x"},
         {{{31ms, "late "}}, 30ms, "late x"},
         {{{1ms, filled(100'001)}}, 1ms, "x"},
-        {{{1ms, filled(50'000)}}, 31ms, "x"},
         {reply(300, {1ms, filled(50'000)}), 100ms, nothing},
     };
     kiv_interact_reply_end_set(KIV_INTERACT_END_QUIET, 100);
@@ -318,14 +309,6 @@ TEST_F(Reply, TurnsToMarkersWithoutWhatCameBefore)
     present->wait({}, 1ms);
     kiv_interact_reply_end_set(KIV_INTERACT_END_MARKER, 0);
     EXPECT_EQ(exchange("b", {{0ms, "y" + success}}), "y" + success);
-
-    // One that says more and more.
-    const int endless = open("/dev/zero", O_RDONLY | O_CLOEXEC);
-    const int replies = std::exchange(kiv_to_kiv_agent_pipe[0], endless);
-    kiv_interact_reply_end_set(KIV_INTERACT_END_QUIET, 0);
-    kiv_interact_reply_end_set(KIV_INTERACT_END_MARKER, 0);
-    kiv_to_kiv_agent_pipe[0] = replies;
-    close(endless);
 }
 
 TEST_F(Reply, TimeOutCheckWaitsLongerAndLonger)
@@ -334,11 +317,9 @@ TEST_F(Reply, TimeOutCheckWaitsLongerAndLonger)
     EXPECT_EQ(elapsed(), 30ms);
     EXPECT_EQ(read_time_out_check(kiv_to_kiv_agent_pipe[0], 1), 0);
     EXPECT_EQ(elapsed(), 55060ms);
-    EXPECT_EQ(read_time_out_check(-1, 1), -1);
     EXPECT_EQ(read_time_out_check(1 << 20, 0), -1);
     shell_->hang_up();
-    EXPECT_EQ(read_time_out_check(kiv_to_kiv_agent_pipe[0], 0), 1)
-        << "the end is something to read";
+    EXPECT_EQ(read_time_out_check(kiv_to_kiv_agent_pipe[0], 0), 1) << "the end can be read";
 }
 
 TEST_F(Reply, MakesTheRecordOfACommand)
@@ -346,17 +327,13 @@ TEST_F(Reply, MakesTheRecordOfACommand)
     struct {
         const char *command;
         std::string text;
-        std::string output;
-        std::string output_by_marker;
-        int32_t status;
-        int32_t status_by_marker;
+        std::string output, output_by_marker;
+        int32_t status, status_by_marker;
     } const cases[] = {
-        {"a", "x\n" + success, "x\n", "x\n", 1, 1},
         {"a", "x" + success + "y" + success, "x", "x" + success + "y", 1, 1},
         {"a", success + "\n" + error, "", success + "\n", 1, 2},
         {"show it", success, nothing, nothing, 2, 2},
         {"showy", success, "", "", 1, 1},
-        {"a", error, nothing, nothing, 2, 2},
         {"a", "x\n" + error, "x\n", "x\n", 2, 2},
         {"a", "x\n" + parse_error, nothing, nothing, 2, 2},
     };
@@ -394,8 +371,6 @@ TEST_F(Reply, MakesTheRecordOfABatch)
          "b",
          start + "a\nb\nend\n\n"},
         {"a", {success, error, success}, 2, nothing, "a", one_line},
-        {"a", {success, "x" + parse_error + error, success}, 3, "x", "a", one_line},
-        {"a", {success, "x" + error + parse_error, success}, 3, "x", "a", one_line},
         {"a", {success, "unmarked", success}, 2, "unmarked", "a", one_line},
         {"a", {parse_error}, 3, disabled, entered, start},
         {"a", {"x" + parse_error}, 2, disabled, entered, start},
@@ -433,6 +408,8 @@ TEST_F(Reply, NeedsACommandAndASession)
 TEST_F(Reply, NeedsMemory)
 {
     SKIP_UNLESS_MEMORY_CAN_BE_SHORT();
+    kiv_interact_reply_end_set(KIV_INTERACT_END_MARKER, 0);
+    shell_->will_reply(reply(3, {1ms, filled(900'000)}));
     testing::internal::CaptureStdout();
     {
         const kiv_tests::memory_shortage shortage;
@@ -440,11 +417,17 @@ TEST_F(Reply, NeedsMemory)
         EXPECT_EQ(kiv_interact_exec_scrpt_cmd("a"), nullptr);
         EXPECT_EQ(kiv_interact_exec_conf_cmds("a"), nullptr);
     }
+    EXPECT_EQ(shell_->heard(), "");
+    {
+        const kiv_tests::memory_shortage shortage(1 << 20);
+        EXPECT_EQ(kiv_interact_exec_single_cmd("a"), nullptr);
+        EXPECT_EQ(kiv_interact_exec_single_cmd("b"), nullptr);
+    }
     EXPECT_THAT(
         testing::internal::GetCapturedStdout(),
         testing::MatchesRegex(".*single_cmd:[0-9]+: malloc failed\n.*scrpt_cmd:[0-9]+: memory "
-                              "alloc failure\n\n.*conf_cmds:[0-9]+: memory alloc\n"));
-    EXPECT_EQ(shell_->heard(), "");
+                              "alloc failure\n\n.*conf_cmds:[0-9]+: memory alloc\n.*: realloc "
+                              "failed\n.*: session unusable, out of step\n"));
 }
 
 } // namespace

@@ -1,17 +1,5 @@
 // Stands in for the shell of a session. Writes down how it was started, then takes the steps in
 // CHILD_PLAN, one a line; then answers each line by itself and a marker until END_KIV.
-//
-//   hear         wait for a line that is not empty
-//   silent       hear all lines, answer none
-//   say TEXT     \n is a newline
-//   fill N       N bytes of output
-//   flood N      N bytes of standard error
-//   spill        output without an end
-//   close N      a descriptor
-//   raise N      a signal
-//   stay         do nothing more
-//   leave        a grandchild holds the streams until the end of input
-//   exit N
 
 #include <algorithm>
 #include <csignal>
@@ -73,8 +61,8 @@ void stay()
 
 void spill()
 {
-    for (const std::string piece(4096, 'x');;)
-        put(STDOUT_FILENO, piece);
+    for (;;)
+        put(STDOUT_FILENO, std::string(4096, 'x'));
 }
 
 void stay_silent()
@@ -90,37 +78,32 @@ void leave()
 }
 
 const std::map<std::string, std::function<void(const std::string &)>> steps{
+    // Wait for a line that is not empty; hear all lines, answer none.
     {"hear", [](auto &) { hear(); }},
     {"silent", [](auto &) { stay_silent(); }},
+    // A text, where \n is a newline; so many bytes of output or of standard error; no end.
     {"say", [](auto &text) { put(STDOUT_FILENO, unescaped(text)); }},
     {"fill", [](auto &size) { put(STDOUT_FILENO, std::string(std::stoul(size), 'x')); }},
     {"flood", [](auto &size) { put(STDERR_FILENO, std::string(std::stoul(size), 'e')); }},
     {"spill", [](auto &) { spill(); }},
     {"close", [](auto &descriptor) { close(std::stoi(descriptor)); }},
     {"raise", [](auto &signal) { raise(std::stoi(signal)); }},
+    // Do nothing more; a grandchild holds the streams until the end of input.
     {"stay", [](auto &) { stay(); }},
     {"leave", [](auto &) { leave(); }},
-    {"exit", [](auto &status) { _exit(std::stoi(status)); }},
 };
-
-// One that is written down by its name only, or not at all if it is the one of the folder itself.
-std::string open_file(const std::filesystem::path &descriptor)
-{
-    std::error_code gone;
-    const auto file = std::filesystem::read_symlink(descriptor, gone);
-    return gone || file.string().starts_with("/proc") ? std::string() : file.string();
-}
 
 void record(int argc, char **argv)
 {
-    std::ostringstream text;
+    std::ofstream record("/ubex/child");
     for (int i = 0; i < argc; ++i)
-        text << "arg " << argv[i] << '\n';
+        record << "arg " << argv[i] << '\n';
     for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-        if (const std::string file = open_file(entry.path()); !file.empty())
-            text << "file " << file << '\n';
+        std::error_code gone; // the one of the folder itself
+        const std::string file = std::filesystem::read_symlink(entry.path(), gone);
+        if (!file.empty() && !file.starts_with("/proc") && !file.starts_with("/ubex"))
+            record << "file " << file << '\n';
     }
-    std::ofstream("/ubex/child") << text.str();
 }
 
 } // namespace

@@ -5,8 +5,6 @@
 #include <string>
 
 #include <gmock/gmock.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "lab/kiv/answer.h"
 #include "lab/kiv/xml.h"
@@ -64,16 +62,12 @@ TEST(XmlShow, HoldsAnyOutput)
               "<show command=\"say &quot;&#9;\xEF\xBF\xBD&lt;&quot;\">\n</show>\n");
 }
 
-constexpr const char *running_file = "/ubex/cfg/running.cfg";
-
 class SessionMode : public ::testing::Test {
 protected:
     void SetUp() override
     {
         switch_root::require();
         std::signal(SIGPIPE, SIG_IGN);
-        mkdir("/ubex/cfg", 0755);
-        unlink(running_file);
     }
 };
 
@@ -121,9 +115,7 @@ TEST_F(SessionMode, ShowsXmlFromOneCommandToTheOther)
                 AllOf(StartsWith("<show command=\"show running-config\">\n<line>"),
                       HasSubstr("\n<line>switchname &lt;a&gt;</line>\n"),
                       EndsWith("</show>\n" + success)));
-    EXPECT_EQ(shell.answer_to("show running-config peer"),
-              "% only the peer variant of the shell (-L) shows the peer's configuration\n" +
-                  callback_error);
+    EXPECT_THAT(shell.answer_to("show running-config peer"), StartsWith("% only the peer"));
     for (const char *line : {"xml-show", "xml-show on off"})
         EXPECT_THAT(shell.answer_to(line), EndsWith("^\n% expected: off, on\n" + parse_error));
     EXPECT_THAT(shell.answer_to("\"xml-show\" off"), HasSubstr("unknown word"));
@@ -137,7 +129,8 @@ TEST_F(SessionMode, WritesAnAnswerSoThatItsEndIsFound)
     for (size_t i = 0; stored.size() < 200'000; ++i)
         stored += std::to_string(i) + std::string(i % 17, 'x') +
                   (i % 2 == 0 ? success : parse_error) + "\n";
-    switch_root::write_file(running_file, stored);
+    switch_root::run("mkdir -p /ubex/cfg");
+    switch_root::write_file("/ubex/cfg/running.cfg", stored);
     running_shell shell;
     const std::string answer = shell.answer_to("show running-config");
     EXPECT_TRUE(answer.ends_with(stored + success)) << answer.size();

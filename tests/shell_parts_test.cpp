@@ -34,22 +34,18 @@ TEST_F(Parser, UnderstandsLinesAndGivesArgumentsACanonicalForm)
         {root_node, "show Version",
          "5: unknown word \"Version\"; expected: running-config, version"},
         {root_node, "show \"version\"", "5: unknown word"},
-        {root_node, "show two", "5: unknown word"},
         {root_node, "show", "4: incomplete command; expected: running-config, version, vsan"},
         {root_node, "show version now", "13: too many words"},
         {root_node, "show version >\"a b\\\"\\\\\"", "show version>a b\"\\"},
         {root_node, "show version>f", "5: unknown word \"version>f\""},
-        {root_node, "show version > a b", "17: too many words"},
         {root_node, "show version >", "14: incomplete command; expected: the name of a file"},
         {root_node, "show version >> f", "14: incomplete"},
-        {root_node, "show version > \"\"", "15: the name of a file is empty"},
         {root_node, "show version > \"a", "15: quote without an end"},
         {root_node, "show \"ver\"x", "10: blank expected after the closing quote"},
         {root_node, "show ver\001", "8: control character"},
         {root_node, "show \xC2\x85", "5: control character"},
         {root_node, "show \xC3\xA9\xC3", "7: not a character of UTF-8"},
         {config, "name \"a\"", "name a"},
-        {config, "name \"a b\"", "name \"a b\""},
         {config, "name \"\"", "name \"\""},
         {config, "name a\"b", "name \"a\\\"b\""},
         {config, "name a\\", "name \"a\\\\\""},
@@ -62,7 +58,6 @@ TEST_F(Parser, UnderstandsLinesAndGivesArgumentsACanonicalForm)
         {config, "speed \"auto\"", "speed \"auto\""},
         {config, "speed seventy",
          "6: value \"seventy\" is out of bounds; expected: <string of up to 5"},
-        {config, "vsan 0", "5: value \"0\" is out of bounds; expected: <vsan 1..4093>"},
     };
     for (const auto &row : cases) {
         const std::string first = parsed(row.mode, row.line);
@@ -116,11 +111,6 @@ TEST(ArgumentTypes, KnowNamedValuesAndMasks)
     parameter.type = TYPE_INT;
     parameter.subtype = 1;
     EXPECT_EQ(check_argument(parameter, "77"), fit::fits);
-    parameter.type = TYPE_INTERFACE;
-    parameter.type_mask = 0x2;
-    EXPECT_EQ(check_argument(parameter, "mgmt0"), fit::fits);
-    EXPECT_EQ(check_argument(parameter, "fc1/1"), fit::out_of_bounds);
-    EXPECT_EQ(describe_parameter(parameter), "<interface mgmt>");
     parameter.type = TYPE_URI;
     parameter.minimum = 0x80020081U;
     EXPECT_EQ(describe_parameter(parameter), "<uri file|bootflash|dm-lib>");
@@ -146,7 +136,7 @@ protected:
     configuration running{tree, config};
 };
 
-TEST_F(Configuration, ReplacesInPlaceOrdersByPriorityAndMakesMissingBlocks)
+TEST_F(Configuration, ReplacesInPlaceOrdersByPriorityAndRemovesWhatBeginsWithTheWords)
 {
     for (const char *line : {"name one", "vsan 20", "vsan 10", "host b", "host a", "speed 1",
                              "banner x", "vsan 020", "name two", "host b", "speed auto"})
@@ -156,18 +146,11 @@ TEST_F(Configuration, ReplacesInPlaceOrdersByPriorityAndMakesMissingBlocks)
     put("vsan 20");
     EXPECT_EQ(running.text(), "speed auto\nbanner x\nvsan 20\n  name inner\nvsan 10\n"
                               "vsan 30\n  name new\nhost b\nhost a\nname two\n");
-}
-
-TEST_F(Configuration, RemovesWhatBeginsWithTheWords)
-{
-    for (const char *line : {"host a", "host b", "speed 4", "vsan 1", "vsan 10"})
-        put(line);
-    put("vsan 1", "name x");
-    running.remove({}, {"host", "a"});
+    running.remove({}, {"host", "b"});
     running.remove({}, {"speed"});
-    running.remove({}, {"vsan", "1"});
+    running.remove({}, {"vsan", "20"});
     running.remove({of(config, "vsan 3")}, {"name"});
-    EXPECT_EQ(running.text(), "vsan 10\nhost b\n");
+    EXPECT_EQ(running.text(), "banner x\nvsan 10\nvsan 30\n  name new\nhost a\nname two\n");
 }
 
 TEST_F(Configuration, KeepsLinesThatTheTreeDoesNotKnowAndRefusesWhatIsNone)

@@ -248,12 +248,9 @@ TEST_F(Program, HasAnExitStatusAndAMessageForEachFault)
              "^\n"},
         {"-c 'show version > /dev/full'", 1, "% /dev/full: No space left on device\n"},
         {"-f /ubex/lines", 1, "foo\n^\n/ubex/lines:4: % unknown word \"foo\""},
-        {"-f /ubex/missing", 1, "kiv: /ubex/missing: No such file or directory\n"},
         {"-r /ubex", 1, "kiv: /ubex: Is a directory\n"},
-        {"-c", 2, "kiv: -c needs an operand"},
         {"-c a -r b", 2, "kiv: only one of -c, -f, -r and --session"},
         {"-q 99999999999", 2, "kiv: not a number"},
-        {"-o 0x-1", 2, "kiv: not a number: 0x-1"},
         {"-nR", 2, "kiv: unknown option -nR"},
     };
     for (const auto &row : cases) {
@@ -340,14 +337,11 @@ TEST_F(Program, RefusesATreeThatIsNotSound)
         EXPECT_EQ(result.error, "kiv: " + path + ": " + reason + "\n");
         unlink(path.c_str());
     };
-    write_file(path, tree_text.substr(0, tree_text.size() - 1));
-    refused("size is not a whole number of nodes");
     std::string cyclic = tree_text.substr(0, 1000);
     cyclic.replace(offsetof(kiv_array_tree_node, child_count), 4, std::string("\0\1\0\0", 4));
     cyclic[offsetof(kiv_array_tree_node, childlist_mask)] = 0;
     write_file(path, cyclic);
     refused("node 0: node is its own descendant");
-    refused("No such file or directory");
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     refused("not a regular file");
     write_file(path, tree_text);

@@ -112,13 +112,10 @@ private:
 
     void listen()
     {
+        static char piece[1 << 16];
         int size = 0;
-        while (listens_ && ioctl(hears_, FIONREAD, &size) == 0 && size > 0) {
-            std::string more(static_cast<size_t>(size), '\0');
-            more.resize(
-                static_cast<size_t>(std::max<ssize_t>(read(hears_, more.data(), more.size()), 0)));
-            heard_ += more;
-        }
+        while (listens_ && ioctl(hears_, FIONREAD, &size) == 0 && size > 0)
+            heard_.append(piece, static_cast<size_t>(read(hears_, piece, sizeof piece)));
         for (size_t end = 0; (end = heard_.find('\n', taken_)) != std::string::npos;) {
             const bool is_empty = end == taken_;
             taken_ = end + 1;

@@ -6,34 +6,30 @@
 
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include <kiv/common.h>
 
 #include "lab/kiv/parser.h"
 #include "lab/kiv/tree.h"
+#include "trees.h"
 
 namespace kiv_shell::testing {
 
+struct node_options {
+    std::string_view function{};
+    uint16_t priority = 0;
+    uint32_t command_id = 0;
+    std::string_view prompt{}; // of a mode
+};
+
 class tree_builder {
 public:
-    struct node_options {
-        std::string_view function{};
-        uint16_t priority = 0;
-        uint32_t command_id = 0;
-        std::string_view prompt{}; // of a mode
-    };
-
-    tree_builder() : nodes_(1) {}
-
-    uint16_t keyword(uint16_t parent, std::string_view token, const node_options &chosen)
+    uint16_t keyword(uint16_t parent, std::string_view token, const node_options &chosen = {})
     {
         const uint16_t made = add(parent, chosen);
-        token.copy(nodes_[made].token, sizeof nodes_[made].token - 1);
+        trees::put(nodes_[made].token, token);
         return made;
     }
-
-    uint16_t keyword(uint16_t parent, std::string_view token) { return keyword(parent, token, {}); }
 
     uint16_t argument(uint16_t parent, kiv_parameter_type type, uint32_t minimum, uint32_t maximum,
                       const node_options &chosen)
@@ -53,38 +49,26 @@ public:
         record.parameter_count = static_cast<uint16_t>(record.parameter_count + 1);
     }
 
-    void link(uint16_t parent, uint16_t child)
-    {
-        const uint16_t position = nodes_[parent].child_count;
-        own(parent, child);
-        nodes_[parent].childlist_mask[position / 8] |= static_cast<uint8_t>(1U << position % 8);
-    }
+    void link(uint16_t parent, uint16_t child) { trees::add_link(nodes_, parent, child); }
 
-    std::vector<kiv_array_tree_node> take() { return std::move(nodes_); }
+    trees::tree take() { return std::move(nodes_); }
 
 private:
     uint16_t add(uint16_t parent, const node_options &chosen)
     {
         const auto made = static_cast<uint16_t>(nodes_.size());
         kiv_array_tree_node &node = nodes_.emplace_back();
-        chosen.function.copy(node.func_id, sizeof node.func_id - 1);
-        chosen.prompt.copy(node.submode_prompt, sizeof node.submode_prompt - 1);
+        trees::put(node.func_id, chosen.function);
+        trees::put(node.submode_prompt, chosen.prompt);
         node.asciigen_priority = chosen.priority;
         node.command_id = chosen.command_id;
         node.action = (chosen.function.empty() ? 0 : KIV_ACTION_TERMINAL) |
                       (chosen.prompt.empty() ? 0 : KIV_ACTION_SUBMODE);
-        own(parent, made);
+        trees::add_child(nodes_, parent, made);
         return made;
     }
 
-    void own(uint16_t parent, uint16_t child)
-    {
-        kiv_array_tree_node &node = nodes_[parent];
-        node.children[node.child_count] = child;
-        node.child_count = static_cast<uint16_t>(node.child_count + 1);
-    }
-
-    std::vector<kiv_array_tree_node> nodes_;
+    trees::tree nodes_ = trees::of_nodes(1);
 };
 
 inline void add_settings(tree_builder &tree, uint16_t config)
@@ -111,7 +95,7 @@ inline void add_settings(tree_builder &tree, uint16_t config)
     tree.argument(no_vsan, TYPE_VSAN, 1, 4093, {.function = "unset"});
 }
 
-inline std::vector<kiv_array_tree_node> small_tree_nodes()
+inline trees::tree small_tree_nodes()
 {
     tree_builder tree;
     const uint16_t show = tree.keyword(0, "show");
@@ -138,7 +122,7 @@ inline std::vector<kiv_array_tree_node> small_tree_nodes()
 }
 
 struct small_tree {
-    std::vector<kiv_array_tree_node> nodes = small_tree_nodes();
+    trees::tree nodes = small_tree_nodes();
     tree_view tree{nodes.data(), nodes.size()};
     node_index config = *tree.mode_of_function("configure_terminal");
 

@@ -3,7 +3,6 @@
 #define KIV_TESTS_TERMINAL_PROGRAM_H
 
 #include <csignal>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -41,10 +40,9 @@ public:
     program &operator=(const program &) = delete;
     ~program()
     {
-        if (child_ <= 0)
-            return;
-        kill(child_, SIGKILL);
-        waitpid(child_, nullptr, 0);
+        if (child_ > 0)
+            send(SIGKILL);
+        end();
     }
 
     void type(std::string_view text) const { user_.type(text); }
@@ -83,7 +81,8 @@ public:
     int end()
     {
         int status = 0;
-        waitpid(child_, &status, 0);
+        if (child_ > 0)
+            waitpid(child_, &status, 0);
         child_ = 0;
         return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     }

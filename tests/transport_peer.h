@@ -216,7 +216,9 @@ struct result {
     std::string payload;
     uint32_t opcode = 0;
     uint32_t token = 0;
+    uint32_t connection = 0;
 };
+
 inline result receive(int queue, uint32_t token = 0, uint32_t wait = 10, uint32_t flags = 0)
 {
     const ovra_recv_options options{OVRA_OPTIONS_VERSION, flags, wait, token, {}};
@@ -228,6 +230,7 @@ inline result receive(int queue, uint32_t token = 0, uint32_t wait = 10, uint32_
     }
     received.opcode = ovra_opc_get(&message);
     received.token = ovra_rr_token_get(&message);
+    received.connection = message.connection;
     if (ovra_payload_size(&message) > 0)
         received.payload.assign(static_cast<const char *>(ovra_payload_get(&message)),
                                 ovra_payload_size(&message));

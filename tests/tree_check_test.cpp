@@ -4,8 +4,6 @@
 #include <utility>
 
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <kiv/extras.h>
 
@@ -131,22 +129,6 @@ TEST(TreeCheck, RefusesBuffersThatAreNoSequenceOfNodes)
     }
     EXPECT_EQ(check(trees::of_nodes(65537)).fault, KIV_TREE_TOO_MANY_NODES);
     EXPECT_STREQ(kiv_tree_fault_text(-1), "unknown fault");
-}
-
-// The buffer ends where memory ends, so a read behind it would kill the test.
-TEST(TreeCheck, ReadsNothingOutsideTheBuffer)
-{
-    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    auto *memory = static_cast<uint8_t *>(
-        mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    ASSERT_NE(memory, MAP_FAILED);
-    ASSERT_EQ(mprotect(memory + page, page, PROT_NONE), 0);
-    for (const int filling : {0x00, 0x01, 0x7F, 0xFF}) {
-        uint8_t *tree = memory + page - 4000;
-        std::memset(tree, filling, 4000);
-        EXPECT_EQ(kiv_tree_check(tree, 4000, nullptr), filling == 0 ? 0 : -1);
-    }
-    munmap(memory, 2 * page);
 }
 
 } // namespace

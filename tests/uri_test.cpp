@@ -1,8 +1,8 @@
 // The platform's parser of URIs, and the records that are made with it.
 
-#include <algorithm>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -14,7 +14,6 @@
 namespace {
 
 using kiv_tests::bytes_of;
-using kiv_tests::failure;
 
 uriparse_pool new_pool(uint32_t limit = URIPARSE_POOL_STRINGS, uint32_t size = 1016)
 {
@@ -45,7 +44,6 @@ TEST(UriParser, TakesTextsApart)
     } rows[] = {
         {"tftp://u:p@h:69/a/b", "tftp u p h 69 /a/b"},
         {"ftp://u:p:q:@h", "ftp u p:q: h  "},
-        {"ftp://:@:", "ftp     "},
         {"tftp://[fe80::1]:069/x", "tftp   fe80::1 069 /x"},
         {"HTTP://Host_1.%41~!$&'()*+,;=/", "HTTP   Host_1.%41~!$&'()*+,;=  /"},
         {"http://h:65535?q", "http   h 65535 "},
@@ -76,10 +74,8 @@ TEST(UriParser, RefusesWhatIsNoUri)
     } rows[] = {
         {URIPARSE_BAD_SCHEME, ":x"},
         {URIPARSE_BAD_SCHEME, "1a:x"},
-        {URIPARSE_BAD_SCHEME, "\xC3\xA9:x"},
         {URIPARSE_BAD_USER, "a://u[@h"},
         {URIPARSE_BAD_USER, "a://u:p%4@h"},
-        {URIPARSE_BAD_HOST, "a://u@v@h"},
         {URIPARSE_BAD_HOST, "a://[::1"},
         {URIPARSE_BAD_HOST, "a://[1.2.3.4]"},
         {URIPARSE_BAD_HOST,
@@ -88,7 +84,6 @@ TEST(UriParser, RefusesWhatIsNoUri)
         {URIPARSE_BAD_PORT, "http://h:99999999999999999999999/"},
         {URIPARSE_BAD_PORT, "a://[::1]x"},
         {URIPARSE_BAD_PATH, "a:b c"},
-        {URIPARSE_BAD_PATH, "a:%4g"},
         {URIPARSE_BAD_QUERY, "a:?[#x"},
         {URIPARSE_BAD_QUERY, "a:#x#y"},
     };
@@ -106,17 +101,14 @@ TEST(UriParser, FillsAPoolToItsLastByte)
         uint32_t limit;
         uint32_t size;
         size_t longest; // path behind "a:"
-    } rows[] = {{10, 1016, 953}, {6, 47, 0}, {6, 48, 1}};
+    } rows[] = {{10, 1016, 953}, {6, 47, 0}};
     for (const auto &row : rows) {
         uriparse_pool pool = new_pool(row.limit, row.size);
         const std::string text = "a:" + std::string(row.longest, 'x');
         EXPECT_EQ(uriparse_parse(text.c_str(), &pool, 1), 0) << row.size;
         const uriparse_pool copy = pool;
-        for (const size_t more : {1U, 100'000U}) {
-            const std::string longer = text + std::string(more, 'y');
-            EXPECT_EQ(uriparse_parse(longer.c_str(), &pool, 1), URIPARSE_NO_ROOM) << more;
-            EXPECT_EQ(parts_in(pool), no_parts);
-        }
+        EXPECT_EQ(uriparse_parse((text + "y").c_str(), &pool, 1), URIPARSE_NO_ROOM) << row.size;
+        EXPECT_EQ(parts_in(pool), no_parts);
         EXPECT_EQ(parts_in(copy), "a     " + text.substr(2)) << "a copy holds its own";
     }
     uriparse_pool pool = new_pool(5);
@@ -132,41 +124,29 @@ TEST(UriParser, RefusesMemoryThatIsNoPool)
 
     uriparse_pool good = new_pool();
     ASSERT_EQ(uriparse_parse("a:b", &good, 1), 0);
-    constexpr size_t area = offsetof(uriparse_pool, area);
-    constexpr struct {
-        const char *what;
-        size_t offset, size;
-        bool parse_refuses;
-    } rows[] = {
-        {"magic", offsetof(uriparse_pool, magic), 4, true},
-        {"size", offsetof(uriparse_pool, size), 4, true},
-        {"size of the area", area, 4, true},
-        {"limit", area + 4, 4, true},
-        {"strings that there are", area + 8, 4, true},
-        {"bytes in use", area + 12, 4, true},
-        {"places of strings outside of the text", area + 16, 40, false},
-        {"text without an end", area + 56, sizeof good.area - 56, false},
-    };
-    for (const auto &row : rows) {
+    // Its magic and size; the words of the area: size, limit, strings that there are, bytes in use.
+    for (size_t word = 0; word < 6; ++word) {
         uriparse_pool bad = good;
-        std::memset(reinterpret_cast<char *>(&bad) + row.offset, 0xFF, row.size);
-        EXPECT_EQ(parts_in(bad), no_parts) << row.what;
-        EXPECT_EQ(uriparse_parse("a:b", &bad, 1), row.parse_refuses ? URIPARSE_BAD_POOL : 0)
-            << row.what;
+        std::memset(reinterpret_cast<char *>(&bad) + 4 * word, 0xFF, 4);
+        EXPECT_EQ(parts_in(bad), no_parts) << word;
+        EXPECT_EQ(uriparse_parse("a:b", &bad, 1), URIPARSE_BAD_POOL) << word;
     }
+    uriparse_pool bad = good;
+    std::memset(bad.area + 16, 0xFF, 40);
+    EXPECT_EQ(parts_in(bad), no_parts) << "places of strings outside of the text";
+    bad = good;
+    std::memset(bad.area + 56, 'x', sizeof bad.area - 56);
+    EXPECT_EQ(parts_in(bad), no_parts) << "text without an end";
 }
 
 TEST(Schemes, AreThoseOfTheSystemAndThoseOfTheShell)
 {
     EXPECT_EQ(uri_map_get_uri_type_from_scheme("Tftp"), 0x4U);
-    for (const char *unknown : {"dm-lib", "tftpx", static_cast<const char *>(nullptr)})
-        EXPECT_EQ(uri_map_get_uri_type_from_scheme(unknown), 0U);
+    EXPECT_EQ(uri_map_get_uri_type_from_scheme("dm-lib"), 0U);
     EXPECT_EQ(kiv_get_uri_type_from_scheme("DM-Patch"), 0x40000U);
-    for (const char *unknown : {"dm-", "dm-etc2", "tftp"})
-        EXPECT_EQ(kiv_get_uri_type_from_scheme(unknown), 0U) << unknown;
+    EXPECT_EQ(kiv_get_uri_type_from_scheme("tftp"), 0U);
     EXPECT_STREQ(kiv_get_scheme_from_uri_type(0x20000), "dm-lib");
-    for (const uint32_t unknown : {0U, 0x30000U, 0x4U})
-        EXPECT_EQ(kiv_get_scheme_from_uri_type(unknown), nullptr) << unknown;
+    EXPECT_EQ(kiv_get_scheme_from_uri_type(0x30000), nullptr) << "no mask";
 }
 
 uri_info full_record()
@@ -208,6 +188,8 @@ TEST(UriInfo, HoldsTheParsedParts)
     for (const char *text : {"", "nothing", "http://h:abc", static_cast<const char *>(nullptr)})
         EXPECT_GT(kiv_xml_parse_uri(&record, text), 0) << text;
     EXPECT_EQ(bytes_of(record), bytes_of(expected)) << "stays where parsing fails";
+    EXPECT_DEATH(kiv_xml_parse_uri(nullptr, "a:"),
+                 kiv_tests::failure("kiv_lib", "kiv_xml_parse_uri", "uri_info"));
 
     EXPECT_EQ(kiv_xml_parse_uri(&record, "dm-lib:a"), 0);
     EXPECT_EQ(record.type, 0U) << "none of the shell's own";
@@ -218,52 +200,39 @@ TEST(UriInfo, HoldsTheParsedParts)
 
 TEST(UriInfo, IsCutToItsFields)
 {
-    const std::string long_word(300, 'w');
-    const std::string text = long_word + "://" + long_word + "/" + long_word;
-    uri_info parsed;
-    EXPECT_EQ(kiv_xml_parse_uri(&parsed, text.c_str()), 0);
-    EXPECT_EQ(parsed.scheme, long_word.substr(0, 31));
-    EXPECT_EQ(parsed.server, long_word.substr(0, 63));
-    EXPECT_EQ(parsed.path, "/" + long_word.substr(0, 254));
+    const std::string word(300, 'w');
+    const std::string text = word + "://" + word + "/" + word;
+    uri_info record;
+    EXPECT_EQ(kiv_xml_parse_uri(&record, text.c_str()), 0);
+    EXPECT_EQ(record.scheme, word.substr(0, 31));
+    EXPECT_EQ(record.server, word.substr(0, 63));
+    EXPECT_EQ(record.path, "/" + word.substr(0, 254));
     // Of pieces, a character less is kept.
-    for (const size_t length : {30U, 31U, 40U}) {
-        const std::string word(length, 'w');
-        const uri_info record = populated(word.c_str());
-        for (const char *field : {record.scheme, record.user, record.password})
-            EXPECT_EQ(field, word.substr(0, 30));
-    }
+    record = populated(word.c_str());
+    for (const char *field : {record.scheme, record.user, record.password})
+        EXPECT_EQ(field, word.substr(0, 30));
     const struct {
         size_t prefix, name; // given
         size_t kept_prefix, kept_name;
-    } servers[] = {{3, 4, 3, 4},   {63, 1, 62, 1}, {70, 70, 62, 1},
-                   {0, 63, 0, 62}, {1, 70, 1, 62}, {30, 40, 30, 33}};
+    } servers[] = {{3, 4, 3, 4}, {70, 70, 62, 1}, {1, 70, 1, 62}, {30, 40, 30, 33}};
     for (const auto &row : servers) {
-        const uri_info record = populated("a", std::string(row.prefix, 'p').c_str(),
-                                          std::string(row.name, 'n').c_str());
-        const std::string prefix(row.kept_prefix, 'p');
-        EXPECT_EQ(record.server_prefix, prefix);
-        EXPECT_EQ(record.server, prefix + std::string(row.kept_name, 'n'))
+        record = populated("a", std::string(row.prefix, 'p').c_str(),
+                           std::string(row.name, 'n').c_str());
+        EXPECT_EQ(record.server,
+                  std::string(row.kept_prefix, 'p') + std::string(row.kept_name, 'n'))
             << row.prefix << " and " << row.name;
     }
-}
-
-TEST(UriInfo, HoldsAPathBehindASlash)
-{
-    const std::string path(300, 'p');
-    const std::string slashed = "/" + path;
-    const struct {
-        const char *given;
-        std::string kept;
-    } rows[] = {
+    const std::string slashed = "/" + word;
+    const std::pair<const char *, std::string> paths[] = {
         {nullptr, ""},
         {"", "/"},
         {"//a", "//a"},
         {"images/a.bin", "/images/a.bin"},
-        {path.c_str(), "/" + path.substr(0, 254)},
+        {word.c_str(), slashed.substr(0, 255)},
         {slashed.c_str(), slashed.substr(0, 254)},
     };
-    for (const auto &row : rows)
-        EXPECT_EQ(populated("a", nullptr, nullptr, row.given).path, row.kept);
+    for (const auto &[given, kept] : paths)
+        EXPECT_EQ(populated("a", nullptr, nullptr, given).path, kept);
 }
 
 TEST(UriInfo, CopiesByPopulating)
@@ -303,18 +272,6 @@ TEST(UriInfo, PrintsWhatIsSetButNoPassword)
                                           "  server:" + word + word +
                                           "  port:2021161080  path:" + std::string(256, 'x') + " ")
         << "no further than its fields";
-}
-
-TEST(UriInfoAssertions, NameTheParameterAndTheFile)
-{
-    uri_info record{};
-    EXPECT_DEATH(kiv_uri_info_populate(&record, nullptr, "", "", "", "", 0, ""),
-                 failure("kiv_lib", "kiv_get_uri_type_from_scheme", "scheme"));
-    EXPECT_DEATH(kiv_uri_info_copy(nullptr, nullptr),
-                 failure("kiv_lib", "kiv_uri_info_copy", "src_uri_info"));
-    EXPECT_DEATH(kiv_xml_parse_uri(nullptr, "a:"),
-                 failure("kiv_lib", "kiv_xml_parse_uri", "uri_info"));
-    EXPECT_EQ(kiv_xml_parse_uri(nullptr, ""), URIPARSE_BAD_SCHEME);
 }
 
 } // namespace

@@ -115,9 +115,8 @@ TEST_F(UserInput, RefusesARequestForTooMuch)
     kiv_user_input_info info = question(257);
     info.debug = 1;
     char output[] = "kept";
-    EXPECT_EQ(
-        kiv_tests::printed([&] { EXPECT_EQ(kiv_user_input_get(&info, output), 0x40540001U); }),
-        "Max length too high\n");
+    const auto get = [&] { EXPECT_EQ(kiv_user_input_get(&info, output), 0x40540001U); };
+    EXPECT_EQ(kiv_tests::printed(get), "Max length too high\n");
     EXPECT_STREQ(output, "kept");
     info = question(1);
     EXPECT_DEATH(kiv_user_input_get(&info, output),

@@ -46,20 +46,52 @@ struct input {
     }
 };
 
+template <typename Record>
 struct freed {
-    void operator()(void *block) const { std::free(block); }
+    void operator()(Record *record) const { std::free(record); }
 };
 template <typename Record>
-using owned = std::unique_ptr<Record, freed>;
+using owned = std::unique_ptr<Record, freed<Record>>;
+
+void answer(const std::string &reply)
+{
+    fake_seam::plan({{0, 0, reply}});
+}
+
+void answer_over_queue(const std::string &reply)
+{
+    fake_seam::plan({{}, {0, 0, reply}});
+}
+
+bool is_sound_table(const std::string &reply, size_t index_offset, int32_t index, int32_t capacity)
+{
+    return reply.size() >= index_offset + sizeof index && index >= -1 && index < capacity;
+}
+
+bool has_possible_fields(const std::string &reply, int32_t last_index)
+{
+    for (int32_t i = 0; i <= last_index; ++i) {
+        kiv_interface_table_entry entry;
+        std::memcpy(&entry, reply.data() + static_cast<size_t>(i) * sizeof entry, sizeof entry);
+        const int32_t count = entry.help_info.field_count;
+        if (count < 0 || count > KIV_INTF_HELP_FIELDS)
+            return false;
+    }
+    return true;
+}
 
 void check_interfaces(const input &from)
 {
-    fake_seam::plan({{}, {0, 0, from.table(offsetof(kiv_interface_table, last_index))}});
+    constexpr size_t index_offset = offsetof(kiv_interface_table, last_index);
+    const std::string reply = from.table(index_offset);
+    answer_over_queue(reply);
     kiv_interface_table_entry *entries = nullptr;
     const int count = kivd_interface_table_get(1, &entries);
     const owned<kiv_interface_table_entry> owner(entries);
-    require(count == (entries == nullptr ? -1 : from.index + 1));
-    require(count <= KIV_INTERFACE_TABLE_CAPACITY);
+    const bool is_sound =
+        is_sound_table(reply, index_offset, from.index, KIV_INTERFACE_TABLE_CAPACITY) &&
+        has_possible_fields(reply, from.index);
+    require(count == (is_sound ? from.index + 1 : -1) && (entries != nullptr) == is_sound);
     show_interface_table(entries, count);
     for (int i = 0; i < count; ++i)
         require(strnlen(entries[i].name, sizeof entries[i].name) < sizeof entries[i].name);
@@ -68,10 +100,12 @@ void check_interfaces(const input &from)
 template <typename Table>
 owned<Table> fetch_table(const input &from, int32_t capacity, int get(uint32_t, Table **) noexcept)
 {
-    fake_seam::plan({{0, 0, from.table(offsetof(Table, last_index))}});
+    constexpr size_t index_offset = offsetof(Table, last_index);
+    const std::string reply = from.table(index_offset);
+    answer(reply);
     Table *table = nullptr;
-    require((get(1, &table) == 0) == (table != nullptr));
-    require(table == nullptr || (table->last_index >= -1 && table->last_index < capacity));
+    const bool is_sound = is_sound_table(reply, index_offset, from.index, capacity);
+    require(get(1, &table) == (is_sound ? 0 : -1) && (table != nullptr) == is_sound);
     return owned<Table>(table);
 }
 
@@ -86,45 +120,101 @@ void check_trees(const input &from)
 
 void check_subtypes(const input &from)
 {
-    fetch_table(from, KIVD_PARAM_SUBTYPE_TABLE_CAPACITY, kivd_param_subtype_table_get);
+    const auto table =
+        fetch_table(from, KIVD_PARAM_SUBTYPE_TABLE_CAPACITY, kivd_param_subtype_table_get);
+    require(table == nullptr || table->last_index == from.index);
+}
+
+void check_settings(const input &from)
+{
+    const std::string reply = from.reply(124);
+    answer(reply);
+    kiv_cfg_info *fetched = nullptr;
+    const int result = kivd_kiv_configuration_get(1, &fetched);
+    const owned<kiv_cfg_info> owner(fetched);
+    kiv_cfg_info received{};
+    answer_over_queue(reply);
+    require(kivd_kiv_config_info_get(1, &received) == result);
+    require(result == (reply.size() >= 124 ? 0 : -1));
+    require(result != 0 || std::memcmp(fetched, &received, 124) == 0);
+}
+
+void check_words(const input &from)
+{
+    const std::string reply = from.reply(size_t{KIVD_PARFILE_NAME_SIZE});
+    char name[KIVD_PARFILE_NAME_SIZE] = {};
+    answer(reply);
+    if (kivd_kiv_dynamic_parfile_name_get(1, name) == 0)
+        require(reply.c_str() == std::string(name) && reply.size() > std::strlen(name));
+    const std::string status = from.reply(sizeof(int32_t));
+    answer(status);
+    if (status.size() < sizeof(int32_t))
+        require(kivd_generate_main_tree(1) == -1);
+}
+
+// An unknown type of a rule fails an assertion, as is laid down: they are all known here.
+void make_types_known(kivd_perm_group_conf_entry &rule)
+{
+    rule.rule_type = (rule.rule_type & 1) + 1;
+    rule.command_type = (rule.command_type & 3) + 1;
 }
 
 void check_role(kivd_perm_group &role)
 {
+    const bmask4096 nobody = KIV_BMP_INIT(KIV_VSAN_BITS);
     for (kivd_perm_group_conf_entry &rule : role.rules) {
-        // Others fail an assertion, as is laid down.
-        rule.rule_type = (rule.rule_type & 1) + 1;
-        rule.command_type = (rule.command_type & 3) + 1;
+        make_types_known(rule);
         char line[80];
         kivd_perm_group_conf_entry_cli_str_get(line, &rule, role.rule_count);
         require(std::strlen(line) < sizeof line);
     }
-    const bmask4096 nobody = KIV_BMP_INIT(KIV_VSAN_BITS);
     kivd_perm_group_entry_cli_show(&role, &nobody);
     kivd_perm_group_entry_show(&role);
     const int32_t highest = kivd_perm_group_max_rule_id_get(&role);
     require(highest >= 0 && highest <= KIVD_ROLE_RULES);
+    require(highest == 0 || kivd_perm_group_next_rule_id_get(&role, highest - 1) == highest);
     require(kivd_perm_group_next_rule_id_get(&role, highest) == -1);
 }
 
 void check_roles(const input &from)
 {
     const size_t expected = sizeof(kivd_perm_group) * (static_cast<uint8_t>(from.index) % 5);
-    fake_seam::plan({{0, 0, from.reply(expected)}, {0, 0, from.content}});
+    const std::string reply = from.reply(expected);
+    fake_seam::plan({{0, 0, reply}, {0, 0, from.content}});
     kivd_perm_group *roles = nullptr;
     void *second = nullptr;
     int32_t count = -1;
-    kivd_perm_group_table_get(1, 1, &roles, &second, &count);
+    const int result = kivd_perm_group_table_get(1, 1, &roles, &second, &count);
     const owned<kivd_perm_group> role_owner(roles);
     const owned<void> second_owner(second);
+    const bool is_short = !reply.empty() && reply.size() < sizeof(kivd_perm_group);
+    require(result == (is_short ? 51 : 0));
+    require(is_short || static_cast<size_t>(count) == reply.size() / sizeof(kivd_perm_group));
     for (int32_t i = 0; i < count; ++i)
         check_role(roles[i]);
     require(kivd_perm_group_locate_entry_by_name(roles, count, "network-admin") < count);
     require(kivd_perm_group_next_role_num_get(roles, from.index, count) <= count);
 }
 
+void check_change(const input &from)
+{
+    kivd_perm_group_conf_cli_wrapper change;
+    const std::string content = from.reply(sizeof change + 128);
+    std::memcpy(&change, content.data(), sizeof change);
+    make_types_known(change.rule);
+    change.vsans.size = sizeof change.vsans.bytes;
+    change.kind &= 1;
+    for (const int32_t message : {911, 913, 919}) {
+        char text[KIVD_ROLE_TEXT_SIZE];
+        kivd_perm_group_wrapper_cli_str_get(text, message, &change);
+        require(std::strlen(text) < sizeof text);
+    }
+    kivd_perm_group_conf_cli_wrapper_show(&change);
+}
+
 constexpr void (*jobs[])(const input &) = {check_interfaces, check_trees, check_subtypes,
-                                           check_roles};
+                                           check_settings,   check_words, check_roles,
+                                           check_change};
 
 } // namespace
 

@@ -65,7 +65,7 @@ TEST_F(Capture, GoesOnBehindABufferOfTheCaller)
     EXPECT_EQ(kiv_get_buf_len(), 0);
     // Neither room nor an end behind the text.
     char *mine = static_cast<char *>(std::malloc(4));
-    std::memcpy(mine, "mine", 4);
+    std::string("mine").copy(mine, 4);
     EXPECT_EQ(kiv_set_buf(mine, 4), mine);
     EXPECT_EQ(kiv_get_buf_len(), 4);
     kiv_buf_printf("+%d", 1);
@@ -87,7 +87,8 @@ TEST_F(Capture, TakesItsOwnTextNulCharactersAndTheErrorThatIsPrinted)
     kiv_buf_printf("ab");
     for (int i = 0; i < 10; ++i) {
         kiv_buf_printf("[%s|%s]", kiv_get_buf(), kiv_get_buf());
-        expected += "[" + expected + "|" + expected + "]";
+        const std::string before = expected;
+        expected.append("[").append(before).append("|").append(before).append("]");
         expect_captured(expected);
     }
     kiv_set_buf(kiv_get_buf(), 0);

@@ -110,8 +110,9 @@ TEST(Clock, CountsTheMicrosecondsOfTheHourIn32Bits)
     constexpr time_t midnight = 1'700'006'400;
     constexpr time_t hour = 3600;
     static_assert(midnight % (24 * hour) == 0);
-    EXPECT_EQ(kiv::microseconds_of_hour({midnight + 11 * hour + 15 * 60 + 30, 250'000}), 930250000);
-    EXPECT_EQ(kiv::microseconds_of_hour({midnight + 11 * hour + 59 * 60 + 59, 0}), -695967296);
+    EXPECT_EQ(kiv::microseconds_of_hour({midnight + 11 * hour + hour / 4 + 30, 250'000}),
+              930250000);
+    EXPECT_EQ(kiv::microseconds_of_hour({midnight + 12 * hour - 1, 0}), -695967296);
     constexpr uint64_t whole_hour = 3'600'000'000;
     const auto value = static_cast<uint32_t>(kiv_time());
     timeval now;

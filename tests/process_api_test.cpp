@@ -299,6 +299,7 @@ TEST(Permission, OnVirtualSansFollowsKindsAndOperation)
         {{9, 12}, 2, 64, {}, 1},
         {{0, 0}, 3, 5, {}, 0},
         {{0, 0}, 3, 4096, {}, 0},
+        {{4, 0}, 3, 3, {}, 1},
         {{0, 4}, 3, 5, {}, 0},
         {{4, 0}, 2, 3, {}, 0},
         {{0, 4}, 4, 3, {}, 0},
@@ -324,6 +325,41 @@ TEST(Permission, OnVirtualSansFollowsKindsAndOperation)
     EXPECT_DEATH(vsan_bitset_copy(&wrong, &user),
                  failure("bmp_template", "vsan_bitset_copy",
                          "\\(dst->" + size + "\\) && \\(src->" + size + "\\)"));
+}
+
+TEST(Permission, OnTypesFollowsTheLowEightBits)
+{
+    const bmask4096 everything = every_vsan();
+    const bmask4096 user = vsans({0, 3});
+    for (uint32_t type = 0; type < 1024; ++type) {
+        for (int32_t operation = -1; operation <= 4; ++operation) {
+            const bool allowed = operation == 3 || type % 256 == 1 || type % 256 == 8;
+            EXPECT_EQ(kiv_intf_type_perm_check(&user, type, operation), allowed ? 1 : 0) << type;
+            EXPECT_EQ(kiv_intf_type_perm_check(&everything, type, operation), 1) << type;
+        }
+    }
+}
+
+TEST(Permission, OnAnInterfaceIsNeverARestrictedUsers)
+{
+    const bmask4096 everything = every_vsan();
+    const bmask4096 user = vsans({0, 3});
+    const struct {
+        int (*run)(const void *, const bmask4096 *, uint32_t) noexcept;
+        std::string what;
+    } checks[] = {{kiv_is_interface_config_allowed, "config"},
+                  {kiv_is_interface_display_allowed, "display"}};
+    for (const auto &row : checks) {
+        const auto asked = [&](uint32_t filter, const bmask4096 &mask, int expected) {
+            kiv_lib_debug_filter_set(filter);
+            return printed([&] { EXPECT_EQ(row.run(nullptr, &mask, 0x10A0000), expected); });
+        };
+        const std::string stub = "kiv_is_interface_" + row.what + "_allowed: modified/stubbed!\n";
+        EXPECT_EQ(asked(0x3, user, 0),
+                  "Checking if interface " + row.what + " allowed for Ifindex = 10a0000\n" + stub);
+        EXPECT_EQ(asked(0x3, everything, 1), "");
+        EXPECT_EQ(asked(0x7FFFFFFE, user, 0), stub);
+    }
 }
 
 } // namespace

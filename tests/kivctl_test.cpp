@@ -40,6 +40,7 @@ TEST_F(Kivctl, RunsACommandDirectly)
     expect_recorded({
         {"run show version", {"kiv", "-nRc", "show version"}},
         {"run 'show $(x) \"q\"'", {"kiv", "-nRc", "show $(x) \"q\""}},
+        {"run -- show --help", {"kiv", "-nRc", "show --help"}},
         {"run --boot --peer --version 1.2 show -x", {"kivboot", "-nRc", "show -x", "-V", "1.2"}},
     });
     plan("exit 3");
@@ -136,8 +137,10 @@ TEST_F(Kivctl, RefusesWrongUsageAndRunsNothing)
          {"config apply a b"},
          {"config apply -x", "kivctl config apply: "},
          {"errors --xml"}});
+    kiv_tests::expect_help(program, {"", "run", "config", "config apply", "errors", "register x",
+                                     "deregister x", "lock true", "run show", "config apply x",
+                                     "script x", "session x", "roles explain x"});
     EXPECT_TRUE(recording().empty());
-    kiv_tests::expect_help(program, {"", "run", "config", "config apply", "errors"});
 }
 
 TEST_F(Kivctl, PrintsTheErrorTableThatTheDocumentationHolds)

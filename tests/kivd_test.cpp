@@ -159,6 +159,11 @@ TEST_F(Kivd, KeepsWhatIsRegisteredUpToItsCapacityAndRefusesTheRest)
     const std::vector<std::string> names = tree_names();
     ASSERT_EQ(names.size(), 511U);
     EXPECT_EQ(names.front(), "t1");
+    living([] { return kiv_register_parse_tree(0, "back"); }).end();
+    daemon.wait_for("withdrawn");
+    EXPECT_EQ(kiv_register_parse_tree(0, "other"), static_cast<int>(KIV_ERROR_TABLE_FULL))
+        << "the place of one that is expected back";
+    EXPECT_EQ(kiv_register_parse_tree(0, "back"), 0);
 
     const int queue = ovra_open(OVRA_ADDRESS_NONE, 0);
     ASSERT_GE(queue, 0);
@@ -187,6 +192,7 @@ TEST_F(Kivd, MergesWhatIsRegisteredAndLeavesOutWhatCannotBeUsed)
     for (const char *name : {"missing", "damaged", "linked", "pipe", "alpha", "against", "beta"})
         ASSERT_EQ(kiv_register_parse_tree(0, name), 0);
     EXPECT_EQ(keywords(), own) << "not merged yet";
+    EXPECT_EQ(missing(), "against\nalpha\nbeta\ndamaged\nlinked\nmissing\npipe\n");
     EXPECT_EQ(static_cast<uint32_t>(kivd_generate_main_tree(0)), KIV_ERROR_TREE_UNUSABLE);
     std::set<std::string> all = own;
     all.insert({"alpha", "beta"});
@@ -198,6 +204,7 @@ TEST_F(Kivd, MergesWhatIsRegisteredAndLeavesOutWhatCannotBeUsed)
         EXPECT_THAT(text, HasSubstr(line));
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 5);
     EXPECT_EQ(status().tree_number, 3U);
+    EXPECT_EQ(missing(), "against\ndamaged\nlinked\nmissing\npipe\n");
 
     // Of the numbered files, the one in force and the one before it are there.
     for (int i = 0; i < 5; ++i)
@@ -243,7 +250,33 @@ TEST_F(Kivd, WithdrawsAtOnceWhatADeadProcessHadRegistered)
 
     EXPECT_EQ(missing(), "alpha\n");
     EXPECT_EQ(kiv_register_parse_tree(0, "alpha"), 0);
-    EXPECT_EQ(missing(), "") << "it is there again";
+    EXPECT_EQ(missing(), "alpha\n") << "no shell finds it yet";
+    EXPECT_EQ(kivd_generate_main_tree(0), 0);
+    EXPECT_EQ(missing(), "");
+}
+
+TEST_F(Kivd, TellsWhichModulesThePublishedTreeDoesNotHaveWhenItCannotPublish)
+{
+    const kiv_tests::temporary_directory state;
+    serving daemon({"--state", state.path()});
+    const std::string folder(tree_directory, strlen(tree_directory) - 1);
+    write_commands("kept", {"kept"}, "run_kept");
+    living ending(
+        [] { return kiv_register_parse_tree(0, "ending") + kiv_register_parse_tree(0, "again"); });
+    ASSERT_EQ(kiv_register_parse_tree(0, "kept"), 0);
+    for (const char *name : {"ending", "again"})
+        write_commands(name, {name}, "");
+    ASSERT_EQ(kivd_generate_main_tree(0), 0);
+    ASSERT_EQ(rename(folder.c_str(), "/ubex/elsewhere"), 0);
+    EXPECT_EQ(kiv_register_parse_tree(0, "late"), 0);
+    ending.end();
+    daemon.wait_for("cannot publish the tree");
+    EXPECT_EQ(kiv_register_parse_tree(0, "again"), 0);
+    EXPECT_EQ(missing(), "again\nending\nlate\n") << "of those, the tree has what was before";
+    ASSERT_EQ(rename("/ubex/elsewhere", folder.c_str()), 0);
+    write_commands("late", {"late"}, "");
+    EXPECT_EQ(kivd_generate_main_tree(0), 0);
+    EXPECT_EQ(missing(), "ending\n");
 }
 
 TEST_F(Kivd, IsAsItWasAfterItIsKilled)
@@ -262,6 +295,7 @@ TEST_F(Kivd, IsAsItWasAfterItIsKilled)
         living module([] { return kiv_register_parse_tree(0, "lost"); });
         daemon.end(SIGKILL);
     }
+    serving().end(SIGKILL); // which has stored that a module has ended
     serving again;
     EXPECT_EQ(switchname(), "edge-7");
     EXPECT_THAT(tree_names(), ElementsAre("kept")) << "the other module has ended meanwhile";

@@ -47,6 +47,25 @@ expect_status 2 "wrong usage" --stat "$state"
 expect_status 2 "a module that is not there" --module "$folder/missing" -- true
 expect_status 2 "a module that is no program" --module "$folder/lines" -- true
 
+# Modules that never register hold nothing up: a silent one, and those that talk without end.
+program() { # name, line...
+    printf '#!/bin/sh\n%s\n' "$2" >"$folder/$1"
+    chmod +x "$folder/$1"
+}
+program silent 'exec sleep 1000'
+program floods 'yes "kivd: tree" >&2'
+program line_without_end 'exec cat /dev/zero >&2'
+before=$SECONDS
+KIV_LAB_PATIENCE=1 expect_status 7 "modules that do not register" --module "$folder/silent" \
+    --module "$folder/line_without_end" -- sh -c 'exit 7'
+grep -qF "lab: not all modules have registered; see $state/kivd.log" "$folder/error" ||
+    fail "says only: $(head -c 500 "$folder/error")"
+KIV_LAB_PATIENCE=1 expect_status 7 "modules that do not register" \
+    --module "$folder/floods" -- sh -c 'exit 7'
+[ $((SECONDS - before)) -lt 20 ] || fail "held up for $((SECONDS - before)) s"
+expect_none "modules that do not register"
+KIV_LAB_PATIENCE=soon expect_status 2 "no number of seconds" -- true
+
 # Two on one state, where the second one says so and the first one goes on; then that one is ended
 # by a signal, or killed.
 mkfifo "$folder/up" "$folder/end"

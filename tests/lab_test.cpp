@@ -8,6 +8,8 @@
 #include <gmock/gmock.h>
 
 #include <kiv/kiv_exec_lib.h>
+#include <kiv/kiv_process_api.h>
+#include <kiv/kivd_lib.h>
 #include <kiv/module.h>
 
 #include "daemon_process.h"
@@ -205,11 +207,17 @@ TEST_F(Lab, AModuleThatDiesInACommandIsACommunicationFailure)
     const std::string missing = "! MISSING: module odd: " + no_communication;
     EXPECT_THAT(shell.answer_to("show running-config"),
                 AllOf(HasSubstr(missing), EndsWith(callback_error)));
+    running_shell configuring;
+    configuring.answer_to("configure terminal");
     start_module();
-    EXPECT_THAT(shell.answer_to("show running-config"),
-                AllOf(Not(HasSubstr("MISSING")), EndsWith(success)));
+    for (const char *line : {"show running-config", "do show running-config"})
+        EXPECT_THAT((line[0] == 'd' ? configuring : shell).answer_to(line),
+                    AllOf(HasSubstr("odd 1\n  set generated\n"), EndsWith(success)))
+            << "in a mode, of the tree that there is now";
     EXPECT_EQ(shell.answer_to("odd arguments 7"), "0 of 1: 7\n" + success);
-    shell.kill(); // the module has a copy of the pipe that it reads from
+    // The module has copies of the pipes that they read from.
+    shell.kill();
+    configuring.kill();
 }
 
 TEST_F(Lab, AModuleThatDoesNotAnswerIsATimeOut)
@@ -254,6 +262,38 @@ TEST_F(Lab, TheRunningConfigurationIsThatOfAllByPriority)
               "odd 3\n  set before there was a module\nswitchname a\nvsan 9\n");
 }
 
+TEST_F(Lab, NothingThatAModuleKeepsIsKeptByTheShellInItsPlace)
+{
+    daemon.reset();
+    switch_root::run("rm /ubex/etc/par/main_tree?*.par");
+    constexpr rlim_t no_whole_tree = 10'000;
+    daemon.emplace(std::vector<std::string>{}, RLIMIT_FSIZE, no_whole_tree);
+    daemon->wait_for("process ");
+    switch_root::write_file("/ubex/c", "switchname own\nvsan 9\n");
+    EXPECT_THAT(run_shell("-r /ubex/c").error, HasSubstr("/ubex/c:2: % unknown word"));
+    const outcome partial = run_line("show running-config");
+    EXPECT_EQ(partial.status, 1);
+    EXPECT_THAT(partial.output, HasSubstr("! MISSING: module odd: "));
+}
+
+TEST_F(Lab, APartThatTwoTreesNameIsPrintedOnce)
+{
+    const kiv::grammar::result other = kiv::grammar::compile(R"(
+module other
+message-type 701
+keyword other "Names a part of another module"
+  generator odd_running_config
+  priority 45
+  run show_arguments
+)");
+    ASSERT_TRUE(other.errors.empty()) << other.errors.front().text;
+    daemon_process::write_tree("other", other.nodes);
+    const daemon_process::living registered(
+        [] { return kiv_register_parse_tree(0, "other") + kivd_generate_main_tree(0); });
+    daemon->wait_for(" of 3 trees");
+    EXPECT_EQ(run_shell("-o 1 -c 'show running-config'").output, "odd 1\n  set generated\n");
+}
+
 TEST_F(Lab, AConfigurationFileIsCheckedWholeBeforeAModuleSeesItsFirstLine)
 {
     switch_root::write_file("/ubex/c", "switchname new\nodd 1\n  set a\nodd 10\n  ste b\n");
@@ -279,6 +319,9 @@ TEST_F(Lab, ShellAndModuleGoOnWithTheNextDaemon)
     EXPECT_THAT(partial.output, EndsWith("! MISSING: all modules: the daemon is not there\n"));
     EXPECT_EQ(run_line("show running-config > /ubex/file").status, 1);
     EXPECT_EQ(switch_root::read_file("/ubex/file"), "old");
+    EXPECT_THAT(shell.answer_to("do show running-config"),
+                AllOf(HasSubstr("! MISSING: some or all modules: the daemon is not there\n"),
+                      EndsWith(callback_error)));
     EXPECT_THAT(shell.answer_to("set no daemon"), EndsWith(callback_error));
     EXPECT_EQ(shell.answer_to("do odd arguments 7"), "0 of 1: 7\n" + success);
     switch_root::run("rm /ubex/etc/kivd/state*");

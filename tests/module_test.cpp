@@ -1,6 +1,7 @@
 // Modules as the shell and the daemon know them: rights, output, registration, and the sample one.
 
 #include <chrono>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,7 @@
 #include <kiv/platform/syserr.h>
 
 #include "daemon_process.h"
+#include "lab/module/output.h"
 #include "lab/roles/decision.h"
 #include "module_process.h"
 #include "switch_root.h"
@@ -174,14 +176,35 @@ TEST_F(ModuleAlone, SendsLongOutputInPiecesToWhoeverFetchesThem)
     EXPECT_EQ(exchange(test_service, kiv::module::message_rest, "", late), 0U);
     EXPECT_EQ(late.status, KIV_ERROR_NOT_FOUND);
 
-    // Of more half-fetched outputs than are kept, the oldest is gone.
-    begin_much(begun);
-    for (int i = 0; i < 8; ++i)
-        const living other([&] { return begin_much(begun) > 0 ? 0 : 1; });
-    exchange(test_service, kiv::module::message_rest, "", late);
-    EXPECT_EQ(late.status, KIV_ERROR_NOT_FOUND);
-    EXPECT_THAT(late.output, HasSubstr("too many outputs"));
     EXPECT_EQ(run(test_service, "print_much").output, much_text());
+}
+
+// Which of the connections 1 to 9 have something, where each takes 10 bytes of user 1 in turn, but
+// connection 5 of user 2.
+std::string kept_by(const kiv::module::output_limits &limits)
+{
+    kiv::module::kept_outputs kept(limits);
+    std::string left;
+    for (uint32_t connection = 1; connection < 10; ++connection) {
+        kept.keep(connection, connection == 5 ? 2 : 1, {0, strdup("0123456789"), 10});
+        kept.find(2);
+    }
+    for (uint32_t connection = 1; connection < 10; ++connection)
+        left += kept.find(connection) == nullptr ? "" : std::to_string(connection);
+    return left;
+}
+
+TEST(KeptOutputs, AreBoundedAndMakeRoomForThoseOfTheSameUser)
+{
+    constexpr auto at_once = std::chrono::seconds(0);
+    constexpr auto never = std::chrono::hours(1);
+    EXPECT_EQ(kept_by({}), "123456789");
+    EXPECT_EQ(kept_by({30, 1000, 100, at_once, never}), "2589") << "the user's bytes";
+    EXPECT_EQ(kept_by({30, 1000, 100, never, never}), "1235") << "all have just been asked for";
+    EXPECT_EQ(kept_by({1, 1000, 100, never, never}), "15") << "one may have more than the share";
+    EXPECT_EQ(kept_by({1000, 30, 100, at_once, never}), "289") << "nothing of user 1 goes for 2";
+    EXPECT_EQ(kept_by({1000, 1000, 3, at_once, never}), "289") << "places";
+    EXPECT_EQ(kept_by({1000, 1000, 100, never, at_once}), "9") << "nobody has come back";
 }
 
 class ModuleWithDaemon : public Module {
@@ -348,6 +371,7 @@ TEST_F(ModuleForUsers, ShowsAndChangesTheVirtualSansOfTheirRoles)
     EXPECT_THAT(do_as_user(vsan_service, "show_vsan").output,
                 AllOf(HasSubstr("\n10 "), HasSubstr("\n12 "), Not(HasSubstr("\n9 "))));
     EXPECT_EQ(do_as_user(vsan_service, "vsan_running_config").output,
+              "! Left out: virtual SANs that no role of yours permits.\n"
               "vsan 10\n  suspend\nvsan 12\n");
     EXPECT_THAT(do_as_user(vsan_service, "show_interface").output, Not(HasSubstr("fc1/1")));
 
@@ -425,7 +449,13 @@ TEST_F(VsanModule, RefusesWhatCannotBe)
         {"vsan_name", {vsan_number(1)}, {text_argument(TYPE_STRING, "a b")}, "letters"},
         {"fc", {}, {argument_of(TYPE_INTERFACE, KIV_IFINDEX(2, 1, 1))}, "no interface"},
         {"fc_speed", {port}, {argument_of(TYPE_INT, int32_t{300})}, "Speeds"},
-        {"fc_description", {port}, {text_argument(TYPE_LINE, "a\nb")}, "control"},
+        {"fc_description", {port}, {text_argument(TYPE_LINE, "a\nb")}, "printable"},
+        {"fc_description", {port}, {text_argument(TYPE_LINE, "a\x7F")}, "printable"},
+        {"fc_description", {port}, {text_argument(TYPE_LINE, "\xC2\x9Bm")}, "printable"},
+        {"fc_description", {port}, {text_argument(TYPE_LINE, "\xC0\xAF")}, "printable"},
+        {"fc_description", {port}, {text_argument(TYPE_LINE, "\xED\xA0\x80")}, "printable"},
+        {"fc_description", {port}, {text_argument(TYPE_LINE, "\xE2\x82")}, "printable"},
+        {"fc_description", {port}, {text_argument(TYPE_LINE, "\xF4\x90\x80\x80")}, "printable"},
     };
     for (const auto &row : wrong) {
         const response got = run(vsan_service, row.function, row.mode, row.own);

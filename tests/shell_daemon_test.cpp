@@ -115,12 +115,19 @@ TEST_F(ShellDaemon, LetsOneShellConfigureAtATime)
     EXPECT_EQ(lock_holder(), 0);
 }
 
-TEST_F(ShellDaemon, ConfiguresNothingWithoutTheLockAfterTheDaemonWasStartedAgain)
+TEST_F(ShellDaemon, ConfiguresNothingWithoutTheLockAfterADaemonWasStarted)
 {
+    running_shell early;
+    EXPECT_EQ(early.answer_to("configure terminal"), success);
+    EXPECT_EQ(early.answer_to("switchname early"), success);
     std::optional<running> daemon(std::in_place);
     daemon->serves();
+    EXPECT_THAT(early.answer_to("switchname late"),
+                AllOf(HasSubstr("a daemon has come"), EndsWith(callback_error)));
+    EXPECT_EQ(early.answer_to("end"), success);
     running_shell first;
     EXPECT_EQ(first.answer_to("configure terminal"), success);
+    EXPECT_THAT(early.answer_to("configure terminal"), HasSubstr("locked by another session"));
     daemon.reset();
     daemon.emplace();
     daemon->serves();

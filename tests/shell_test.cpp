@@ -295,12 +295,62 @@ TEST_F(Program, AppliesAConfigurationFileWholeOrNotAtAll)
     EXPECT_EQ(kept(), "");
     EXPECT_EQ(run_shell("-r /ubex/c").output, "/ubex/c: 5 commands applied\n");
     EXPECT_EQ(run_shell("-q 1 -nRr /ubex/c").output, "");
-    EXPECT_EQ(switch_root::run("mkfifo /ubex/gone; exec 3<>/ubex/gone 4>/ubex/gone 3>&-; "
-                               "/usr/sbin/kiv.bin -r /ubex/c >&4")
-                  .status,
-              0)
-        << "no reader";
+    const std::pair<const char *, const char *> lost_outputs[] = {
+        {">/dev/full", "No space left on device"},
+        {">&-", "Bad file descriptor"},
+        {"4>/ubex/gone 3>&- >&4", "Broken pipe"}};
+    for (const auto &[redirection, reason] : lost_outputs) {
+        const outcome lost = switch_root::run("mkfifo -m 600 /ubex/gone; exec 3<>/ubex/gone; "
+                                              "/usr/sbin/kiv.bin -r /ubex/c " +
+                                              std::string(redirection));
+        EXPECT_EQ(lost.status, 1) << redirection;
+        EXPECT_THAT(lost.error, EndsWith(std::string("/ubex/c: 5 commands applied: % standard "
+                                                     "output: ") +
+                                         reason + "\n"));
+    }
     EXPECT_EQ(kept(), "vsan 1\n  name x\nvsan 2\ninterface fc1/1\n  switchport speed auto\n");
+}
+
+TEST_F(Program, ReplacesAFileWholeOrLeavesIt)
+{
+    std::string settings;
+    for (int vsan = 2; vsan < 400; ++vsan)
+        settings += "vsan " + std::to_string(vsan) + "\n";
+    write_file("/ubex/c", settings);
+    ASSERT_EQ(run_shell("-q 1 -r /ubex/c").status, 0);
+    const std::string folder = "rm -rf /ubex/f; mkdir /ubex/f; cd /ubex/f; for i in o two; do "
+                               "echo old >$i; done; chmod 640 o; ln two other; ln -s o link; "
+                               "ln -s made nowhere; ";
+    const auto show_into = [](const std::string &file) {
+        return "/usr/sbin/kiv.bin -o 1 -c 'show running-config > " + file + "' ";
+    };
+    // Who has the file open keeps the old one, where a new one takes its place.
+    const struct {
+        std::string file, content;
+        bool is_replaced;
+    } rows[] = {
+        {"o", "o", true},          {"link", "o", true},     {"missing", "missing", true},
+        {"nowhere", "made", true}, {"two", "other", false}, {"/dev/stderr", "o", false},
+    };
+    for (const auto &[file, content, is_replaced] : rows) {
+        const outcome done =
+            switch_root::run(folder + "exec 3<" + (file == "two" ? file : "o") + "; " +
+                             show_into(file) + (file == "/dev/stderr" ? "2>>o" : "") + "; cat <&3");
+        EXPECT_EQ(done.status, 0) << file << done.error;
+        EXPECT_EQ(done.output, is_replaced ? "old\n" : settings) << file;
+        EXPECT_EQ(read_file("/ubex/f/" + content), settings) << file;
+        EXPECT_EQ(switch_root::run("cd /ubex/f; stat -c %a o; readlink link nowhere").output,
+                  "640\no\nmade\n")
+            << file;
+        const outcome full = switch_root::run(folder + "(ulimit -f 1; " + show_into(file) +
+                                              "); echo $?; ls -A; cat o");
+        if (is_replaced) {
+            EXPECT_EQ(full.output, "1\nlink\nnowhere\no\nother\ntwo\nold\n") << file;
+        }
+    }
+    EXPECT_EQ(switch_root::run(folder + "chmod 555 .; " + show_into("o") + "; chmod 755 .").status,
+              0);
+    EXPECT_EQ(read_file("/ubex/f/o"), settings) << "in a folder that may not be changed";
 }
 
 TEST_F(Program, ServesTheLibrary)

@@ -49,4 +49,17 @@ expect_status 0 "a locked folder" "${root[@]}" sh -c "$locked" sh "$folder/used"
 [ ! -e "$(cat "$folder/used")" ] || fail "left $(cat "$folder/used")"
 [ "$(machine)" = "$before" ] || fail "left on the machine: $(machine)"
 
+# A state that is used by two: what runs keeps its own trees, whatever the next one brings.
+tree=$folder/state/ubex/etc/par/main_tree.par
+expect_status 0 "a state" "${root[@]}" --state "$folder/state" true
+exec {mapped}<"$tree"
+touch -d 1970-01-02 "$tree"
+expect_status 0 "the same trees" "${root[@]}" --state "$folder/state" true
+[ "$tree" -ef /proc/self/fd/$mapped ] || fail "replaced a tree by the same"
+truncate -s 1000 "$tree"
+touch -d 1970-01-02 "$tree"
+expect_status 0 "other trees" "${root[@]}" --state "$folder/state" true
+[ "$(wc -c <&$mapped)" = 1000 ] || fail "wrote into a tree that may be mapped"
+cmp "$tree" "$build/share/main_tree.par" || fail "an old tree is left"
+
 expect_status 125 "no such build" "${root[@]:0:1}" --build "$folder/none" true 2>/dev/null

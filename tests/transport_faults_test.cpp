@@ -130,6 +130,7 @@ TEST_F(Faults, NobodyIsThere)
         std::function<void()> prepare;
     } const cases[] = {
         {"no folder", [] { rmdir("/run/kiv"); }},
+        {"an empty folder", [] { mkdir("/run/kiv", 0755); }},
         {"what a dead process left", [] { open_listener(); }},
         {"a file",
          [] {

@@ -193,10 +193,7 @@ private:
         return is_refused() ? refusal() : match_redirection(words, so_far_);
     }
 
-    line_error refusal() const
-    {
-        return {command_start_, refused_behind_do};
-    }
+    line_error refusal() const { return {command_start_, refused_behind_do}; }
 
     bool is_within_text()
     {

@@ -133,9 +133,14 @@ int run_configuration_file(session &shell, const std::string &name)
     const bool only_checked = shell.chosen().checks_only();
     if (!only_checked && !file.apply())
         return status_failed;
-    shell.inform(printable(name) + ": " + std::to_string(file.size()) +
-                 (only_checked ? " commands checked, none applied\n" : " commands applied\n"));
-    return status_done;
+    const std::string told =
+        printable(name) + ": " + std::to_string(file.size()) +
+        (only_checked ? " commands checked, none applied" : " commands applied");
+    const failure lost = shell.inform(told + "\n");
+    if (!lost)
+        return status_done;
+    shell.report(told + ": ", *lost);
+    return status_failed;
 }
 
 } // namespace kiv_shell

@@ -171,13 +171,17 @@ configuration_parts::configuration_parts(const tree_view &tree, int wait_seconds
                           std::string(field_text(node.subtree_config_generator)),
                           std::string(field_text(node.module_id))});
     }
-    const auto key = [](const part &each) {
-        return std::tie(each.priority, each.generator, each.service);
+    // Several nodes may name one generator: its part stands where the first of them wants it.
+    std::ranges::sort(parts_, {}, [](const part &each) {
+        return std::tie(each.service, each.generator, each.priority);
+    });
+    const auto same = [](const part &one, const part &other) {
+        return one.service == other.service && one.generator == other.generator;
     };
-    std::ranges::sort(parts_, {}, key);
-    // Several nodes may name one generator.
-    const auto same = [&](const part &one, const part &other) { return key(one) == key(other); };
     parts_.erase(std::unique(parts_.begin(), parts_.end(), same), parts_.end());
+    std::ranges::sort(parts_, {}, [](const part &each) {
+        return std::tie(each.priority, each.generator, each.service);
+    });
     for (size_t i = 0; i < parts_.size(); ++i) {
         const auto is_of_it = [&](const part &other) {
             return other.service == parts_[i].service && other.request != nullptr;

@@ -33,6 +33,24 @@ struct freed {
     void operator()(void *block) const { std::free(block); }
 };
 
+const failure silent_daemon = "the daemon does not answer";
+const failure absent_daemon = "the daemon is not there";
+
+// Returns whether the daemon tells it.
+bool fetch_status(int32_t seconds, kivd::daemon_status &told, bool &is_there)
+{
+    void *reply = nullptr;
+    uint32_t size = 0;
+    const int result = cmi_req_resp(kivd::message_status, CMI_MODE_QUERY, nullptr, &reply, &size,
+                                    "", "", daemon_service, no_client, seconds);
+    const std::unique_ptr<void, freed> block(reply);
+    is_there = result != -1 || errno != EPIPE;
+    if (result != 0 || size != sizeof told)
+        return false;
+    std::memcpy(&told, reply, sizeof told);
+    return true;
+}
+
 int32_t session_id()
 {
     return getpid();
@@ -67,18 +85,10 @@ bool daemon_link::was_there()
 
 void daemon_link::ask(int32_t seconds)
 {
-    void *reply = nullptr;
-    uint32_t size = 0;
-    const int result = cmi_req_resp(kivd::message_status, CMI_MODE_QUERY, nullptr, &reply, &size,
-                                    "", "", daemon_service, no_client, seconds);
-    const std::unique_ptr<void, freed> block(reply);
-    is_there_ = result != -1 || errno != EPIPE;
     kivd::daemon_status told;
-    if (result != 0 || size != sizeof told)
-        return;
-    std::memcpy(&told, reply, sizeof told);
-    answers_ = true;
-    administrator_ = told.administrator;
+    answers_ = fetch_status(seconds, told, is_there_);
+    if (answers_)
+        administrator_ = told.administrator;
 }
 
 daemon_link::~daemon_link()
@@ -94,21 +104,24 @@ std::string daemon_link::tree_path() const
     return std::string(tree_directory) + name.data();
 }
 
-std::vector<std::string> daemon_link::lost_modules() const
+failure daemon_link::fetch_lost_modules(std::set<std::string> &names) const
 {
-    std::vector<std::string> names;
     void *reply = nullptr;
     uint32_t size = 0;
-    if (!answers_ || cmi_req_resp(kivd::message_missing, CMI_MODE_QUERY, nullptr, &reply, &size, "",
-                                  "", daemon_service, no_client, wait_seconds) != 0)
-        return names;
+    if (!answers_)
+        return silent_daemon;
+    const int result = cmi_req_resp(kivd::message_missing, CMI_MODE_QUERY, nullptr, &reply, &size,
+                                    "", "", daemon_service, no_client, wait_seconds);
     const std::unique_ptr<void, freed> block(reply);
+    if (result != 0)
+        return result == -1 && errno == EPIPE ? absent_daemon : silent_daemon;
     std::string_view text(static_cast<const char *>(reply), size);
     for (text = text.substr(0, text.find('\0')); !text.empty();) {
-        names.emplace_back(text.substr(0, text.find('\n')));
-        text.remove_prefix(std::min(names.back().size() + 1, text.size()));
+        const std::string_view name = text.substr(0, text.find('\n'));
+        names.emplace(name);
+        text.remove_prefix(std::min(name.size() + 1, text.size()));
     }
-    return names;
+    return {};
 }
 
 void daemon_link::fetch_interface_types() const
@@ -133,18 +146,24 @@ std::optional<rights> daemon_link::user_rights(const tree_view &tree) const
         return {};
     // Without the configured roles, only the predefined ones permit anything.
     std::vector<kivd_perm_group> configured;
-    const failure failed = answers_ ? fetch_roles(configured) : "the daemon does not answer";
+    const failure failed = answers_ ? fetch_roles(configured) : silent_daemon;
     if (failed)
         complain(*failed);
     return rights(roles_of_user(kiv::roles::user_name(user)), std::move(configured), tree);
 }
 
+// A daemon that has come meanwhile is not asked for the lock: what its user may do, and which
+// commands there are, is found out in the outermost mode.
 failure daemon_link::lock()
 {
+    kivd::daemon_status told;
+    bool has_come = is_there_;
     if (!is_there_)
-        return {};
+        fetch_status(short_wait_seconds, told, has_come);
+    if (!is_there_)
+        return has_come ? failure("a daemon has come: leave configuration mode first") : failure();
     if (!answers_)
-        return "the daemon does not answer";
+        return silent_daemon;
     if (const int result = kivd_cli_lock(no_client, session_id()); result != 0)
         return lock_failure(result);
     has_lock_ = true;

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -38,8 +39,9 @@ public:
     // The path of the tree in force; empty where the daemon has none.
     std::string tree_path() const;
 
-    // The modules that have ended without a word, so that their parts of the tree are gone.
-    std::vector<std::string> lost_modules() const;
+    // Adds the modules that ought to be there and are not in the tree in force. Fails where the
+    // daemon does not say.
+    failure fetch_lost_modules(std::set<std::string> &names) const;
 
     // Makes the types of interfaces that are registered known to this shell.
     void fetch_interface_types() const;
@@ -48,7 +50,8 @@ public:
     std::optional<rights> user_rights(const tree_view &tree) const;
 
     // Takes the configuration lock, or makes sure that this shell has it still, which it has not
-    // where the daemon was started again; and gives it back.
+    // where the daemon was started again; and gives it back. Without a daemon there is none to
+    // take.
     failure lock();
     void unlock();
 

@@ -14,6 +14,30 @@ namespace {
 constexpr size_t longest_line = size_t{64} << 20;
 constexpr size_t largest_file = size_t{256} << 20;
 
+bool is_link(const std::string &name)
+{
+    struct stat status;
+    return lstat(name.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
+// /dev/stdout is a name of such a file too.
+bool is_standard_stream(const struct stat &file)
+{
+    struct stat stream;
+    for (const int descriptor : {STDOUT_FILENO, STDERR_FILENO}) {
+        if (fstat(descriptor, &stream) == 0 && stream.st_dev == file.st_dev &&
+            stream.st_ino == file.st_ino)
+            return true;
+    }
+    return false;
+}
+
+// Errors of a folder that takes no new file, or of a file that is mounted on its own.
+bool forbids_replacing(int error)
+{
+    return error == EACCES || error == EPERM || error == EROFS || error == EBUSY;
+}
+
 } // namespace
 
 line_reader::outcome line_reader::fill()
@@ -75,33 +99,48 @@ int text_sink::write(std::string_view text) const
 
 failure output::open(const std::string &name)
 {
-    file_ = unique_fd(::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-    is_new_ = static_cast<bool>(file_);
-    if (!file_ && errno == EEXIST)
-        file_ = unique_fd(::open(name.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
+    name_ = name;
+    is_whole_ = true;
+    // That it can be made is known before the command runs; of a link without its file, when the
+    // output is written.
+    const unique_fd made(::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    if (made)
+        return unlink(name.c_str()) == 0 ? failure() : system_failure(name, errno);
+    if (errno == EEXIST)
+        file_ = unique_fd(::open(name.c_str(), O_WRONLY | O_CLOEXEC));
+    if (!file_ && errno == ENOENT && is_link(name))
+        return {};
     struct stat status;
     if (!file_ || fstat(file_.get(), &status) != 0)
         return system_failure(name, errno);
     sink_ = text_sink(file_.get());
-    is_regular_file_ = S_ISREG(status.st_mode);
-    name_ = name;
+    is_regular_ = S_ISREG(status.st_mode);
+    // A new file would be missed under the other names, and by who has the old one open.
+    is_whole_ = is_regular_ && status.st_nlink == 1 && !is_standard_stream(status);
     return {};
 }
 
-output::~output()
+int output::write_whole()
 {
-    if (is_new_)
-        unlink(name_.c_str());
+    // The name may be as long as a name can be.
+    const std::string beside = ".kiv." + std::to_string(getpid()) + ".new";
+    const int error = kiv::support::replace_file(name_, text_, beside);
+    // Who may not change the folder may be permitted to write the file all the same.
+    return file_ && forbids_replacing(error) ? write_in_place() : error;
+}
+
+int output::write_in_place()
+{
+    if (is_regular_ && ftruncate(file_.get(), 0) != 0)
+        return errno;
+    const int written = sink_.write(text_);
+    const int closed = file_.close();
+    return written != 0 ? written : closed;
 }
 
 failure output::finish()
 {
-    is_new_ = false;
-    if (is_regular_file_ && ftruncate(file_.get(), 0) != 0)
-        return system_failure(name_, errno);
-    const int written = sink_.write(text_);
-    const int closed = file_.close();
-    const int error = written != 0 ? written : closed;
+    const int error = is_whole_ ? write_whole() : write_in_place();
     return error == 0 ? failure() : system_failure(name_, error);
 }
 

@@ -66,7 +66,7 @@ class output {
 public:
     explicit output(text_sink sink) : sink_(sink), name_("standard output") {}
 
-    // A file, made if it is missing. What it holds stays until finish().
+    // A file, which need not be there. What it holds stays until finish().
     failure open(const std::string &name);
 
     void write(std::string_view text) { text_.append(text); }
@@ -78,21 +78,21 @@ public:
     void show_in_any_case() { shown_in_any_case_ = true; }
     bool is_shown_in_any_case() const { return shown_in_any_case_; }
 
-    // Puts the output in the place of what a file holds.
+    // Puts the output in the place of what a file holds, or leaves that as it is, also where the
+    // shell or the machine stops meanwhile: but for a file that can only be written in place.
     failure finish();
 
-    // A file that was made, and not finished, goes.
-    ~output();
-    output(const output &) = delete;
-    output &operator=(const output &) = delete;
-
 private:
+    // Errno values (POSIX), or 0.
+    int write_whole();
+    int write_in_place();
+
     text_sink sink_;
-    unique_fd file_;
-    bool is_new_ = false;
+    unique_fd file_; // none where it is standard output, or is not there
     std::string name_;
     std::string text_;
-    bool is_regular_file_ = false;
+    bool is_whole_ = false;   // the file is to be replaced by a new one
+    bool is_regular_ = false; // what it holds is cut off before it is written
     bool shown_in_any_case_ = false;
 };
 

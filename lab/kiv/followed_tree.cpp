@@ -11,11 +11,16 @@ namespace kiv_shell {
 namespace {
 
 constexpr const char *unpublished_tree = "/ubex/etc/par/main_tree.par";
+constexpr const char *own_tree = "/ubex/etc/par/kiv.par";
 
+// A daemon that has no tree, or does not say, may have modules all the same: their commands are not
+// the shell's to handle, as they are in the trees for a shell without a daemon.
 std::string path_of_tree(const daemon_link &daemon)
 {
     if (std::string merged = daemon.tree_path(); !merged.empty())
         return merged;
+    if (daemon.is_there())
+        return own_tree;
     const std::string published = kiv::support::published_tree(kiv::support::published_directory);
     return published.empty() ? unpublished_tree : published;
 }

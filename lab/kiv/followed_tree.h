@@ -23,6 +23,9 @@ public:
     // Of the tree in force: it changes with refresh().
     const tree_view &view() const { return view_; }
 
+    // Where it comes from.
+    const std::string &path() const { return path_; }
+
     // Takes the daemon's new tree, if there is one; looked for when the folder has changed, or in
     // any case. Says whether the view has changed; nodes of the old one mean nothing then.
     bool refresh(bool in_any_case);

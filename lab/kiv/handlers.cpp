@@ -58,7 +58,8 @@ failure show_running_config_peer(const invocation &call)
 failure configure_terminal(const invocation &call)
 {
     if (call.shell.chosen().input == input_kind::standard_input && isatty(STDIN_FILENO) == 1)
-        call.shell.inform("Configuration commands, one per line; \"end\" leaves the mode.\n");
+        return call.shell.inform(
+            "Configuration commands, one per line; \"end\" leaves the mode.\n");
     return {};
 }
 

@@ -79,24 +79,38 @@ failure kept_configuration::update(const change &work)
 {
     if (!in_change_)
         return in_one_change([&] { return update(work); });
+    if (auto failed = begin())
+        return failed;
     return work(*settings_);
+}
+
+// The store is locked with the first change of a setting of the shell's own: who changes those of
+// modules only need not be able to.
+failure kept_configuration::begin()
+{
+    if (has_begun_)
+        return {};
+    if (auto failed = store_.lock())
+        return failed;
+    failure failed = load_again();
+    has_begun_ = !failed;
+    if (failed)
+        store_.unlock();
+    return failed;
 }
 
 failure kept_configuration::in_one_change(const std::function<failure()> &work)
 {
-    failure failed = store_.lock();
-    if (failed)
+    in_change_ = true;
+    failure failed = work();
+    in_change_ = false;
+    if (!has_begun_)
         return failed;
-    failed = load_again();
-    if (!failed) {
-        in_change_ = true;
-        failed = work();
-        in_change_ = false;
-        if (!failed)
-            failed = store_changes();
-        if (failed)
-            settings_.reset();
-    }
+    has_begun_ = false;
+    if (!failed)
+        failed = store_changes();
+    if (failed)
+        settings_.reset();
     store_.unlock();
     return failed;
 }

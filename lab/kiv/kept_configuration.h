@@ -40,6 +40,7 @@ public:
     failure settle();
 
 private:
+    failure begin();
     failure load_again();
     failure store_changes();
 
@@ -52,6 +53,7 @@ private:
     off_t compact_size_ = 0; // of the file without repetitions
     bool is_whole_ = true;
     bool in_change_ = false;
+    bool has_begun_ = false; // the store is locked, and its settings are here
     bool is_settled_ = true;
 };
 

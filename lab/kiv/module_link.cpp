@@ -107,10 +107,12 @@ module_link::answer module_link::ask(uint32_t message, uint32_t service, const s
     if (status == -1 && error != 0)
         return {transport_message(kind, error)};
     answer_head head{};
+    const size_t start = output.size();
     const bool is_answer = take_piece(reply, size, head, output);
     needs_lock_ = static_cast<uint32_t>(status) == KIV_ERROR_LOCKED;
     if (status != 0)
-        return {output.empty() ? syserr2str(static_cast<uint32_t>(status)) : output};
+        return {output.size() == start ? syserr2str(static_cast<uint32_t>(status))
+                                       : output.substr(start)};
     if (!is_answer)
         return {transport_message(kind, EPROTO)};
     if (head.result != 0 && head.remaining == 0)

@@ -6,6 +6,7 @@
 #include "configuration_parts.h"
 #include "files.h"
 #include "handlers.h"
+#include "lost_parts.h"
 #include "xml.h"
 
 namespace kiv_shell {
@@ -234,31 +235,18 @@ failure session::change_configuration(const change &work)
     });
 }
 
-// Comment lines for modules of which the tree says nothing any more.
-std::string session::lost_parts() const
-{
-    if (daemon_ == nullptr)
-        return {};
-    if (!daemon_->is_there() && daemon_link::was_there())
-        return "! MISSING: all modules: the daemon is not there\n";
-    std::string lines;
-    for (const std::string &name : daemon_->lost_modules())
-        lines += "! MISSING: module " + printable(name) + ": " +
-                 transport_message(KIV_TIMEOUT_QUERY, EPIPE);
-    return lines;
-}
-
 failure session::read_configuration(std::string &text, bool &is_partial) const
 {
     configuration running = kept_.empty();
     if (auto failed = kept_.read(running))
         return failed;
-    configuration_parts parts(tree_, chosen_.wait_seconds);
+    lost_parts around(daemon_, newest_);
+    configuration_parts parts(around.tree(tree_), chosen_.wait_seconds);
     std::vector<configuration::foreign_text> texts;
     for (size_t i = 0; i < parts.size(); ++i)
         texts.push_back({parts.priority(i), [&, i](std::string &to) { parts.append(i, to); }});
     running.write_to_apply(texts, text);
-    const std::string lost = lost_parts();
+    const std::string lost = around.lines();
     text += lost;
     is_partial = !parts.missing().empty() || !lost.empty();
     return is_partial
@@ -282,10 +270,10 @@ void session::report(std::string_view location, std::string_view line,
     where_.error.write(message);
 }
 
-void session::inform(std::string_view text) const
+failure session::inform(std::string_view text) const
 {
-    if (chosen_.quiet == 0)
-        where_.output.write(text);
+    const int error = chosen_.quiet == 0 ? where_.output.write(text) : 0;
+    return error == 0 ? failure() : system_failure("standard output", error);
 }
 
 } // namespace kiv_shell

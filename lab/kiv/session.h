@@ -99,7 +99,7 @@ public:
     void report(std::string_view location, std::string_view line, const line_error &error) const;
 
     // A message that is left out when the shell is to be quiet.
-    void inform(std::string_view text) const;
+    [[nodiscard]] failure inform(std::string_view text) const;
 
 private:
     bool is_configuring() const;
@@ -110,7 +110,6 @@ private:
     failure finish(const command &parsed, output &out);
     bool enters_configuration(const command &parsed) const;
     failure give_up_lock();
-    std::string lost_parts() const;
 
     const options &chosen_;
     const tree_view &tree_;

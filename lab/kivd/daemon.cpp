@@ -60,7 +60,7 @@ bool daemon::follow_owners()
     const auto check = [&](const process &owner) {
         if (processes_.follow(owner))
             return false;
-        withdraw_of(tables_, owner);
+        withdraw(tables_, owner);
         return changed = true;
     };
     for (int32_t i = tables_.trees.last_index; i >= 0; --i) {
@@ -72,29 +72,6 @@ bool daemon::follow_owners()
             i = tables_.interfaces.last_index + 1;
     }
     return changed;
-}
-
-// Says whether there were trees among it; their modules are missing from now on.
-bool daemon::withdraw_of(tables &all, const process &ended)
-{
-    const std::vector<std::string> names = withdraw(all, ended);
-    for (const std::string &name : names) {
-        forget_missing(name);
-        if (missing_.size() == KIV_TREE_TABLE_CAPACITY)
-            missing_.erase(missing_.begin());
-        missing_.push_back(name);
-    }
-    return !names.empty();
-}
-
-bool daemon::is_missing(std::string_view module) const
-{
-    return std::ranges::find(missing_, module) != missing_.end();
-}
-
-void daemon::forget_missing(std::string_view module)
-{
-    std::erase(missing_, module);
 }
 
 void daemon::cannot_exchange(const char *what, uint32_t pid, int error)
@@ -159,8 +136,17 @@ uint32_t daemon::commit(const tables &next)
         });
         return KIV_ERROR_NOT_STORED;
     }
-    tables_ = next;
+    keep(next);
     return 0;
+}
+
+// A tree that comes back may be another one than the one that is published.
+void daemon::keep(const tables &next)
+{
+    tables_ = next;
+    std::erase_if(published_, [&](const std::string &file) {
+        return search_entry_in_tree_table(&tables_.trees, file.c_str()) < 0;
+    });
 }
 
 void daemon::merge()
@@ -176,6 +162,7 @@ void daemon::merge()
         word_ = KIV_ERROR_NOT_STORED;
         return;
     }
+    published_ = report.files;
     status_.tree_number = static_cast<uint32_t>(report.trees);
     status_.nodes = static_cast<uint32_t>(report.nodes);
     status_.left_out = static_cast<uint32_t>(report.left_out.size());
@@ -198,7 +185,7 @@ void daemon::ended()
             log_.write("lock released: process " + std::to_string(gone->pid) + " has ended");
         }
         const int32_t interfaces = next.interfaces.last_index;
-        const bool had_tree = withdraw_of(next, *gone);
+        const bool had_tree = withdraw(next, *gone);
         had_trees = had_trees || had_tree;
         if (!had_tree && next.interfaces.last_index == interfaces)
             continue;
@@ -208,7 +195,7 @@ void daemon::ended()
     }
     // Where it cannot be stored it is withdrawn all the same: nobody serves these commands.
     if (had_any && commit(next) != 0)
-        tables_ = next;
+        keep(next);
     if (had_trees)
         merge();
 }

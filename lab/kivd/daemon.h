@@ -71,9 +71,7 @@ private:
     uint32_t commit(const tables &next);
     void merge();
     bool follow_owners();
-    bool withdraw_of(tables &all, const process &ended);
-    bool is_missing(std::string_view module) const;
-    void forget_missing(std::string_view module);
+    void keep(const tables &next);
 
     state_file file_;
     publication publication_;
@@ -88,7 +86,9 @@ private:
     uint32_t word_ = 0;
     sender_answer sender_{};
     std::vector<std::string> left_out_;
-    std::vector<std::string> missing_; // modules whose processes ended without withdrawing
+    // The files of the published tree's contributions, as far as they have been registered all the
+    // time since.
+    std::vector<std::string> published_;
 };
 
 } // namespace kivd

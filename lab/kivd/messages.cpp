@@ -63,33 +63,6 @@ struct handlers {
         return me.processes_.follow(static_cast<int32_t>(message.sender.pid));
     }
 
-    static reply register_tree(self me, asked message)
-    {
-        const reply made = change_of_owner<kiv_tree_table_entry, add_tree>(me, message);
-        if (made.status == 0)
-            me.forget_missing(module_of(message));
-        return made;
-    }
-
-    // A module that is missing has no tree any more, but who deregisters it means that as well.
-    static reply deregister_tree(self me, asked message)
-    {
-        const std::string module = module_of(message);
-        const bool was_missing = me.is_missing(module);
-        reply made = change<kiv_tree_table_entry, remove_tree>(me, message);
-        if (made.status == KIV_ERROR_NOT_FOUND && was_missing)
-            made.status = 0;
-        if (made.status == 0)
-            me.forget_missing(module);
-        return made;
-    }
-
-    static std::string module_of(asked message)
-    {
-        const auto entry = record_of<kiv_tree_table_entry>(message);
-        return std::string(kiv::support::field_text(entry.module_id));
-    }
-
     template <class Record, auto Change>
     static reply change_of_owner(self me, asked message)
     {
@@ -250,7 +223,7 @@ struct handlers {
     static reply missing(self me, asked message)
     {
         me.ended();
-        return tell(me, message, me.missing_);
+        return tell(me, message, missing_modules(me.tables_, me.published_));
     }
 
     static reply tell(self me, asked message, const std::vector<std::string> &lines)
@@ -329,9 +302,9 @@ constexpr std::array message_table{
             "registration", handlers::change<kivd_param_subtype_entry, add_subtype>},
     message{948, "parameter subtypes", 0, at_daemon, nullptr, handlers::subtypes},
     message{7655, "register tree", sizeof(kiv_tree_table_entry), at_daemon, "registration",
-            handlers::register_tree},
+            handlers::change_of_owner<kiv_tree_table_entry, add_tree>},
     message{7656, "deregister tree", sizeof(kiv_tree_table_entry), at_daemon, "registration",
-            handlers::deregister_tree},
+            handlers::change<kiv_tree_table_entry, remove_tree>},
     message{7658, "name of tree file", 0, at_daemon, nullptr, handlers::tree_name},
     message{7661, "set limit of sessions", sizeof(settings_message), at_daemon, "session",
             handlers::change<settings_message, handlers::take_number<&kiv_cfg_info::max_sessions>>},

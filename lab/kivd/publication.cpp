@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <optional>
+#include <set>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -32,6 +32,7 @@ constexpr mode_t tree_mode = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
 // A contributed tree, read into memory of our own, so that nobody writes to it meanwhile.
 struct loaded_tree {
     std::string name;
+    std::string file;
     std::vector<kiv_array_tree_node> nodes;
 };
 
@@ -70,7 +71,7 @@ std::vector<loaded_tree> load_all(const std::string &directory, const kiv_tree_t
     loaded.reserve(static_cast<size_t>(trees.last_index) + 2);
     size_t room = most_nodes;
     const auto take = [&](const std::string &name, const std::string &file) {
-        loaded_tree tree{name, {}};
+        loaded_tree tree{name, file, {}};
         std::string fault = load(directory + "/" + file, tree);
         if (fault.empty() && tree.nodes.size() > room)
             fault = "the trees before it leave no room in memory";
@@ -120,13 +121,16 @@ merge_report publication::publish(const kiv_tree_table &trees)
         contributions.push_back({tree.name, tree.nodes});
     const kiv::merge::result merged = kiv::merge::merge(contributions);
 
-    std::optional<size_t> last;
-    report.trees = loaded.size();
+    std::set<size_t> contradicting;
     for (const kiv::merge::conflict &found : merged.conflicts) {
         report.left_out.push_back(loaded[found.tree].name + ": node " + std::to_string(found.node) +
                                   ": " + found.text);
-        report.trees -= last != found.tree;
-        last = found.tree;
+        contradicting.insert(found.tree);
+    }
+    report.trees = loaded.size() - contradicting.size();
+    for (size_t i = 0; i < loaded.size(); ++i) {
+        if (!contradicting.contains(i))
+            report.files.push_back(loaded[i].file);
     }
     report.nodes = merged.nodes.size();
     report.error = write({reinterpret_cast<const char *>(merged.nodes.data()),

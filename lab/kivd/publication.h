@@ -17,6 +17,7 @@ struct merge_report {
     int error = 0; // 0, or why there is no new tree: an errno value
     size_t nodes = 0;
     size_t trees = 0;                  // that are in it, the shell's own among them
+    std::vector<std::string> files;    // of the contributed trees that are in it
     std::vector<std::string> left_out; // of each tree that is not: its name and why
 };
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <set>
 #include <string>
 
 #include <kiv/platform/syserr.h>
@@ -74,7 +75,11 @@ uint32_t add_tree(tables &all, const kiv_tree_table_entry &entry, const process 
     const int32_t there = search_entry_in_tree_table(&all.trees, added.par_file_name);
     if (there >= 0)
         return all.tree_owners[static_cast<size_t>(there)] == owner ? 0 : KIV_ERROR_EXISTS;
-    if (all.trees.last_index + 1 >= KIV_TREE_TABLE_CAPACITY)
+    // One that is expected back keeps its place, so there may be none for others before the table
+    // of those that are registered is full.
+    const bool was_expected = search_entry_in_tree_table(&all.expected, added.par_file_name) >= 0;
+    if (all.trees.last_index + 1 >= KIV_TREE_TABLE_CAPACITY ||
+        (!was_expected && insert_entry_in_tree_table(&all.expected, &added) != 0))
         return KIV_ERROR_TABLE_FULL;
     insert_entry_in_tree_table(&all.trees, &added);
     all.tree_owners[static_cast<size_t>(all.trees.last_index)] = owner;
@@ -86,10 +91,13 @@ uint32_t remove_tree(tables &all, const kiv_tree_table_entry &entry)
     kiv_tree_table_entry removed;
     if (!complete(entry, removed))
         return KIV_ERROR_BAD_MESSAGE;
-    const int32_t index = search_entry_in_tree_table(&all.trees, removed.par_file_name);
-    if (index < 0)
+    const int32_t expected = search_entry_in_tree_table(&all.expected, removed.par_file_name);
+    if (expected < 0)
         return KIV_ERROR_NOT_FOUND;
-    remove_tree_at(all, index);
+    delete_entry_from_tree_table(&all.expected, expected);
+    const int32_t index = search_entry_in_tree_table(&all.trees, removed.par_file_name);
+    if (index >= 0)
+        remove_tree_at(all, index);
     return 0;
 }
 
@@ -131,20 +139,29 @@ uint32_t add_subtype(tables &all, const kivd_param_subtype_entry &entry)
     return 0;
 }
 
-std::vector<std::string> withdraw(tables &all, const process &owner)
+bool withdraw(tables &all, const process &owner)
 {
-    std::vector<std::string> names;
+    const int32_t trees = all.trees.last_index;
     for (int32_t i = all.trees.last_index; i >= 0; --i) {
-        if (all.tree_owners[static_cast<size_t>(i)] != owner)
-            continue;
-        names.emplace_back(field_text(all.trees.entries[i].module_id));
-        remove_tree_at(all, i);
+        if (all.tree_owners[static_cast<size_t>(i)] == owner)
+            remove_tree_at(all, i);
     }
     for (int32_t i = all.interfaces.last_index; i >= 0; --i) {
         if (all.interface_owners[static_cast<size_t>(i)] == owner)
             remove_interface_at(all, i);
     }
-    return names;
+    return all.trees.last_index != trees;
+}
+
+std::vector<std::string> missing_modules(const tables &all, const std::vector<std::string> &files)
+{
+    std::set<std::string> names;
+    for (int32_t i = 0; i <= all.expected.last_index; ++i) {
+        const kiv_tree_table_entry &entry = all.expected.entries[i];
+        if (std::ranges::find(files, field_text(entry.par_file_name)) == files.end())
+            names.emplace(field_text(entry.module_id));
+    }
+    return {names.begin(), names.end()};
 }
 
 } // namespace kivd

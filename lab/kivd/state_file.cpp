@@ -22,7 +22,7 @@ struct header {
 };
 
 constexpr char state_magic[8] = {'k', 'i', 'v', 'd', 's', 't', 'a', '\n'};
-constexpr uint32_t state_version = 1;
+constexpr uint32_t state_version = 2;
 constexpr mode_t directory_mode = 0755;
 constexpr size_t file_size = sizeof(header) + sizeof(tables);
 

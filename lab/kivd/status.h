@@ -12,8 +12,9 @@ enum own_message : uint32_t {
     message_status = 8000,       // answered by a daemon_status
     message_merge_report = 8001, // answered by lines of text: the trees that were left out
     message_sender = 8002,       // a sender_question, answered by a sender_answer
-    message_missing = 8003       // answered by lines of text: the modules whose processes ended
-                                 // without withdrawing their trees
+    message_missing = 8003       // answered by lines of text: the modules that are registered, or
+                                 // have been when their processes ended, and whose trees are not
+                                 // in the published one
 };
 
 struct daemon_status {

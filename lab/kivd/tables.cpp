@@ -23,6 +23,7 @@ void reset(tables &all)
     all.trees.last_index = -1;
     all.interfaces.last_index = -1;
     all.subtypes.last_index = -1;
+    all.expected.last_index = -1;
     for (bmask4096 &vsans : all.role_vsans)
         vsans.size = sizeof vsans.bytes;
     robust_strncpy(all.settings.switchname, first_switchname, KIVD_SWITCHNAME_SIZE);
@@ -34,6 +35,7 @@ void reset(tables &all)
 bool are_sound(const tables &all)
 {
     return is_index(all.trees.last_index, KIV_TREE_TABLE_CAPACITY) &&
+           is_index(all.expected.last_index, KIV_TREE_TABLE_CAPACITY) &&
            is_index(all.interfaces.last_index, KIV_INTERFACE_TABLE_CAPACITY) &&
            is_index(all.subtypes.last_index, KIVD_PARAM_SUBTYPE_TABLE_CAPACITY) &&
            all.role_count >= 0 && all.role_count <= role_capacity &&

@@ -36,6 +36,9 @@ struct tables {
     std::array<kivd_perm_group, role_capacity> roles;
     std::array<bmask4096, role_capacity> role_vsans;
     kiv_cfg_info settings;
+    // All trees that are registered, and those whose processes have ended since they were: the end
+    // of a process means nothing for what the system is to have.
+    alignas(process) kiv_tree_table expected;
 };
 
 // The tables of a new switch.
@@ -52,8 +55,12 @@ uint32_t add_interface(tables &all, const kiv_interface_table_entry &entry, cons
 uint32_t remove_interface(tables &all, uint64_t mask);
 uint32_t add_subtype(tables &all, const kivd_param_subtype_entry &entry);
 
-// Whatever the process has registered. Returns the names of the trees that were among it.
-std::vector<std::string> withdraw(tables &all, const process &owner);
+// Whatever the process has registered; its trees stay expected. Says whether there were trees.
+bool withdraw(tables &all, const process &owner);
+
+// The names of the modules that are expected and whose trees are not among these files, each once
+// and in their order.
+std::vector<std::string> missing_modules(const tables &all, const std::vector<std::string> &files);
 
 uint32_t change_rule(tables &all, const kivd_perm_group_conf_cli_wrapper &change);
 uint32_t change_description(tables &all, const kivd_perm_group_conf_cli_wrapper &change);

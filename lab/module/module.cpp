@@ -151,8 +151,8 @@ int kiv_module_run(const kiv_module_description *description) noexcept
     const unique_fd end = end_signals();
     if (!end)
         return complain(description, "cannot wait for signals", errno);
-    const std::unique_ptr<kiv_module, decltype(&kiv_module_close)> module(
-        kiv_module_open(description), kiv_module_close);
+    // Nothing is withdrawn: the process ends, and may be started again.
+    const std::unique_ptr<kiv_module> module(kiv_module_open(description));
     if (module == nullptr)
         return complain(description, "cannot open the service access point", errno);
     const int error = error_of([&] { return serve_until(end, *module); });

@@ -34,14 +34,37 @@ output *kept_outputs::find(uint32_t connection)
     return &found->kept;
 }
 
-void kept_outputs::keep(uint32_t connection, uint32_t user, output kept) noexcept
+bool kept_outputs::is_full_for(uint32_t user) const
+{
+    size_t all = 0;
+    size_t of_user = 0;
+    for (const place &each : places_) {
+        all += each.kept.size();
+        of_user += each.user == user ? each.kept.size() : 0;
+    }
+    return all >= most_.bytes || of_user >= most_.bytes_of_user || places_.size() >= most_.places;
+}
+
+bool kept_outputs::make_room(uint32_t user)
 {
     const clock::time_point now = clock::now();
-    std::erase_if(places_, [&](const place &each) { return now - each.asked > longest_pause; });
-    if (std::ranges::count(places_, user, &place::user) >= most_of_user)
-        places_.erase(std::ranges::find(places_, user, &place::user));
-    if (places_.size() < most)
-        places_.push_back({connection, user, now, std::move(kept)});
+    std::erase_if(places_,
+                  [&](const place &each) { return now - each.asked > most_.longest_pause; });
+    while (is_full_for(user)) {
+        const auto idle = std::ranges::min_element(places_, {}, [&](const place &each) {
+            return each.user == user ? each.asked : clock::time_point::max();
+        });
+        if (idle == places_.end() || idle->user != user || now - idle->asked < most_.pause)
+            return false;
+        places_.erase(idle);
+    }
+    return true;
+}
+
+void kept_outputs::keep(uint32_t connection, uint32_t user, output kept) noexcept
+{
+    if (make_room(user))
+        places_.push_back({connection, user, clock::now(), std::move(kept)});
 }
 
 void kept_outputs::drop(uint32_t connection)

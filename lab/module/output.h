@@ -22,6 +22,7 @@ public:
     output(int32_t result, char *text, size_t size) : result_(result), text_(text), size_(size) {}
 
     int32_t result() const { return result_; }
+    size_t size() const { return size_; }
     std::string_view rest() const { return {text_.get() + taken_, size_ - taken_}; }
     void skip(size_t count) { taken_ += count; }
 
@@ -43,12 +44,25 @@ public:
     output take(int32_t result);
 };
 
+// A user's share is full from so many bytes on, whatever the last output that it took has.
+struct output_limits {
+    size_t bytes_of_user = 64'000'000;
+    size_t bytes = 256'000'000;
+    size_t places = 1024;
+    // Shells take theirs at once: who has not come back by then may have gone, and has.
+    std::chrono::steady_clock::duration pause = std::chrono::seconds(10);
+    std::chrono::steady_clock::duration longest_pause = std::chrono::minutes(1);
+};
+
 // The outputs that are being fetched, by the connections that fetch them. Nobody's makes room for
-// those of another user: of a few of one user the oldest goes, and where there are too many of all,
-// the new one is not kept.
+// those of another user: where those of a user or of all fill their share, the new one takes the
+// places of that user's that have not been asked for lately, the longest first, or is not kept.
 class kept_outputs {
 public:
-    kept_outputs() { places_.reserve(most); }
+    explicit kept_outputs(const output_limits &most = {}) : most_(most)
+    {
+        places_.reserve(most_.places);
+    }
 
     output *find(uint32_t connection);
     void keep(uint32_t connection, uint32_t user, output kept) noexcept;
@@ -57,11 +71,6 @@ public:
 private:
     using clock = std::chrono::steady_clock;
 
-    static constexpr size_t most = 64;
-    static constexpr ptrdiff_t most_of_user = 8;
-    // Shells take theirs at once: whoever has not come back by then has gone.
-    static constexpr clock::duration longest_pause = std::chrono::minutes(1);
-
     struct place {
         uint32_t connection;
         uint32_t user;
@@ -69,6 +78,10 @@ private:
         output kept;
     };
 
+    bool is_full_for(uint32_t user) const;
+    bool make_room(uint32_t user);
+
+    const output_limits most_;
     std::vector<place> places_;
 };
 

@@ -126,6 +126,29 @@ int fc_vsan(struct pinfo *info)
     return finish(&change);
 }
 
+/* The length of the character that the text begins with; 0 where that is none of UTF-8, or one that
+ * a terminal would act on: the shell takes no such lines, so none can be in the configuration. */
+static size_t printable_length(const uint8_t *text)
+{
+    static const uint32_t lowest[] = {0, ' ', 0xA0, 0x800, 0x10000}; /* of each length */
+    const uint8_t lead = text[0];
+    const size_t length = lead < 0x80       ? 1
+                          : lead >> 5 == 6  ? 2
+                          : lead >> 4 == 14 ? 3
+                          : lead >> 3 == 30 ? 4
+                                            : 0;
+    uint32_t code = length < 2 ? lead : lead & 0x7FU >> length;
+    for (size_t i = 1; i < length; ++i) {
+        if ((text[i] & 0xC0) != 0x80)
+            return 0;
+        code = code << 6 | (text[i] & 0x3FU);
+    }
+    const int is_surrogate = code >= 0xD800 && code <= 0xDFFF;
+    return length == 0 || code < lowest[length] || code == 0x7F || is_surrogate || code > 0x10FFFF
+               ? 0
+               : length;
+}
+
 int fc_description(struct pinfo *info)
 {
     struct change change;
@@ -135,9 +158,10 @@ int fc_description(struct pinfo *info)
     if (strlen(text) >= sizeof change.record.description)
         return refuse("A description has at most %zu characters.",
                       sizeof change.record.description - 1);
-    for (const char *each = text; *each != '\0'; ++each) {
-        if ((unsigned char)*each < ' ' || *each == 0x7F)
-            return refuse("A description has no control characters.");
+    size_t length = 0;
+    for (const uint8_t *each = (const uint8_t *)text; *each != '\0'; each += length) {
+        if ((length = printable_length(each)) == 0)
+            return refuse("A description has printable characters of UTF-8, and nothing else.");
     }
     memset(change.record.description, 0, sizeof change.record.description);
     robust_strncpy(change.record.description, text, sizeof change.record.description);
@@ -238,11 +262,21 @@ int show_interface(struct pinfo *info)
                         : show_one(info, name->ifindex, store_fc(name->ifindex));
 }
 
-static int print_config(void *context, uint32_t ifindex, const struct fc_record *record)
+static int is_configured(const struct fc_record *record)
 {
     static const struct fc_record as_at_first = {0};
-    if (memcmp(record, &as_at_first, sizeof *record) == 0 ||
-        !is_allowed(context, vsan_of(record), KIV_INTF_OPERATION_SHOW))
+    return memcmp(record, &as_at_first, sizeof *record) != 0;
+}
+
+static int is_left_out(void *context, uint32_t ifindex, const struct fc_record *record)
+{
+    (void)ifindex;
+    return is_configured(record) && !is_allowed(context, vsan_of(record), KIV_INTF_OPERATION_SHOW);
+}
+
+static int print_config(void *context, uint32_t ifindex, const struct fc_record *record)
+{
+    if (!is_configured(record) || !is_allowed(context, vsan_of(record), KIV_INTF_OPERATION_SHOW))
         return 0;
     kiv_buf_printf("interface fc%u/%u\n", KIV_IFINDEX_FIRST(ifindex), KIV_IFINDEX_SECOND(ifindex));
     if (*record->description != '\0')
@@ -260,5 +294,8 @@ static int print_config(void *context, uint32_t ifindex, const struct fc_record 
 
 int fc_running_config(struct pinfo *info)
 {
+    /* Its part comes behind that of the virtual SANs, and once is enough. */
+    if (for_each(is_left_out, info) && !is_vsan_left_out(info))
+        print_left_out();
     return for_each(print_config, info);
 }

@@ -200,18 +200,40 @@ static void print_setting(const char *words, const char *value)
         kiv_buf_printf("  %s %s\n", words, value);
 }
 
-int vsan_running_config(struct pinfo *info)
+/* Whether it has a place in the running configuration. */
+static int is_configured(int32_t number)
+{
+    const struct vsan_record *record = store_vsan(number);
+    const int has_settings =
+        *record->name != '\0' || *controller_text(record) != '\0' || record->suspended;
+    return record->exists && (number != VSAN_DEFAULT || has_settings);
+}
+
+void print_left_out(void)
+{
+    kiv_buf_printf("! Left out: virtual SANs that no role of yours permits.\n");
+}
+
+int is_vsan_left_out(const struct pinfo *info)
 {
     for (int32_t number = 1; number <= VSAN_LAST; ++number) {
+        if (is_configured(number) && !is_allowed(info, number))
+            return 1;
+    }
+    return 0;
+}
+
+int vsan_running_config(struct pinfo *info)
+{
+    if (is_vsan_left_out(info))
+        print_left_out();
+    for (int32_t number = 1; number <= VSAN_LAST; ++number) {
         const struct vsan_record *record = store_vsan(number);
-        const char *controller = controller_text(record);
-        const int has_settings = *record->name != '\0' || *controller != '\0' || record->suspended;
-        if (!record->exists || !is_allowed(info, number) ||
-            (number == VSAN_DEFAULT && !has_settings))
+        if (!is_configured(number) || !is_allowed(info, number))
             continue;
         kiv_buf_printf("vsan %d\n", number);
         print_setting("name", record->name);
-        print_setting("domain-controller", controller);
+        print_setting("domain-controller", controller_text(record));
         if (record->suspended)
             kiv_buf_printf("  suspend\n");
     }

@@ -67,6 +67,12 @@ int vsan_domain_controller(struct pinfo *info);
 int vsan_running_config(struct pinfo *info);
 int show_vsan(struct pinfo *info);
 
+/* Tells the reader of a running configuration that the user does not see all of it. */
+void print_left_out(void);
+
+/* Whether vsan_running_config has told that. */
+int is_vsan_left_out(const struct pinfo *info);
+
 /* -- fc.c -- */
 
 int fc(struct pinfo *info);

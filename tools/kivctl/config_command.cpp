@@ -55,7 +55,7 @@ int show_config(int argc, char **argv)
 {
     constexpr std::array options{output_option, help_option, no_more};
     const char *file = nullptr;
-    for (int code; (code = getopt_long(argc, argv, "+o:", options.data(), nullptr)) != -1;) {
+    for (int code; (code = getopt_long(argc, argv, "o:", options.data(), nullptr)) != -1;) {
         if (code == 'h')
             return show_usage(config_usage);
         if (code != 'o')
@@ -77,7 +77,7 @@ int run_file(const char *file, int run(const char *file))
 int apply_config(int argc, char **argv)
 {
     constexpr std::array options{help_option, no_more};
-    if (const int code = getopt_long(argc, argv, "+", options.data(), nullptr); code != -1)
+    if (const int code = getopt_long(argc, argv, "", options.data(), nullptr); code != -1)
         return code == 'h' ? show_usage(config_usage) : refuse_usage(config_usage);
     return optind + 1 == argc ? run_file(argv[optind], kiv_execute_cfg_file)
                               : refuse_usage(config_usage);
@@ -103,7 +103,7 @@ int script_command(int argc, char **argv)
 {
     constexpr std::array options{boot_option, help_option, no_more};
     bool boot = false;
-    for (int code; (code = getopt_long(argc, argv, "+", options.data(), nullptr)) != -1;) {
+    for (int code; (code = getopt_long(argc, argv, "", options.data(), nullptr)) != -1;) {
         if (code == 'h')
             return show_usage(script_usage);
         if (code != 'b')

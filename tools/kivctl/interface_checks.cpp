@@ -243,7 +243,7 @@ int report(const std::vector<verdict> &verdicts, bool in_json)
 int check_interfaces(int argc, char **argv)
 {
     request wanted;
-    const auto ended = read_options(argc, argv, {"+", options, interfaces_usage},
+    const auto ended = read_options(argc, argv, {"", options, interfaces_usage},
                                     [&](int code) { return take_option(wanted, code); });
     if (ended)
         return *ended;

@@ -5,6 +5,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include <getopt.h>
 
@@ -40,6 +41,14 @@ std::optional<int> read_options(int argc, char **argv, const known_options &know
             return refuse_usage(known.usage, argv[0], problem);
     }
     return {};
+}
+
+// Whether help is asked for right behind the first operand, where the operands are a command that
+// may have options of its own. Behind "--", they are all the command's.
+inline bool asks_for_help_behind_operand(int argc, char **argv)
+{
+    const auto is = [&](int index, std::string_view word) { return argv[index] == word; };
+    return optind + 1 < argc && is(optind + 1, "--help") && !is(optind - 1, "--");
 }
 
 } // namespace kivctl

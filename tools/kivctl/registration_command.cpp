@@ -45,7 +45,8 @@ constexpr const char *deregister_usage =
 constexpr const char *lock_usage =
     "usage: kivctl lock [--json] [--session N] [-- COMMAND...]\n"
     "\n"
-    "Holds the configuration lock while COMMAND runs, or until kivctl is interrupted.\n";
+    "Holds the configuration lock while COMMAND runs, or until kivctl is interrupted.\n"
+    "Behind --, all options are COMMAND's.\n";
 
 constexpr const char *unlock_usage = "usage: kivctl unlock [--json] [--session N]\n"
                                      "\n"
@@ -105,18 +106,14 @@ std::optional<int> read_registration(int argc, char **argv, const char *usage, b
         (code == json_code ? into.json : into.merge) = true;
         return {};
     };
-    if (const auto status = read_options(argc, argv, {"+", registration_options, usage}, take))
-        return status;
+    // Behind "--" is the command with options of its own, which getopt is not to see.
     char **end = argv + argc;
-    // getopt passes over "--" where it comes before any tree.
-    const bool ended = std::string_view(argv[optind - 1]) == "--";
-    char **rest = ended ? argv + optind : std::find_if(argv + optind, end, [](const char *word) {
-        return std::string_view(word) == "--";
-    });
-    if (!ended)
-        into.trees.assign(argv + optind, rest);
-    rest += !ended && rest != end;
-    into.command = rest == end ? nullptr : rest;
+    char **separator = std::find(argv + 1, end, std::string_view("--"));
+    if (const auto status = read_options(static_cast<int>(separator - argv), argv,
+                                         {"", registration_options, usage}, take))
+        return status;
+    into.trees.assign(argv + optind, separator);
+    into.command = end - separator > 1 ? separator + 1 : nullptr;
     if (into.trees.empty() && into.interfaces.empty())
         return refuse_usage(usage);
     return {};
@@ -233,9 +230,10 @@ struct lock_request {
     int32_t session = 0;
 };
 
-std::optional<int> read_session(int argc, char **argv, const char *usage, lock_request &into)
+std::optional<int> read_session(int argc, char **argv, const known_options &known,
+                                lock_request &into)
 {
-    return read_options(argc, argv, {"+", session_options, usage}, [&](int code) {
+    return read_options(argc, argv, known, [&](int code) {
         into.json = into.json || code == json_code;
         return code == json_code || read_number(optarg, into.session)
                    ? std::string()
@@ -289,8 +287,10 @@ int deregister_command(int argc, char **argv)
 int lock_command(int argc, char **argv)
 {
     lock_request wanted;
-    if (const auto status = read_session(argc, argv, lock_usage, wanted))
+    if (const auto status = read_session(argc, argv, {"+", session_options, lock_usage}, wanted))
         return *status;
+    if (asks_for_help_behind_operand(argc, argv))
+        return show_usage(lock_usage);
     if (const int result = kivd_cli_lock(no_client, wanted.session); result != 0)
         return fail_request("lock", result);
     if (const int status = announce_state("locked", wanted.json); status != done)
@@ -303,7 +303,7 @@ int lock_command(int argc, char **argv)
 int unlock_command(int argc, char **argv)
 {
     lock_request wanted;
-    if (const auto status = read_session(argc, argv, unlock_usage, wanted))
+    if (const auto status = read_session(argc, argv, {"", session_options, unlock_usage}, wanted))
         return *status;
     if (optind != argc)
         return refuse_usage(unlock_usage);

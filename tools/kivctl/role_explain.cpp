@@ -102,6 +102,8 @@ int explain_role(int argc, char **argv)
     if (const auto status =
             read_json_option(argc, argv, role_jobs_usage, json, option_place::in_front))
         return *status;
+    if (asks_for_help_behind_operand(argc, argv))
+        return show_usage(role_jobs_usage);
     if (argc - optind < 2)
         return refuse_usage(role_jobs_usage);
     std::string line;

@@ -20,7 +20,8 @@ namespace {
 constexpr const char *usage =
     "usage: kivctl run [OPTION...] COMMAND...\n"
     "\n"
-    "Runs one command in the shell; its words are joined by blanks.\n"
+    "Runs one command in the shell; its words are joined by blanks. Behind --, all words are\n"
+    "COMMAND's.\n"
     "\n"
     "  --out FILE     write the shell's output to FILE\n"
     "  --err FILE     with --out, without --peer: write its errors to FILE, not to where the\n"
@@ -268,6 +269,8 @@ int run_command(int argc, char **argv)
                                     [&](int code) { return take_option(wanted, code); });
     if (ended)
         return *ended;
+    if (asks_for_help_behind_operand(argc, argv))
+        return show_usage(usage);
     if (optind == argc)
         return refuse_usage(usage, argv[0], "no COMMAND");
     for (int i = optind; i < argc; ++i)

@@ -256,7 +256,7 @@ std::string take_option(request &wanted, int code)
 int session_command(int argc, char **argv)
 {
     request wanted;
-    const auto ended = read_options(argc, argv, {"+", options, usage},
+    const auto ended = read_options(argc, argv, {"", options, usage},
                                     [&](int code) { return take_option(wanted, code); });
     if (ended)
         return *ended;

@@ -46,24 +46,41 @@ int write_in_place(const std::string &path, std::string_view content)
     return written != 0 ? written : closed;
 }
 
-// The name of a file is only on the disk when its folder is.
+// The name of a file is only on the disk when its folder is. One that may not be read, though files
+// may be made in it, is left to the system.
 int sync_folder_of(const std::string &path)
 {
     const size_t slash = path.rfind('/');
     const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
     const unique_fd opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return opened && fsync(opened.get()) == 0 ? 0 : errno;
+    if (!opened)
+        return errno == EACCES ? 0 : errno;
+    return fsync(opened.get()) == 0 ? 0 : errno;
 }
 
-// A file of its own: whatever has the name is taken away first and never written through. It has
-// the mode from the start, so that nobody reads what the old file kept from them.
-int write_new(const std::string &path, std::string_view content, std::optional<mode_t> mode)
+// Gives a new file what the old one has: its mode, and its owner and group where this user may.
+// What the old group was permitted is not for another one.
+int make_like(int descriptor, const struct stat &old)
+{
+    mode_t mode = old.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+    if (fchown(descriptor, old.st_uid, old.st_gid) != 0 &&
+        fchown(descriptor, static_cast<uid_t>(-1), old.st_gid) != 0)
+        mode &= ~static_cast<mode_t>(S_IRWXG);
+    return fchmod(descriptor, mode) == 0 ? 0 : errno;
+}
+
+// A file of its own: whatever has the name is taken away first and never written through. Nothing
+// is in it before it has the mode, so that nobody reads what the old file kept from them.
+int write_new(const std::string &path, std::string_view content,
+              const std::optional<struct stat> &old)
 {
     unlink(path.c_str());
-    unique_fd file(
-        open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode.value_or(0666)));
-    if (!file || (mode && fchmod(file.get(), *mode) != 0))
+    const mode_t mode = old ? S_IRUSR | S_IWUSR : 0666;
+    unique_fd file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+    if (!file)
         return errno;
+    if (const int error = old ? make_like(file.get(), *old) : 0; error != 0)
+        return error;
     return write_and_sync(file, content);
 }
 
@@ -108,10 +125,10 @@ int follow_links(std::filesystem::path &path)
 }
 
 int write_and_rename(const std::string &path, std::string_view content, const std::string &beside,
-                     std::optional<mode_t> mode)
+                     const std::optional<struct stat> &old)
 {
     const uninterrupted held;
-    int error = write_new(beside, content, mode);
+    int error = write_new(beside, content, old);
     if (error == 0 && std::rename(beside.c_str(), path.c_str()) != 0)
         error = errno;
     if (error != 0) {
@@ -169,15 +186,13 @@ int replace_file(const std::string &path, std::string_view content, std::string_
     std::filesystem::path file = path;
     if (const int error = follow_links(file); error != 0)
         return error;
-    std::optional<mode_t> mode;
-    if (exists)
-        mode = status.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
     std::filesystem::path unfinished = file;
     if (beside.empty())
         unfinished += '.' + std::to_string(getpid()) + ".new";
     else
         unfinished.replace_filename(std::filesystem::path(beside).filename());
-    return write_and_rename(file, content, unfinished, mode);
+    return write_and_rename(file, content, unfinished,
+                            exists ? std::optional(status) : std::nullopt);
 }
 
 } // namespace kiv::support

@@ -20,9 +20,10 @@ int read_all(int descriptor, size_t limit, std::string &content);
 int write_all(int descriptor, std::string_view content);
 
 // Puts a complete file in the place of `path`, or leaves what is there as it is, whenever the
-// process or the machine stops. The new file has the mode of the old one. A symbolic link stays,
-// and the file that it leads to is replaced; a device or a pipe is written to directly. Until the
-// file is whole it has the name `beside`, in the same folder; without one, a name of this process.
+// process or the machine stops. The new file has the mode of the old one, and
+// its owner and group where that is permitted. A symbolic link stays, and the file that it leads to
+// is replaced; a device or a pipe is written to directly. Until the file is whole it has the name
+// `beside`, in the same folder; without one, a name of this process.
 // SIGINT, SIGTERM and SIGHUP wait until it is done.
 int replace_file(const std::string &path, std::string_view content, std::string_view beside = {});
 

@@ -84,11 +84,14 @@ KIV_API int kiv_module_descriptor(const kiv_module *module) KIV_NOEXCEPT;
  * no more. */
 KIV_API int kiv_module_serve(kiv_module *module) KIV_NOEXCEPT;
 
-/* Withdraws what the module has registered, and closes it; nothing for null. */
+/* Withdraws what the module has registered, and closes it; nothing for null. The system does
+ * without the module from then on. A process that just ends and may be started again does not close
+ * it: the daemon sees its end, and the running configuration names the module as missing meanwhile.
+ */
 KIV_API void kiv_module_close(kiv_module *module) KIV_NOEXCEPT;
 
-/* All of this, until SIGTERM or SIGINT; SIGPIPE and SIGXFSZ are ignored. Returns the exit status of
- * the process: 0, or 1 after a message on standard error. */
+/* All of this but withdrawing, until SIGTERM or SIGINT; SIGPIPE and SIGXFSZ are ignored. Returns
+ * the exit status of the process: 0, or 1 after a message on standard error. */
 KIV_API int kiv_module_run(const kiv_module_description *description) KIV_NOEXCEPT;
 
 /* Interface names as indices: the bit of the type in masks, and the numbers of the name, of which

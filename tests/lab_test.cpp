@@ -14,6 +14,7 @@
 
 #include "daemon_process.h"
 #include "grammar/compile.h"
+#include "lab/roles/decision.h"
 #include "module_process.h"
 #include "shell_child.h"
 #include "switch_root.h"
@@ -305,6 +306,28 @@ TEST_F(Lab, AConfigurationFileIsCheckedWholeBeforeAModuleSeesItsFirstLine)
     switch_root::write_file("/ubex/c", "switchname new\nodd 1\n  set a\n");
     EXPECT_THAT(run_shell("-r /ubex/c").output, HasSubstr("0 of 1: 1\n1 of 2: 1 \"a\"\n"));
     EXPECT_EQ(switch_root::read_file("/ubex/cfg/running.cfg"), "switchname new\n");
+}
+
+TEST_F(Lab, AnAdministratorWhoMayNotChangeTheShellsOwnFileConfiguresModules)
+{
+    if (!daemon_process::is_other_user_possible())
+        GTEST_SKIP() << "no other user reaches the files here";
+    constexpr uid_t administrator = 65534;
+    switch_root::write_file(kiv::roles::users_file,
+                            kiv::roles::user_name(administrator) + " network-admin\n");
+    const auto apply = [](const std::string &text) {
+        switch_root::write_file("/ubex/c", text);
+        const std::string number = std::to_string(administrator);
+        return switch_root::run("setpriv --reuid=" + number + " --regid=" + number +
+                                " --clear-groups /usr/sbin/kiv.bin -r /ubex/c");
+    };
+    EXPECT_EQ(apply("odd 1\n  set a\n").status, 0);
+    const outcome refused = apply("odd 1\nswitchname theirs\n");
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.error,
+                AllOf(HasSubstr("/ubex/c:2: % /ubex/cfg/"), HasSubstr("Permission denied\n"),
+                      HasSubstr("applied by modules, of the lines before: 1\n")));
+    EXPECT_EQ(switch_root::read_file("/ubex/cfg/running.cfg"), "");
 }
 
 TEST_F(Lab, ShellAndModuleGoOnWithTheNextDaemon)

@@ -44,9 +44,8 @@ public:
         if (failed)
             shell_.report(failed_at_, *failed);
         if (failed && done_by_modules_ > 0)
-            shell_.report(failed_at_, "of the lines before, the " +
-                                          std::to_string(done_by_modules_) +
-                                          " that are for modules have been applied");
+            shell_.report(failed_at_, "applied by modules, of the lines before: " +
+                                          std::to_string(done_by_modules_));
         return !failed;
     }
 

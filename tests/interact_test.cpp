@@ -1,6 +1,7 @@
 // The session as processes: what is started, what is left, and what happens when one of the two
 // does not play its part.
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -166,6 +167,23 @@ TEST_F(Session, CreatesTheStreamsFromPipesUnderTheirNumbers)
     EXPECT_EQ(status, 0);
     close(to_child[1]);
     close(from_child[0]);
+}
+
+TEST_F(Session, HasDescriptorsAbove1023)
+{
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    if (limit.rlim_max < 1200)
+        GTEST_SKIP() << "too few descriptors";
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    std::vector<int> taken;
+    while (taken.empty() || taken.back() < 1100)
+        taken.push_back(fcntl(0, F_DUPFD_CLOEXEC, 0));
+    EXPECT_EQ(open(), 0);
+    EXPECT_GT(kiv_to_kiv_agent_pipe[0], 1023);
+    expect_session();
+    std::ranges::for_each(taken, close);
 }
 
 TEST_F(Session, FailsWithoutDescriptors)

@@ -122,6 +122,7 @@ public:
         log_ = kiv::support::unique_fd(ends[0]);
         const kiv::support::unique_fd other(ends[1]);
         std::vector<char *> argv;
+        argv.reserve(options.size() + 3);
         options.insert(options.begin(), {KIVD_PATH, "--foreground"});
         for (std::string &option : options)
             argv.push_back(option.data());

@@ -345,6 +345,8 @@ TEST_F(Lab, ShellAndModuleGoOnWithTheNextDaemon)
     EXPECT_THAT(shell.answer_to("do show running-config"),
                 AllOf(HasSubstr("! MISSING: some or all modules: the daemon is not there\n"),
                       EndsWith(callback_error)));
+    switch_root::run("rm /run/kiv/*"); // as after a boot
+    EXPECT_EQ(run_line("show running-config > /ubex/file").status, 1);
     EXPECT_THAT(shell.answer_to("set no daemon"), EndsWith(callback_error));
     EXPECT_EQ(shell.answer_to("do odd arguments 7"), "0 of 1: 7\n" + success);
     switch_root::run("rm /ubex/etc/kivd/state*");

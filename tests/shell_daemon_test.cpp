@@ -232,6 +232,13 @@ TEST_F(ShellDaemon, TellsEveryJobOfKivctlAsJson)
          "{\"state\": \"registered\"}\n[{\"left_out\": \"missing: missing.par: No such file or "
          "directory\"}]\n"},
         {"deregister --json alpha", 1, ""},
+        {"register --json alpha none " + itself + "trees --missing --json", 0,
+         "{\"state\": \"registered\"}\n[{\"missing\": \"alpha\"},\n {\"missing\": \"none\"}]\n"},
+        {"register alpha none >/dev/full -- true", 1, ""},
+        {"register --merge alpha none -- true", 1, ""},
+        {"register --json alpha " + itself + "register before alpha -- true", 1,
+         "{\"state\": \"registered\"}\n"},
+        {"trees --missing --json", 0, "[]\n"},
         {"lock --json --session 3 " + itself + "lock --session 3", 1, "{\"state\": \"locked\"}\n"},
         {"unlock --json", 0, "{\"state\": \"unlocked\"}\n"},
         {"settings set --json switchname edge-7", 0,

@@ -10,8 +10,10 @@
 #include "argument_words.h"
 #include "lab/kiv/argument_types.h"
 #include "lab/kiv/configuration.h"
+#include "lab/kiv/files.h"
 #include "lab/kiv/parser.h"
 #include "small_tree.h"
+#include "temporary_directory.h"
 
 namespace {
 
@@ -89,6 +91,27 @@ void expect_fit(const kiv_parameter &parameter, const char *words, fit expected)
             EXPECT_EQ(canonical_argument(parameter, word),
                       separator == std::string::npos ? word : row.substr(separator + 1));
         }
+    }
+}
+
+// In a folder where others may make files too.
+TEST(Output, DoesNotFollowALinkThatIsPutThereWhileItsCommandRuns)
+{
+    const kiv_tests::temporary_directory folder;
+    for (const bool was_there : {false, true}) {
+        const std::string name = folder.path("file");
+        folder.write("victim", "kept");
+        std::filesystem::remove(name);
+        if (was_there)
+            folder.write("file", "old");
+        output shown{text_sink(STDOUT_FILENO)};
+        ASSERT_EQ(shown.open(name), failure());
+        shown.write("new");
+        std::filesystem::remove(name);
+        std::filesystem::create_symlink("victim", name);
+        EXPECT_EQ(shown.finish(), failure());
+        EXPECT_EQ(folder.read("victim"), "kept");
+        EXPECT_EQ(folder.read("file"), "new");
     }
 }
 

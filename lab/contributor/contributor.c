@@ -80,16 +80,24 @@ static int report(const char *what, int result)
     return result;
 }
 
-static int contribute(int queue, const char *tree, const char *file)
+static int run_registered(int queue, const char *file)
 {
-    if (report("tree", kiv_register_parse_tree(OWN_ACCESS_POINT, tree)) != 0 ||
-        register_interface_type(queue) != 0 || show_interface_types(queue) != 0)
+    if (register_interface_type(queue) != 0 || show_interface_types(queue) != 0)
         return -1;
     show_role();
-    if (report("start-up configuration", (int)run_startup(queue, file)) != 0)
-        return -1;
+    const int result = report("start-up configuration", (int)run_startup(queue, file));
     kiv_deregister_interface(queue, FC_MASK);
-    return report("tree", kiv_deregister_parse_tree(OWN_ACCESS_POINT, tree));
+    return result;
+}
+
+/* The tree of a process that just ends is expected back. */
+static int contribute(int queue, const char *tree, const char *file)
+{
+    if (report("tree", kiv_register_parse_tree(OWN_ACCESS_POINT, tree)) != 0)
+        return -1;
+    const int result = run_registered(queue, file);
+    const int withdrawn = report("tree", kiv_deregister_parse_tree(OWN_ACCESS_POINT, tree));
+    return result != 0 ? result : withdrawn;
 }
 
 int main(int argc, char **argv)

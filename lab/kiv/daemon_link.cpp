@@ -27,6 +27,7 @@ constexpr uint32_t no_client = 0;
 constexpr int32_t wait_seconds = 10;
 constexpr int32_t short_wait_seconds = 1; // for one that has not answered before
 constexpr const char *daemon_lock_file = "/run/kiv/FE000000-37.lock";
+constexpr const char *daemon_state_file = "/ubex/etc/kivd/state";
 constexpr const char *tree_directory = "/ubex/etc/par/";
 
 struct freed {
@@ -80,7 +81,7 @@ bool daemon_link::begins_to_answer()
 
 bool daemon_link::was_there()
 {
-    return access(daemon_lock_file, F_OK) == 0;
+    return access(daemon_lock_file, F_OK) == 0 || access(daemon_state_file, F_OK) == 0;
 }
 
 void daemon_link::ask(int32_t seconds)
@@ -161,7 +162,8 @@ failure daemon_link::lock()
     if (!is_there_)
         fetch_status(short_wait_seconds, told, has_come);
     if (!is_there_)
-        return has_come ? failure("a daemon has come: leave configuration mode first") : failure();
+        return has_come ? failure("a daemon has come: leave configuration mode, or start again")
+                        : failure();
     if (!answers_)
         return silent_daemon;
     if (const int result = kivd_cli_lock(no_client, session_id()); result != 0)

@@ -30,7 +30,8 @@ public:
     // Asks again, where it has not answered. Returns whether it does from now on.
     bool begins_to_answer();
 
-    // Whether the machine has had a daemon since it was started.
+    // Whether the machine has had a daemon since it was started, or ever, so that there may be
+    // modules.
     static bool was_there();
 
     // Whether the daemon lets this user do everything.

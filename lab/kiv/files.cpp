@@ -14,12 +14,6 @@ namespace {
 constexpr size_t longest_line = size_t{64} << 20;
 constexpr size_t largest_file = size_t{256} << 20;
 
-bool is_link(const std::string &name)
-{
-    struct stat status;
-    return lstat(name.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
-}
-
 // /dev/stdout is a name of such a file too.
 bool is_standard_stream(const struct stat &file)
 {
@@ -100,16 +94,17 @@ int text_sink::write(std::string_view text) const
 failure output::open(const std::string &name)
 {
     name_ = name;
+    path_ = name;
     is_whole_ = true;
-    // That it can be made is known before the command runs; of a link without its file, when the
-    // output is written.
-    const unique_fd made(::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-    if (made)
-        return unlink(name.c_str()) == 0 ? failure() : system_failure(name, errno);
-    if (errno == EEXIST)
-        file_ = unique_fd(::open(name.c_str(), O_WRONLY | O_CLOEXEC));
-    if (!file_ && errno == ENOENT && is_link(name))
-        return {};
+    if (const int error = kiv::support::follow_links(path_); error != 0)
+        return system_failure(name, error);
+    file_ = unique_fd(::open(name.c_str(), O_WRONLY | O_CLOEXEC));
+    if (!file_ && errno == ENOENT) {
+        // That it can be made is known before the command runs.
+        const unique_fd made(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+        if (made)
+            return unlink(path_.c_str()) == 0 ? failure() : system_failure(name, errno);
+    }
     struct stat status;
     if (!file_ || fstat(file_.get(), &status) != 0)
         return system_failure(name, errno);
@@ -124,7 +119,7 @@ int output::write_whole()
 {
     // The name may be as long as a name can be.
     const std::string beside = ".kiv." + std::to_string(getpid()) + ".new";
-    const int error = kiv::support::replace_file(name_, text_, beside);
+    const int error = kiv::support::replace_file_itself(path_, text_, beside);
     // Who may not change the folder may be permitted to write the file all the same.
     return file_ && forbids_replacing(error) ? write_in_place() : error;
 }

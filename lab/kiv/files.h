@@ -90,6 +90,7 @@ private:
     text_sink sink_;
     unique_fd file_; // none where it is standard output, or is not there
     std::string name_;
+    std::string path_; // without links, as it was before the command ran
     std::string text_;
     bool is_whole_ = false;   // the file is to be replaced by a new one
     bool is_regular_ = false; // what it holds is cut off before it is written

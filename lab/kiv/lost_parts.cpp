@@ -11,6 +11,8 @@ lost_parts::lost_parts(const daemon_link *daemon, const followed_tree *followed)
     if (daemon_ == nullptr || !daemon_->is_there())
         return;
     ask();
+    if (doubt_)
+        return;
     path_ = daemon_->tree_path();
     if (path_.empty() || followed == nullptr || path_ == followed->path())
         return;
@@ -21,9 +23,11 @@ lost_parts::lost_parts(const daemon_link *daemon, const followed_tree *followed)
         newest_ = file_.view();
 }
 
+// A daemon that is silent is asked no more: each question would wait for it again.
 void lost_parts::ask()
 {
-    doubt(daemon_->fetch_lost_modules(names_));
+    if (!doubt_)
+        doubt(daemon_->fetch_lost_modules(names_));
 }
 
 void lost_parts::doubt(const failure &why)
@@ -39,7 +43,7 @@ std::string lost_parts::lines()
     if (!daemon_->is_there())
         return daemon_link::was_there() ? "! MISSING: all modules: the daemon is not there\n" : "";
     ask();
-    if (daemon_->tree_path() != path_)
+    if (!doubt_ && daemon_->tree_path() != path_)
         doubt("the command tree has changed meanwhile");
     std::string text;
     if (doubt_)

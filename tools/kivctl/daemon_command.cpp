@@ -27,10 +27,11 @@ constexpr const char *daemon_usage = "usage: kivctl daemon status [--json]\n"
                                      "\n"
                                      "Shows what the daemon does.\n";
 
-constexpr const char *trees_usage = "usage: kivctl trees [--json]\n"
-                                    "\n"
-                                    "Lists the command trees that modules have registered, in the "
-                                    "order in which they are merged.\n";
+constexpr const char *trees_usage =
+    "usage: kivctl trees [--missing] [--json]\n"
+    "\n"
+    "Lists the command trees that modules have registered, in the order in which they are merged;\n"
+    "with --missing, those that ought to be in the published tree and are not.\n";
 
 constexpr const char *merge_usage =
     "usage: kivctl merge [--json]\n"
@@ -82,26 +83,38 @@ int show_status(int argc, char **argv)
     return all.print(json);
 }
 
-// Prints the trees that were left out; the status says whether there are any.
-int report_merge(bool json)
+// Prints what the daemon answers in lines, and says whether there is any; nothing for people where
+// there is not.
+int print_answer(const char *job, uint32_t opcode, const char *column, bool json, bool &any)
 {
     owned<void> reply;
     uint32_t size = 0;
-    const int result = send_request(kivd::message_merge_report, nullptr, 0, reply, size);
+    const int result = send_request(opcode, nullptr, 0, reply, size);
     if (result != 0 || size == 0)
-        return fail_request("merge", result);
-    listing left_out({"left_out"});
+        return fail_request(job, result);
+    listing all({column});
     std::string_view text(static_cast<const char *>(reply.get()), size - 1);
-    const bool complete = text.empty();
+    any = !text.empty();
     while (!text.empty()) {
         const size_t end = text.find('\n');
-        left_out.add({std::string(text.substr(0, end))});
+        all.add({std::string(text.substr(0, end))});
         text.remove_prefix(end + 1);
     }
-    if (complete && !json)
-        return done;
-    const int status = left_out.print(json);
-    return status == done && !complete ? static_cast<int>(failed) : status;
+    return any || json ? all.print(json) : static_cast<int>(done);
+}
+
+// The status says whether there are any that were left out.
+int report_merge(bool json)
+{
+    bool any = false;
+    const int status = print_answer("merge", kivd::message_merge_report, "left_out", json, any);
+    return status == done && any ? static_cast<int>(failed) : status;
+}
+
+int list_missing(bool json)
+{
+    bool any = false;
+    return print_answer("trees", kivd::message_missing, "missing", json, any);
 }
 
 // Each with the message that changes it. The name of the switch has no number.
@@ -175,9 +188,21 @@ int daemon_command(int argc, char **argv)
 
 int trees_command(int argc, char **argv)
 {
+    constexpr int missing_code = json_code + 1;
+    static constexpr std::array options{option{"missing", no_argument, nullptr, missing_code},
+                                        json_options[0], help_option, no_more_options};
     bool json = false;
-    if (const auto status = read_json_alone(argc, argv, trees_usage, json))
+    bool missing = false;
+    const auto take = [&](int code) {
+        (code == json_code ? json : missing) = true;
+        return std::string();
+    };
+    if (const auto status = read_options(argc, argv, {"", options, trees_usage}, take))
         return *status;
+    if (optind != argc)
+        return refuse_usage(trees_usage);
+    if (missing)
+        return list_missing(json);
     kiv_tree_table *received = nullptr;
     if (const int result = kivd_tree_table_get(no_client, &received); result != 0)
         return fail_request("trees", result);

@@ -157,13 +157,29 @@ int request_merge()
                : fail_request("merge", made.result != 0 ? made.result : made.word);
 }
 
-int change_trees(const registration &wanted, int change(uint32_t, const char *))
+// Where it fails, only those are left in `wanted` that have been registered.
+int register_trees(registration &wanted)
 {
-    for (const char *tree : wanted.trees) {
-        if (const int result = change(no_client, tree); result != 0)
+    for (size_t i = 0; i < wanted.trees.size(); ++i) {
+        const char *tree = wanted.trees[i];
+        if (const int result = kiv_register_parse_tree(no_client, tree); result != 0) {
+            wanted.trees.resize(i);
             return fail_request(tree, result);
+        }
     }
     return done;
+}
+
+// Returns the first failure, and goes on after it.
+int deregister_trees(const registration &wanted)
+{
+    int status = done;
+    for (const char *tree : wanted.trees) {
+        const int result = kiv_deregister_parse_tree(no_client, tree);
+        if (result != 0 && status == done)
+            status = fail_request(tree, result);
+    }
+    return status == done && wanted.merge ? request_merge() : status;
 }
 
 // Interface types are announced one way: whether they are there is asked afterwards.
@@ -209,16 +225,14 @@ int deregister_interfaces(const message_queue &queue, const registration &wanted
 
 int withdraw(const message_queue &queue, const registration &wanted)
 {
-    if (const int status = deregister_interfaces(queue, wanted); status != done)
-        return status;
-    if (const int status = change_trees(wanted, kiv_deregister_parse_tree); status != done)
-        return status;
-    return wanted.merge ? request_merge() : static_cast<int>(done);
+    const int interfaces = deregister_interfaces(queue, wanted);
+    const int trees = deregister_trees(wanted);
+    return interfaces != done ? interfaces : trees;
 }
 
-int announce(const message_queue &queue, const registration &wanted)
+int announce(const message_queue &queue, registration &wanted)
 {
-    if (const int status = change_trees(wanted, kiv_register_parse_tree); status != done)
+    if (const int status = register_trees(wanted); status != done)
         return status;
     if (const int status = register_interfaces(queue, wanted); status != done)
         return status;
@@ -261,10 +275,14 @@ int register_command(int argc, char **argv)
     const message_queue queue;
     if (queue.number() < 0)
         return fail_request("message queue", -1);
-    if (const int status = announce(queue, wanted); status != done)
-        return status;
-    if (const int status = announce_state("registered", wanted.json); status != done)
-        return status;
+    int announced = announce(queue, wanted);
+    if (announced == done)
+        announced = announce_state("registered", wanted.json);
+    if (announced != done) {
+        // Trees would be expected back; types of interfaces go with the process.
+        deregister_trees(wanted);
+        return announced;
+    }
     const int held = hold(wanted.command);
     const int status = withdraw(queue, wanted);
     return held != done ? held : status;

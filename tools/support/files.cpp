@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 
 #include "support/unique_fd.h"
 
@@ -58,20 +59,33 @@ int sync_folder_of(const std::string &path)
     return fsync(opened.get()) == 0 ? 0 : errno;
 }
 
+// Whether who else may read and write the file is now as in the old one, whose access control list
+// stands behind the bits of its group.
+bool copy_access_list(int descriptor, const std::string &old)
+{
+    constexpr const char *name = "system.posix_acl_access";
+    std::array<char, 65536> list;
+    const ssize_t size = getxattr(old.c_str(), name, list.data(), list.size());
+    if (size >= 0)
+        return fsetxattr(descriptor, name, list.data(), static_cast<size_t>(size), 0) == 0;
+    return errno == ENODATA || errno == ENOTSUP;
+}
+
 // Gives a new file what the old one has: its mode, and its owner and group where this user may.
 // What the old group was permitted is not for another one.
-int make_like(int descriptor, const struct stat &old)
+int make_like(int descriptor, const std::string &path, const struct stat &old)
 {
     mode_t mode = old.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
-    if (fchown(descriptor, old.st_uid, old.st_gid) != 0 &&
-        fchown(descriptor, static_cast<uid_t>(-1), old.st_gid) != 0)
+    const bool is_of_group = fchown(descriptor, old.st_uid, old.st_gid) == 0 ||
+                             fchown(descriptor, static_cast<uid_t>(-1), old.st_gid) == 0;
+    if (!copy_access_list(descriptor, path) || !is_of_group)
         mode &= ~static_cast<mode_t>(S_IRWXG);
     return fchmod(descriptor, mode) == 0 ? 0 : errno;
 }
 
 // A file of its own: whatever has the name is taken away first and never written through. Nothing
 // is in it before it has the mode, so that nobody reads what the old file kept from them.
-int write_new(const std::string &path, std::string_view content,
+int write_new(const std::string &path, std::string_view content, const std::string &like,
               const std::optional<struct stat> &old)
 {
     unlink(path.c_str());
@@ -79,7 +93,7 @@ int write_new(const std::string &path, std::string_view content,
     unique_fd file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
     if (!file)
         return errno;
-    if (const int error = old ? make_like(file.get(), *old) : 0; error != 0)
+    if (const int error = old ? make_like(file.get(), like, *old) : 0; error != 0)
         return error;
     return write_and_sync(file, content);
 }
@@ -111,24 +125,11 @@ private:
 
 constexpr int most_links = 40;
 
-// Goes on to the file that a symbolic link leads to, whether that is there or not.
-int follow_links(std::filesystem::path &path)
-{
-    for (int i = 0; i < most_links; ++i) {
-        std::error_code not_a_link;
-        const std::filesystem::path target = std::filesystem::read_symlink(path, not_a_link);
-        if (not_a_link)
-            return 0;
-        path = path.parent_path() / target;
-    }
-    return ELOOP;
-}
-
 int write_and_rename(const std::string &path, std::string_view content, const std::string &beside,
                      const std::optional<struct stat> &old)
 {
     const uninterrupted held;
-    int error = write_new(beside, content, old);
+    int error = write_new(beside, content, path, old);
     if (error == 0 && std::rename(beside.c_str(), path.c_str()) != 0)
         error = errno;
     if (error != 0) {
@@ -177,22 +178,48 @@ int write_all(int descriptor, std::string_view content)
     return 0;
 }
 
+int follow_links(std::string &path)
+{
+    std::filesystem::path followed = path;
+    for (int i = 0; i < most_links; ++i) {
+        std::error_code not_a_link;
+        const std::filesystem::path target = std::filesystem::read_symlink(followed, not_a_link);
+        if (not_a_link) {
+            path = followed;
+            return 0;
+        }
+        followed = followed.parent_path() / target;
+    }
+    return ELOOP;
+}
+
 int replace_file(const std::string &path, std::string_view content, std::string_view beside)
 {
     struct stat status;
     const bool exists = stat(path.c_str(), &status) == 0;
+    if (!exists && errno != ENOENT)
+        return errno;
     if (exists && !S_ISREG(status.st_mode))
         return write_in_place(path, content);
-    std::filesystem::path file = path;
-    if (const int error = follow_links(file); error != 0)
-        return error;
-    std::filesystem::path unfinished = file;
+    std::string file = path;
+    const int error = follow_links(file);
+    return error != 0 ? error : replace_file_itself(file, content, beside);
+}
+
+int replace_file_itself(const std::string &path, std::string_view content, std::string_view beside)
+{
+    struct stat status;
+    const bool exists = lstat(path.c_str(), &status) == 0;
+    if (!exists && errno != ENOENT)
+        return errno;
+    std::filesystem::path unfinished = path;
     if (beside.empty())
         unfinished += '.' + std::to_string(getpid()) + ".new";
     else
         unfinished.replace_filename(std::filesystem::path(beside).filename());
-    return write_and_rename(file, content, unfinished,
-                            exists ? std::optional(status) : std::nullopt);
+    return write_and_rename(path, content, unfinished,
+                            exists && S_ISREG(status.st_mode) ? std::optional(status)
+                                                              : std::nullopt);
 }
 
 } // namespace kiv::support

@@ -189,9 +189,9 @@ protected:
 TEST_F(Pager, ShowsWhatIsLongerThanTheScreen)
 {
     setenv("LESSSECURE_ALLOW", "edit", 1);
-    use("cat >/ubex/paged; echo $LESSSECURE${LESSSECURE_ALLOW-} paged");
+    use("cat >/ubex/paged; echo $LESSSECURE${LESSSECURE_ALLOW-}$LESSHISTFILE paged");
     waiting_shell shell(4);
-    shell.answer_to("show version\r", "1 paged");
+    shell.answer_to("show version\r", "1- paged");
     EXPECT_THAT(read_file("/ubex/paged"), HasSubstr("Shell: "));
     shell.answer_to("show version > /ubex/file\r", "kiv# ");
     shell.resize(5);

@@ -28,6 +28,10 @@ constexpr int not_found = 127;
 constexpr std::string_view secure = "LESSSECURE";
 std::string secure_setting = std::string(secure) + "=1";
 
+// "less" keeps what was searched for in a file at the user's home, unless it is told where.
+constexpr const char *history = "LESSHISTFILE";
+std::string no_history = std::string(history) + "=-";
+
 using words = std::vector<std::string>;
 
 std::vector<words> pagers()
@@ -93,6 +97,8 @@ std::vector<char *> environment()
             all.push_back(*entry);
     }
     all.push_back(secure_setting.data());
+    if (std::getenv(history) == nullptr)
+        all.push_back(no_history.data());
     all.push_back(nullptr);
     return all;
 }

@@ -29,7 +29,6 @@ using switch_root::outcome;
 using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::Not;
 
 const std::string no_communication = "Communication could not be established with the process\n";
 const std::string no_answer_to_query =
@@ -166,7 +165,7 @@ TEST_F(Lab, AModuleGetsTheArgumentsOfTheLineAndOfItsModes)
               "0 of 2: \"seven\" 30010000/8\n" + success);
     EXPECT_THAT(
         shell.answer_to("odd arguments 7 eth5"),
-        AllOf(HasSubstr("out of bounds; expected: <interface eth>"), EndsWith(parse_error)));
+        AllOf(HasSubstr("out of bounds; expected: <interface eth(1..4)>"), EndsWith(parse_error)));
     EXPECT_EQ(shell.answer_to("configure terminal"), success);
     EXPECT_EQ(shell.answer_to("odd 3"), "0 of 1: 3\n" + success);
     EXPECT_EQ(shell.answer_to("set a \"b\"  c"), "1 of 2: 3 \"a \"b\"  c\"\n" + success);

@@ -370,7 +370,7 @@ std::string show_names(Mask mask, Name name_of_bit)
 {
     std::string text;
     for (size_t i = 0; !allows_any(mask) && i < std::numeric_limits<Mask>::digits; ++i) {
-        const string_view name = (mask >> i & 1) != 0 ? name_of_bit(i) : string_view();
+        const std::string name((mask >> i & 1) != 0 ? name_of_bit(i) : "");
         if (!name.empty())
             text.append(text.empty() ? " " : "|").append(name);
     }
@@ -402,7 +402,7 @@ std::string show_schemes(const kiv_parameter &parameter)
 
 std::string show_interface_types(const kiv_parameter &parameter)
 {
-    return show_names(uint64_t{parameter.type_mask}, interface_type_name);
+    return show_names(uint64_t{parameter.type_mask}, interface_type_form);
 }
 
 struct argument_type {

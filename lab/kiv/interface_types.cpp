@@ -125,10 +125,20 @@ void take_interface_types(std::span<const kiv_interface_table_entry> registered)
     types() = std::move(known);
 }
 
-string_view interface_type_name(size_t bit)
+std::string interface_type_form(size_t bit)
 {
     const auto found = std::ranges::find(types(), bit, &interface_type::bit);
-    return found == types().end() ? string_view() : string_view(found->name);
+    if (found == types().end())
+        return {};
+    std::string form = found->name;
+    for (size_t i = 0; i < found->numbers.size(); ++i) {
+        const limits &number = found->numbers[i];
+        if (number.most == largest_number)
+            return found->name;
+        form.append(i == 0 ? "(" : "/(").append(std::to_string(number.least));
+        form.append("..").append(std::to_string(number.most)).append(")");
+    }
+    return form;
 }
 
 fit check_interface(const kiv_parameter &parameter, string_view text)

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 #include <string_view>
 
 #include <kiv/kiv_process_api.h>
@@ -16,8 +17,9 @@ namespace kiv_shell {
 // From now on the registered types are these.
 void take_interface_types(std::span<const kiv_interface_table_entry> registered);
 
-// The name of the type with this bit in masks, or nothing.
-std::string_view interface_type_name(size_t bit);
+// How the names of the type with this bit in masks look, such as "fc(1..9)/(1..32)", with the
+// numbers that its module has told; or nothing.
+std::string interface_type_form(size_t bit);
 
 // Whether the word names an interface, or several whose last number is a range, of a type that the
 // parameter allows. A name is its type and one or two numbers, with '/' between them.

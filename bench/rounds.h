@@ -76,6 +76,7 @@ inline void measure(benchmark::State &state, const std::vector<timed> &contender
 inline void measure(benchmark::State &state, const std::vector<contender> &contenders)
 {
     std::vector<timed> timed_contenders;
+    timed_contenders.reserve(contenders.size());
     for (const contender &each : contenders)
         timed_contenders.push_back({each.name, [run = each.run] { return seconds_of(run); }});
     measure(state, timed_contenders);

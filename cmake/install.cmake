@@ -50,6 +50,9 @@ install(FILES tools/kivctl/completion.bash
 install(FILES README.md TYPE DOC)
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN "*.md"
   PATTERN man EXCLUDE PATTERN abi EXCLUDE PATTERN reference EXCLUDE)
+# The sample module to copy from, where the links of the documents lead to.
+install(DIRECTORY lab/vsan_module DESTINATION ${CMAKE_INSTALL_DOCDIR}/lab
+  FILES_MATCHING REGEX "\\.(c|h|grammar)$")
 
 # The units name the programs where they are installed.
 foreach(unit kivd/kivd vsan_module/kiv-vsan)

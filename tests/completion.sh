@@ -56,7 +56,7 @@ synopsis_of() { # help
 
 mapfile -t commands < <("$kivctl" --help | grep -oE '^  [a-z]+(, [a-z]+)?' | tr -d ' ' | tr , '\n')
 words=()
-read -ra words -d '' <<<"${_kivctl_words[kivctl]//--help/}" || true
+read -ra words -d '' <<<"${_kivctl_words[kivctl]//--*/}" || true
 compare kivctl "$(lines_of "${commands[@]}")" "$(lines_of "${words[@]}")"
 for job in "${!_kivctl_words[@]}"; do
     [ "$job" != kivctl ] || continue

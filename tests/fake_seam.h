@@ -101,9 +101,11 @@ inline std::string quoted(const char *text)
 // A block of exactly this size, so that a sanitizer sees who reads behind it.
 inline void *exact_block(const std::string &payload)
 {
-    return payload.empty()
-               ? nullptr
-               : std::memcpy(std::malloc(payload.size()), payload.data(), payload.size());
+    if (payload.empty())
+        return nullptr;
+    auto *block = static_cast<char *>(std::malloc(payload.size()));
+    payload.copy(block, payload.size());
+    return block;
 }
 
 inline int respond(void **response, uint32_t *length)

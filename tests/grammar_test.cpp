@@ -401,8 +401,11 @@ TEST(Decompile, BringsBackEveryTypeAndEveryText)
         "hex 10..0xff,hex-multi-range subtype 4294967295,vsan,vsan 0..0,vsan-range 5..10,string,"
         "string 0,string 2147483647,line,uri,uri 0,uri 0xffffffff,interface,interface 0,"
         "interface-range 0x8000000000000000,ipv4,mac,fc-id");
+    const auto alternatives_of = [](const std::string &type) {
+        return "argument " + type + "\n  or " + type + " \"32\"\n  terminal\n";
+    };
     for (std::string type; std::getline(types, type, ',');)
-        expect_round_trip("argument " + type + "\n  or " + type + " \"32\"\n  terminal\n");
+        expect_round_trip(alternatives_of(type));
     std::istringstream texts(
         "x,\"two words\",\"\\\"q\\\" \\\\\",#no,!no,\\,\xC3\xBC\xE2\x82\xAC,root,"
         "\"a  b \",subtype,0x1");

@@ -134,12 +134,22 @@ TEST_F(Kivctl, RefusesWrongUsageAndRunsNothing)
          {"run --out '' x", "kivctl run: --out and --err need the name of a file\n"},
          {"run --version 1 x", "kivctl run: --version needs --peer\n"},
          {"run --boot -e 1 x", "kivctl run: only --peer, --version and --json go with --boot\n"},
-         {"config apply a b"},
+         {"config apply a b", "kivctl config apply: unexpected \"b\"\nusage: "},
+         {"config apply", "kivctl config apply: an operand is missing\nusage: "},
+         {"config x", "kivctl config: no job \"x\"\nusage: "},
+         {"roles", "kivctl roles: no JOB\nusage: "},
+         {"roles rule ops 2 permit", "kivctl roles rule: an operand is missing\nusage: "},
+         {"roles rule ops 2 permit all", "kivctl roles rule: no type of commands: all\nusage: "},
          {"config apply -x", "kivctl config apply: "},
          {"errors --xml"}});
     kiv_tests::expect_help(program, {"", "run", "config", "config apply", "errors", "register x",
                                      "deregister x", "lock true", "run show", "config apply x",
                                      "script x", "session x", "roles explain x"});
+    for (const char *number : {"0", "17"}) {
+        const outcome refused = run(std::string("roles rule ops ") + number + " none");
+        EXPECT_EQ(refused.status, 2);
+        EXPECT_EQ(refused.error, "kivctl roles rule: the number of a rule is 1 to 16\n");
+    }
     EXPECT_TRUE(recording().empty());
 }
 

@@ -121,8 +121,8 @@ TEST(Change, IsExactlyOneRequest)
 // An answer that is shorter fails, one that is longer does not.
 struct question {
     int opcode;
-    std::string reply;
     bool is_table; // whose status counts
+    std::string reply;
     std::function<int(std::string &got)> run;
 };
 
@@ -162,19 +162,19 @@ std::string table_with(int32_t last_index)
 }
 
 const question questions[] = {
-    {916, bytes_of(full_settings()).substr(0, 124), false,
+    {916, false, bytes_of(full_settings()).substr(0, 124),
      [](std::string &got) {
          const int result = fetched(kivd_kiv_configuration_get, got);
          EXPECT_TRUE(got.empty() || got.substr(125) == std::string(3, '\0'));
          got.resize(std::min<size_t>(got.size(), 124));
          return result;
      }},
-    {937, words({1234567}), false, generated},
-    {938, table_with<kiv_tree_table>(3), true,
+    {937, false, words({1234567}), generated},
+    {938, true, table_with<kiv_tree_table>(3),
      [](std::string &got) { return fetched(kivd_tree_table_get, got); }},
-    {948, table_with<kivd_param_subtype_table>(-1), true,
+    {948, true, table_with<kivd_param_subtype_table>(-1),
      [](std::string &got) { return fetched(kivd_param_subtype_table_get, got); }},
-    {7658, std::string("main_tree7.par") + '\0', false, fetched_name},
+    {7658, false, std::string("main_tree7.par") + '\0', fetched_name},
 };
 
 TEST(Question, TakesAnAnswerThatIsLongEnoughAndNoOther)
@@ -281,7 +281,7 @@ TEST(Roles, ComeInTwoAnswers)
         std::deque<answer> answers;
         fetched_roles got;
     } cases[] = {
-        {"three roles", {roles(3 * 876), second}, {0, 3, 3}},
+        {"three roles", {roles(size_t{3} * 876), second}, {0, 3, 3}},
         {"none", {}, {0, 0, 0}},
         {"a status", {{7, 0, roles(876).payload}}, {7, 0, 0}},
         {"no second answer", {roles(876), {-1, ETIME}}, {51, 0, 0}},

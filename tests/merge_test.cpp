@@ -18,7 +18,6 @@
 #include "lab/merge/merge.h"
 #include "trees.h"
 
-using kiv::merge::conflict;
 using kiv::merge::contribution;
 using kiv::merge::result;
 using testing::HasSubstr;
@@ -32,6 +31,7 @@ result merged(const std::vector<tree> &trees)
 {
     static constexpr std::string_view names[] = {"t0", "t1", "t2", "t3", "t4", "t5", "t6"};
     std::vector<contribution> views;
+    views.reserve(trees.size());
     for (const tree &each : trees)
         views.push_back({names[views.size()], each});
     return kiv::merge::merge(views);

@@ -70,7 +70,8 @@ TEST(KivctlInterfaces, RefusesWrongUsage)
     switch_root::require();
     kiv_tests::expect_refused(
         program,
-        {{"interfaces nothing", "usage: kivctl interfaces"},
+        {{"interfaces nothing",
+          "kivctl interfaces: unexpected \"nothing\"\nusage: kivctl interfaces"},
          {"interfaces check", "kivctl interfaces check: no --user-vsans\n"},
          {"interfaces check --user-vsans 1", "kivctl interfaces check: nothing to check: "},
          {"interfaces check --user-vsans 5-1 --vsan 1",
@@ -78,7 +79,8 @@ TEST(KivctlInterfaces, RefusesWrongUsage)
          {"interfaces check --user-vsans 1 --vsan -1", "kivctl interfaces check: --vsan cannot be"},
          {"interfaces check --user-vsans 1 --vsan 1 --kind 8",
           "kivctl interfaces check: --kind 8 nee"},
-         {"roles predefined network-admin", "usage: kivctl roles predefined"}});
+         {"roles predefined network-admin",
+          "kivctl roles predefined: unexpected \"network-admin\"\n"}});
     kiv_tests::expect_help(program, {"interfaces check", "roles predefined"});
 }
 

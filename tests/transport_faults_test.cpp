@@ -46,8 +46,8 @@ int cmi_error(const std::string &expected = "answer", int32_t timeout = 10)
 // What a service may send before the right answer or instead of it.
 struct misdeed {
     const char *name;
-    int error; // of who waits for the answer; 0: the answer comes all the same
     std::string (*record)(uint32_t token);
+    int error; // of who waits for the answer; 0: the answer comes all the same
     int times = 1;
 };
 
@@ -60,28 +60,30 @@ std::string with_texts(const char *texts, size_t size, uint16_t first, uint16_t 
 }
 
 const misdeed misdeeds[] = {
-    {"another magic", EPROTO,
-     [](uint32_t token) { return record({.magic = 1, .token = token, .is_answer = 1}); }},
-    {"a third kind of message", EPROTO,
-     [](uint32_t token) { return record({.token = token, .is_answer = 2}); }},
-    {"an empty record", EPROTO, [](uint32_t) { return std::string(); }},
-    {"a record that is too large", EPROTO,
-     [](uint32_t token) { return answer(7, std::string(OVRA_MAX_PAYLOAD + 1, 'x'), token); }},
-    {"a length that overflows", EPROTO,
+    {"another magic",
+     [](uint32_t token) { return record({.magic = 1, .token = token, .is_answer = 1}); }, EPROTO},
+    {"a third kind of message",
+     [](uint32_t token) { return record({.token = token, .is_answer = 2}); }, EPROTO},
+    {"an empty record", [](uint32_t) { return std::string(); }, EPROTO},
+    {"a record that is too large",
+     [](uint32_t token) { return answer(7, std::string(OVRA_MAX_PAYLOAD + 1, 'x'), token); },
+     EPROTO},
+    {"a length that overflows",
      [](uint32_t token) {
          return record({.token = token, .length = UINT32_MAX, .is_answer = 1}, "x");
-     }},
-    {"a text without its NUL", EPROTO, [](uint32_t) { return with_texts("abc", 3, 2, 0); }},
-    {"a text with a NUL inside", EPROTO, [](uint32_t) { return with_texts("a\0b\0", 4, 3, 0); }},
-    {"a second text without its NUL", EPROTO,
-     [](uint32_t) { return with_texts("a\0bc", 4, 1, 1); }},
-    {"texts that are longer than the record", EPROTO,
-     [](uint32_t) { return with_texts("a\0", 2, 1, 65'535); }},
-    {"an answer with another token", 0,
-     [](uint32_t token) { return answer(7, "other", token + 1); }},
-    {"a message that is no answer", 0, [](uint32_t token) { return request(7, "other", token); }},
-    {"many answers to one-way messages", 0,
-     [](uint32_t) { return answer(7, std::string(1000, 'o'), 0); }, 60},
+     },
+     EPROTO},
+    {"a text without its NUL", [](uint32_t) { return with_texts("abc", 3, 2, 0); }, EPROTO},
+    {"a text with a NUL inside", [](uint32_t) { return with_texts("a\0b\0", 4, 3, 0); }, EPROTO},
+    {"a second text without its NUL", [](uint32_t) { return with_texts("a\0bc", 4, 1, 1); },
+     EPROTO},
+    {"texts that are longer than the record",
+     [](uint32_t) { return with_texts("a\0", 2, 1, 65'535); }, EPROTO},
+    {"an answer with another token", [](uint32_t token) { return answer(7, "other", token + 1); },
+     0},
+    {"a message that is no answer", [](uint32_t token) { return request(7, "other", token); }, 0},
+    {"many answers to one-way messages",
+     [](uint32_t) { return answer(7, std::string(1000, 'o'), 0); }, 0, 60},
 };
 
 class Faults : public opened {

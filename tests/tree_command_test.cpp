@@ -131,7 +131,7 @@ TEST_F(TreeCommand, RefusesWhatIsNoTreeAndWhatCannotBeShown)
     write("odd.par", tree);
     tree[1000 + 566] = '\x7F';
     write("bad.par", tree);
-    trees::tree ladder = trees::of_nodes(2 * 31);
+    trees::tree ladder = trees::of_nodes(size_t{2} * 31);
     for (size_t owner = 0; owner + 2 < ladder.size(); ++owner) {
         trees::add_child(ladder, owner, static_cast<uint16_t>(owner / 2 * 2 + 2));
         trees::add_child(ladder, owner, static_cast<uint16_t>(owner / 2 * 2 + 3));
@@ -228,13 +228,15 @@ TEST_F(TreeCommand, ShowsItsUsage)
 {
     const std::string program = "'" KIVCTL_PATH "' tree ";
     kiv_tests::expect_help(program, {"", "compile", "graph"});
-    kiv_tests::expect_refused(program, {{""},
-                                        {"make g"},
-                                        {"compile a b -o t.par"},
-                                        {"check a -o b", "kivctl tree check: "},
-                                        {"compile g -o", "kivctl tree compile: "},
-                                        {"show --json --grammar a"},
-                                        {"publish -d a -d b c"}});
+    kiv_tests::expect_refused(
+        program, {{"", "kivctl tree: no JOB\nusage: "},
+                  {"make g", "kivctl tree: no job \"make\"\nusage: "},
+                  {"compile a b -o t.par", "kivctl tree compile: unexpected \"b\"\nusage: "},
+                  {"compile a", "kivctl tree compile: no --output\nusage: "},
+                  {"check a -o b", "kivctl tree check: "},
+                  {"compile g -o", "kivctl tree compile: "},
+                  {"show --json --grammar a"},
+                  {"publish -d a -d b c"}});
 }
 
 } // namespace

@@ -22,8 +22,9 @@ function print_row(line,    cells, count, i, text, cell) {
         print prose(text)
 }
 
-# [text](target) is its text.
+# [text](target) is its text, but for a document that is a page of its own.
 function without_links(line,    target) {
+    gsub(/\[kivd\.md\]\(kivd\.md\)/, "kivd(8)", line)
     while (match(line, /\]\([^)]*\)/)) {
         target = substr(line, RSTART + 2, RLENGTH - 3)
         line = substr(line, 1, RSTART - 1) substr(line, RSTART + RLENGTH)

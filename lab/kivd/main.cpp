@@ -49,8 +49,9 @@ int serve(const options &chosen, background &behind)
     server loop(*served, out);
     // The address comes first: of two daemons, the second one touches nothing.
     int error = loop.open();
-    if (error == 0)
-        error = served->start();
+    if (error != 0)
+        return complain("cannot serve in /run/kiv", error);
+    error = served->start();
     if (error == 0)
         error = loop.follow_processes();
     if (error != 0)

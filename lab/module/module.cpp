@@ -105,6 +105,15 @@ int complain(const kiv_module_description *description, const char *what, int er
     return 1;
 }
 
+int complain_of_service(const kiv_module_description *description, int error)
+{
+    std::array<char, 64> what{"is not described"};
+    if (description != nullptr)
+        std::snprintf(what.data(), what.size(),
+                      "cannot open the service access point %u in /run/kiv", description->service);
+    return complain(description, what.data(), error);
+}
+
 } // namespace
 
 kiv_module *kiv_module_open(const kiv_module_description *description) noexcept
@@ -154,7 +163,7 @@ int kiv_module_run(const kiv_module_description *description) noexcept
     // Nothing is withdrawn: the process ends, and may be started again.
     const std::unique_ptr<kiv_module> module(kiv_module_open(description));
     if (module == nullptr)
-        return complain(description, "cannot open the service access point", errno);
+        return complain_of_service(description, errno);
     const int error = error_of([&] { return serve_until(end, *module); });
     return error == 0 ? 0 : complain(description, "cannot serve", error);
 }

@@ -99,8 +99,8 @@ bool has_sound_counts(const kiv_interface_table &table)
 {
     if (table.last_index < -1 || table.last_index > last_slot)
         return false;
-    const auto count = static_cast<size_t>(table.last_index + 1);
-    return std::ranges::all_of(std::span(table.entries).first(count),
+    const int32_t count = table.last_index + 1;
+    return std::ranges::all_of(std::span(table.entries).first(static_cast<size_t>(count)),
                                [](const kiv_interface_table_entry &entry) {
                                    const int32_t fields = entry.help_info.field_count;
                                    return fields >= 0 && fields <= KIV_INTF_HELP_FIELDS;

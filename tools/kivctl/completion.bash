@@ -4,7 +4,7 @@
 # option or a job takes otherwise is in the tables below.
 declare -gA _kivctl_words=(
     [kivctl]='config errors interfaces roles run script session tree daemon trees register
-        deregister merge settings lock unlock --help'
+        deregister merge settings lock unlock --help --version'
     [kivctl config]='show apply diff --help'
     [kivctl config show]='-o --help'
     [kivctl config apply]='--help'

@@ -11,6 +11,7 @@
 
 #include "commands.h"
 #include "diff_command.h"
+#include "options.h"
 #include "report.h"
 #include "support/shell_word.h"
 
@@ -35,8 +36,6 @@ constexpr const char *script_usage = "usage: kivctl script [--boot] FILE\n"
 
 constexpr option output_option{"output", required_argument, nullptr, 'o'};
 constexpr option boot_option{"boot", no_argument, nullptr, 'b'};
-constexpr option help_option{"help", no_argument, nullptr, 'h'};
-constexpr option no_more{nullptr, 0, nullptr, 0};
 
 // The library puts the name, as the shell reads it, into a command of limited length.
 constexpr size_t longest_name = 136;
@@ -53,16 +52,17 @@ int show(const char *file)
 
 int show_config(int argc, char **argv)
 {
-    constexpr std::array options{output_option, help_option, no_more};
+    constexpr std::array options{output_option, help_option, no_more_options};
     const char *file = nullptr;
     for (int code; (code = getopt_long(argc, argv, "o:", options.data(), nullptr)) != -1;) {
-        if (code == 'h')
+        if (code == help_code)
             return show_usage(config_usage);
         if (code != 'o')
             return refuse_usage(config_usage);
         file = optarg;
     }
-    return optind == argc ? show(file) : refuse_usage(config_usage);
+    return optind == argc ? show(file)
+                          : refuse_operands(config_usage, argv[0], operands_of(argc, argv), 0);
 }
 
 // The library tells success from failure only; a missing file is worth a word of its own.
@@ -76,11 +76,11 @@ int run_file(const char *file, int run(const char *file))
 
 int apply_config(int argc, char **argv)
 {
-    constexpr std::array options{help_option, no_more};
+    constexpr std::array options{help_option, no_more_options};
     if (const int code = getopt_long(argc, argv, "", options.data(), nullptr); code != -1)
-        return code == 'h' ? show_usage(config_usage) : refuse_usage(config_usage);
+        return code == help_code ? show_usage(config_usage) : refuse_usage(config_usage);
     return optind + 1 == argc ? run_file(argv[optind], kiv_execute_cfg_file)
-                              : refuse_usage(config_usage);
+                              : refuse_operands(config_usage, argv[0], operands_of(argc, argv), 1);
 }
 
 } // namespace
@@ -96,22 +96,22 @@ int config_command(int argc, char **argv)
         return run_word(argc, argv, apply_config);
     if (action == "diff")
         return run_word(argc, argv, diff_config);
-    return refuse_usage(config_usage);
+    return refuse_job(config_usage, argc, argv);
 }
 
 int script_command(int argc, char **argv)
 {
-    constexpr std::array options{boot_option, help_option, no_more};
+    constexpr std::array options{boot_option, help_option, no_more_options};
     bool boot = false;
     for (int code; (code = getopt_long(argc, argv, "", options.data(), nullptr)) != -1;) {
-        if (code == 'h')
+        if (code == help_code)
             return show_usage(script_usage);
         if (code != 'b')
             return refuse_usage(script_usage);
         boot = true;
     }
     if (optind + 1 != argc)
-        return refuse_usage(script_usage);
+        return refuse_operands(script_usage, argv[0], operands_of(argc, argv), 1);
     return run_file(argv[optind], boot ? kiv_lc_execute_script_file : kiv_execute_script_file);
 }
 

@@ -43,8 +43,9 @@ constexpr const char *settings_usage =
     "usage: kivctl settings [show] [--json]\n"
     "       kivctl settings set [--json] NAME VALUE\n"
     "\n"
-    "The settings of the shell that the daemon keeps: switchname, session-timeout,\n"
-    "session-timeout-2, max-sessions.\n";
+    "The settings that the daemon keeps and tells programs (kiv/kivd_lib.h): switchname,\n"
+    "session-timeout, session-timeout-2, max-sessions. The line switchname of the running\n"
+    "configuration is another thing; neither changes the other.\n";
 
 int show_status(int argc, char **argv)
 {
@@ -135,7 +136,7 @@ int change_setting(const setting &row, const char *text, bool json)
 {
     kiv_cfg_info wanted{};
     if (row.number != nullptr && !read_number(text, wanted.*row.number))
-        return refuse("settings", std::string("not a number: ") + text);
+        return refuse("kivctl settings set", std::string("not a number: ") + text);
     if (row.number == nullptr && std::strlen(text) >= KIVD_SWITCHNAME_SIZE)
         return fail(row.name, "the name is too long");
     if (row.number == nullptr)
@@ -151,7 +152,7 @@ int set_setting(int argc, char **argv)
     if (const auto status = read_json_option(argc, argv, settings_usage, json))
         return *status;
     if (argc - optind != 2)
-        return refuse_usage(settings_usage);
+        return refuse_operands(settings_usage, argv[0], operands_of(argc, argv), 2);
     const auto *row =
         std::ranges::find(setting_table, std::string_view(argv[optind]), &setting::name);
     if (row == setting_table.end())
@@ -183,7 +184,8 @@ int daemon_command(int argc, char **argv)
     const std::string_view job = argc > 1 ? argv[1] : "";
     if (job == "--help")
         return show_usage(daemon_usage);
-    return job == "status" ? run_word(argc, argv, show_status) : refuse_usage(daemon_usage);
+    return job == "status" ? run_word(argc, argv, show_status)
+                           : refuse_job(daemon_usage, argc, argv);
 }
 
 int trees_command(int argc, char **argv)
@@ -200,7 +202,7 @@ int trees_command(int argc, char **argv)
     if (const auto status = read_options(argc, argv, {"", options, trees_usage}, take))
         return *status;
     if (optind != argc)
-        return refuse_usage(trees_usage);
+        return refuse_operands(trees_usage, argv[0], operands_of(argc, argv), 0);
     if (missing)
         return list_missing(json);
     kiv_tree_table *received = nullptr;

@@ -19,6 +19,7 @@
 #include <kiv/extras.h>
 
 #include "commands.h"
+#include "options.h"
 #include "report.h"
 #include "support/files.h"
 #include "support/unique_fd.h"
@@ -214,7 +215,7 @@ try {
             return refuse_usage(diff_usage, argv[0], "--color takes always, never or auto");
     }
     if (argc - optind != 2)
-        return refuse_usage(diff_usage);
+        return refuse_operands(diff_usage, argv[0], operands_of(argc, argv), 2);
     const std::string_view old_path = argv[optind];
     if (old_path == "-" && old_path == argv[optind + 1])
         return refuse_usage(diff_usage, argv[0], "standard input can be only one of the files");

@@ -119,7 +119,9 @@ std::optional<int> read_json_alone(int argc, char **argv, const char *usage, boo
 {
     if (const auto status = read_json_option(argc, argv, usage, json))
         return status;
-    return optind == argc ? std::nullopt : std::optional(refuse_usage(usage));
+    if (optind == argc)
+        return {};
+    return refuse_operands(usage, argv[0], operands_of(argc, argv), 0);
 }
 
 } // namespace kivctl

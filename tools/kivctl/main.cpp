@@ -24,8 +24,8 @@ constexpr const char *usage =
     "  run COMMAND...       run one command in the shell\n"
     "  script FILE          run a file of commands in the shell\n"
     "  session [FILE]       run many commands in one shell\n"
-    "  tree JOB FILE        parse-tree files: compile, check, dump, show, graph, stats, publish,\n"
-    "                       zip, unzip\n"
+    "  tree JOB FILE        parse-tree files: compile, merge, check, dump, show, graph, stats,\n"
+    "                       publish, zip, unzip\n"
     "\n"
     "  daemon status        what the daemon does\n"
     "  trees                registered command trees\n"
@@ -33,11 +33,11 @@ constexpr const char *usage =
     "                       register command trees and interface types, while a command runs\n"
     "  merge                have the daemon merge the registered trees\n"
     "  settings [set NAME VALUE]\n"
-    "                       the shell's settings\n"
+    "                       the settings that the daemon keeps\n"
     "  lock, unlock         the configuration lock, while a command runs\n"
     "\n"
-    "kivctl COMMAND --help tells more. Exit status: 0 done, 1 the operation failed, 2 wrong "
-    "usage.\n";
+    "kivctl COMMAND --help tells more, kivctl --version which release this is. Exit status: 0\n"
+    "done, 1 the operation failed, 2 wrong usage.\n";
 
 struct command {
     std::string_view name;
@@ -70,8 +70,10 @@ try {
     if (argc < 2)
         return kivctl::refuse_usage(usage);
     const std::string_view name = argv[1];
-    if (name == "--help" || name == "-h")
+    if (name == "--help")
         return kivctl::show_usage(usage);
+    if (name == "--version")
+        return kivctl::print("kivctl " KIVCTL_RELEASE "\n");
     const auto *found = std::ranges::find(commands, name, &command::name);
     if (found == commands.end())
         return kivctl::refuse_usage(usage, "kivctl", "no command \"" + std::string(name) + '"');

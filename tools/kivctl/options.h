@@ -43,6 +43,11 @@ std::optional<int> read_options(int argc, char **argv, const known_options &know
     return {};
 }
 
+inline std::span<char *const> operands_of(int argc, char **argv)
+{
+    return {argv + optind, static_cast<size_t>(argc - optind)};
+}
+
 // Whether help is asked for right behind the first operand, where the operands are a command that
 // may have options of its own. Behind "--", they are all the command's.
 inline bool asks_for_help_behind_operand(int argc, char **argv)

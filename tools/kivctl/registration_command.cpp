@@ -40,7 +40,11 @@ constexpr const char *register_usage =
 constexpr const char *deregister_usage =
     "usage: kivctl deregister [--json] [--merge] [--interface MASK]... [TREE]...\n"
     "\n"
-    "Withdraws what others have registered.\n";
+    "Withdraws what others have registered, and trees whose processes have ended and that are\n"
+    "expected back. The commands of a tree stay in the shell until the next merge.\n"
+    "\n"
+    "  --merge            have the daemon merge the trees that are left\n"
+    "  --interface MASK   a type of interfaces, by its bits\n";
 
 constexpr const char *lock_usage =
     "usage: kivctl lock [--json] [--session N] [-- COMMAND...]\n"
@@ -115,7 +119,7 @@ std::optional<int> read_registration(int argc, char **argv, const char *usage, b
     into.trees.assign(argv + optind, separator);
     into.command = end - separator > 1 ? separator + 1 : nullptr;
     if (into.trees.empty() && into.interfaces.empty())
-        return refuse_usage(usage);
+        return refuse_usage(usage, argv[0], "no TREE and no --interface");
     return {};
 }
 
@@ -294,7 +298,7 @@ int deregister_command(int argc, char **argv)
     if (const auto status = read_registration(argc, argv, deregister_usage, false, wanted))
         return *status;
     if (wanted.command != nullptr)
-        return refuse_usage(deregister_usage);
+        return refuse_usage(deregister_usage, argv[0], "it takes no COMMAND");
     const message_queue queue;
     if (queue.number() < 0)
         return fail_request("message queue", -1);
@@ -324,7 +328,7 @@ int unlock_command(int argc, char **argv)
     if (const auto status = read_session(argc, argv, {"", session_options, unlock_usage}, wanted))
         return *status;
     if (optind != argc)
-        return refuse_usage(unlock_usage);
+        return refuse_operands(unlock_usage, argv[0], operands_of(argc, argv), 0);
     if (const int result = kivd_cli_unlock(no_client, wanted.session); result != 0)
         return fail_request("unlock", result);
     return wanted.json ? announce_state("unlocked", true) : static_cast<int>(done);

@@ -12,6 +12,7 @@
 #include <kiv/platform/syserr.h>
 
 #include "commands.h"
+#include "support/characters.h"
 
 namespace kivctl {
 
@@ -72,6 +73,21 @@ int refuse_usage(const char *usage, std::string_view program, std::string_view p
 {
     refuse(program, problem);
     return refuse_usage(usage);
+}
+
+int refuse_job(const char *usage, int argc, char **argv)
+{
+    return refuse_usage(usage, argv[0],
+                        argc > 1 ? "no job \"" + kiv::support::printable(argv[1]) + '"' : "no JOB");
+}
+
+int refuse_operands(const char *usage, std::string_view program, std::span<char *const> operands,
+                    size_t most)
+{
+    return refuse_usage(usage, program,
+                        operands.size() > most
+                            ? "unexpected \"" + kiv::support::printable(operands[most]) + '"'
+                            : "an operand is missing");
 }
 
 int refuse(std::string_view program, std::string_view problem)

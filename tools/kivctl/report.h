@@ -3,6 +3,7 @@
 #define KIVCTL_REPORT_H
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -15,6 +16,12 @@ int print(std::string_view text);
 int show_usage(const char *usage);
 int refuse_usage(const char *usage);
 int refuse_usage(const char *usage, std::string_view program, std::string_view problem);
+
+// The same where the word behind argv[0] is missing or no job of it, and where there are other
+// operands than the program takes: more than `most`, or else too few.
+int refuse_job(const char *usage, int argc, char **argv);
+int refuse_operands(const char *usage, std::string_view program, std::span<char *const> operands,
+                    size_t most);
 
 // Say on standard error what was wrong with the call, or what went wrong.
 int refuse(std::string_view program, std::string_view problem);

@@ -46,6 +46,7 @@ change change_of(const char *role)
 
 // What a job that changes a role was given: words, the first of which is the role's name.
 struct role_job {
+    const char *program;
     std::span<char *const> words;
     bool json = false;
 };
@@ -66,14 +67,19 @@ int send(const role_job &job, uint32_t opcode, const change &made)
     return print(line.data() + std::string("\n"));
 }
 
+int refuse_words(const role_job &job, size_t most)
+{
+    return refuse_operands(role_jobs_usage, job.program, job.words, most);
+}
+
 int run_change(int argc, char **argv, const char *state, int work(const role_job &))
 {
     bool json = false;
     if (const auto status = read_json_option(argc, argv, role_jobs_usage, json))
         return *status;
-    if (optind == argc)
-        return refuse_usage(role_jobs_usage);
-    const role_job job{{argv + optind, static_cast<size_t>(argc - optind)}, json};
+    const role_job job{argv[0], operands_of(argc, argv), json};
+    if (job.words.empty())
+        return refuse_words(job, 1);
     const int status = work(job);
     return status == done ? report_change(json, "role", job.words.front(), state) : status;
 }
@@ -97,7 +103,7 @@ int set_description(const role_job &job, const char *text)
 int add(const role_job &job)
 {
     if (job.words.size() > 2)
-        return refuse_usage(role_jobs_usage);
+        return refuse_words(job, 2);
     if (!fits(job.words[0], KIVD_ROLE_NAME_SIZE))
         return fail(job.words[0], "the name is too long");
     if (const int status = send(job, KIVD_ROLE_MESSAGE_NAME, change_of(job.words[0]));
@@ -109,7 +115,7 @@ int add(const role_job &job)
 int remove(const role_job &job)
 {
     if (job.words.size() != 1)
-        return refuse_usage(role_jobs_usage);
+        return refuse_words(job, 1);
     change made = change_of(job.words[0]);
     made.no_flag = 1;
     return send(job, KIVD_ROLE_MESSAGE_NAME, made);
@@ -118,17 +124,20 @@ int remove(const role_job &job)
 int describe(const role_job &job)
 {
     return job.words.size() <= 2 ? set_description(job, job.words.size() == 2 ? job.words[1] : "")
-                                 : refuse_usage(role_jobs_usage);
+                                 : refuse_words(job, 2);
 }
 
 int set_rule(const role_job &job)
 {
     if (job.words.size() < 3 || job.words.size() > 5)
-        return refuse_usage(role_jobs_usage);
+        return refuse_words(job, 5);
     change made = change_of(job.words[0]);
     made.kind = KIVD_ROLE_CHANGE_RULE;
     if (!read_number(job.words[1], made.rule_num))
-        return refuse("roles rule", std::string("not a number: ") + job.words[1]);
+        return refuse(job.program, std::string("not a number: ") + job.words[1]);
+    if (made.rule_num < 1 || made.rule_num > KIVD_ROLE_RULES)
+        return refuse(job.program,
+                      "the number of a rule is 1 to " + std::to_string(KIVD_ROLE_RULES));
     if (std::string_view(job.words[2]) == "none" && job.words.size() == 3) {
         made.no_flag = 1;
         return send(job, KIVD_ROLE_MESSAGE_RULE, made);
@@ -136,8 +145,14 @@ int set_rule(const role_job &job)
     const int32_t rule = number_of(job.words[2], rule_words);
     const int32_t type = job.words.size() > 3 ? number_of(job.words[3], command_words) : 0;
     const char *feature = job.words.size() > 4 ? job.words[4] : "";
-    if (rule == 0 || type == 0)
-        return refuse_usage(role_jobs_usage);
+    if (rule == 0)
+        return refuse_usage(role_jobs_usage, job.program,
+                            std::string("neither permit nor deny: ") + job.words[2]);
+    if (type == 0)
+        return job.words.size() == 3
+                   ? refuse_words(job, 5)
+                   : refuse_usage(role_jobs_usage, job.program,
+                                  std::string("no type of commands: ") + job.words[3]);
     if (!fits(feature, sizeof made.rule.feature))
         return fail(job.words[0], "the name of the feature is too long");
     kivd_perm_group_conf_entry_populate(&made.rule, rule, type, feature,
@@ -148,7 +163,7 @@ int set_rule(const role_job &job)
 int set_vsans(const role_job &job)
 {
     if (job.words.size() != 2)
-        return refuse_usage(role_jobs_usage);
+        return refuse_words(job, 2);
     const std::string_view list = job.words[1];
     change made = change_of(job.words[0]);
     made.kind = KIVD_ROLE_CHANGE_VSAN_POLICY;
@@ -156,8 +171,7 @@ int set_vsans(const role_job &job)
     if (list != "all" && list != "none") {
         made.kind = KIVD_ROLE_CHANGE_VSAN_LIST;
         if (!read_vsans(list, made.vsans))
-            return refuse("roles vsans",
-                          std::string("not a list of virtual SANs: ") + job.words[1]);
+            return refuse(job.program, std::string("not a list of virtual SANs: ") + job.words[1]);
     }
     return send(job, KIVD_ROLE_MESSAGE_RULE, made);
 }

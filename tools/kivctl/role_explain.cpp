@@ -105,7 +105,7 @@ int explain_role(int argc, char **argv)
     if (asks_for_help_behind_operand(argc, argv))
         return show_usage(role_jobs_usage);
     if (argc - optind < 2)
-        return refuse_usage(role_jobs_usage);
+        return refuse_operands(role_jobs_usage, argv[0], operands_of(argc, argv), 2);
     std::string line;
     for (int i = optind + 1; i < argc; ++i)
         line.append(line.empty() ? "" : " ").append(argv[i]);

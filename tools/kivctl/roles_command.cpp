@@ -50,7 +50,8 @@ int roles_command(int argc, char **argv)
     if (name == "--help")
         return show_usage(role_jobs_usage);
     const auto *job = std::ranges::find(jobs, name, &role_job::name);
-    return job == jobs.end() ? refuse_usage(role_jobs_usage) : run_word(argc, argv, job->run);
+    return job == jobs.end() ? refuse_job(role_jobs_usage, argc, argv)
+                             : run_word(argc, argv, job->run);
 }
 
 } // namespace kivctl

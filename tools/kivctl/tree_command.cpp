@@ -24,12 +24,12 @@ struct tree_job {
     std::string_view options; // the codes of those that it takes
     std::string_view details;
     int (*run)(const tree_request &request);
-    int least_files = 1;
-    int most_files = 1;
+    size_t least_files = 1;
+    size_t most_files = 1;
     bool needs_output = false;
 };
 
-constexpr int any_number = std::numeric_limits<int>::max();
+constexpr size_t any_number = std::numeric_limits<size_t>::max();
 
 constexpr std::array jobs{
     tree_job{
@@ -144,7 +144,7 @@ public:
     }
 
 private:
-    std::string short_ = "h";
+    std::string short_;
     std::vector<option> long_;
 };
 
@@ -185,12 +185,13 @@ int run_job(const tree_job &job, int argc, char **argv)
         if (!take_option(request, code))
             return refuse_usage(usage(job).c_str());
     }
-    const int files = argc - optind;
-    if (files < job.least_files || files > job.most_files ||
-        (job.needs_output && request.output == nullptr))
-        return refuse_usage(usage(job).c_str());
+    const auto files = static_cast<size_t>(argc - optind);
     request.file = argv[optind];
-    request.files = {argv + optind, static_cast<size_t>(files)};
+    request.files = {argv + optind, files};
+    if (files < job.least_files || files > job.most_files)
+        return refuse_operands(usage(job).c_str(), argv[0], request.files, job.most_files);
+    if (job.needs_output && request.output == nullptr)
+        return refuse_usage(usage(job).c_str(), argv[0], "no --output");
     return job.run(request);
 }
 
@@ -199,11 +200,11 @@ int run_job(const tree_job &job, int argc, char **argv)
 int tree_command(int argc, char **argv)
 {
     const std::string_view name = argc > 1 ? argv[1] : "";
-    if (name == "--help" || name == "-h")
+    if (name == "--help")
         return show_usage(usage().c_str());
     const auto *job = std::ranges::find(jobs, name, &tree_job::name);
     if (job == jobs.end())
-        return refuse_usage(usage().c_str());
+        return refuse_job(usage().c_str(), argc, argv);
     return run_word(argc, argv,
                     [job](int count, char **words) { return run_job(*job, count, words); });
 }

@@ -15,7 +15,7 @@ namespace kivctl {
 namespace {
 
 // Twice what a tree may have: up to there the check says what is wrong, beyond it this is no tree.
-constexpr size_t longest_file = 2 * KIV_TREE_MAX_NODES * sizeof(kiv_array_tree_node);
+constexpr size_t longest_file = sizeof(kiv_array_tree_node) * KIV_TREE_MAX_NODES * 2;
 
 } // namespace
 

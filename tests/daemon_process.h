@@ -22,6 +22,7 @@
 #include <kiv/platform/cmi.h>
 
 #include "lab/kivd/status.h"
+#include "support/files.h"
 #include "support/unique_fd.h"
 #include "switch_root.h"
 #include "trees.h"
@@ -94,6 +95,19 @@ inline bool is_other_user_possible()
     return geteuid() == 0 && is_root_made_by("bwrap");
 }
 
+// The same, and the programs that have been built, which may stand where nobody else gets to.
+inline bool is_shell_of_other_user_possible(uid_t user)
+{
+    if (!is_other_user_possible())
+        return false;
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(setuid(user) == 0 && access(KIVD_PATH, X_OK) == 0 ? 0 : 1);
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status == 0;
+}
+
 // Of processes that proot traces, not at once.
 inline bool is_stopping_possible()
 {
@@ -160,9 +174,11 @@ public:
                 continue;
             }
             char piece[512];
-            const ssize_t count = read(log_.get(), piece, sizeof piece);
+            const ssize_t count = kiv::support::read_some(log_.get(), piece, sizeof piece);
             if (count <= 0) {
-                ADD_FAILURE() << "no line with \"" << text << "\" in the log:\n" << seen_;
+                ADD_FAILURE() << "no line with \"" << text << "\" in the log:\n"
+                              << seen_ << (count < 0 ? strerror(errno) : "its end, status ")
+                              << (count < 0 ? 0 : end(0));
                 return {};
             }
             unread_.append(piece, static_cast<size_t>(count));

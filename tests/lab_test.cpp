@@ -309,9 +309,9 @@ TEST_F(Lab, AConfigurationFileIsCheckedWholeBeforeAModuleSeesItsFirstLine)
 
 TEST_F(Lab, AnAdministratorWhoMayNotChangeTheShellsOwnFileConfiguresModules)
 {
-    if (!daemon_process::is_other_user_possible())
-        GTEST_SKIP() << "no other user reaches the files here";
     constexpr uid_t administrator = 65534;
+    if (!daemon_process::is_shell_of_other_user_possible(administrator))
+        GTEST_SKIP() << "no other user reaches the files here";
     switch_root::write_file(kiv::roles::users_file,
                             kiv::roles::user_name(administrator) + " network-admin\n");
     const auto apply = [](const std::string &text) {

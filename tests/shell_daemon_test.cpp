@@ -163,7 +163,7 @@ bool is_configured(const std::string &line, const std::string &way)
 
 TEST_F(ShellDaemon, LetsUsersRunWhatTheirRolesPermit)
 {
-    if (!daemon_process::is_other_user_possible())
+    if (!daemon_process::is_shell_of_other_user_possible(stranger))
         GTEST_SKIP() << "no other user reaches the files here";
     running daemon;
     daemon.serves();

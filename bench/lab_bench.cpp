@@ -32,6 +32,7 @@ using namespace processes;
 
 constexpr const char *tree_folder = "/ubex/etc/par";
 constexpr const char *configuration_folder = "/ubex/cfg";
+constexpr const char *daemon_folder = "/ubex/etc/kivd";
 constexpr const char *shell = "/usr/sbin/kiv.bin";
 constexpr const char *session_script = "/sbin/kivScript.sh";
 constexpr std::string_view prompt = "kiv# ";
@@ -105,6 +106,7 @@ public:
         copy_tree("kiv");
         copy_tree("vsan");
         std::filesystem::remove_all(configuration_folder);
+        std::filesystem::remove_all(daemon_folder);
         std::filesystem::create_directory(configuration_folder);
         daemon_ = std::make_unique<daemon_process>();
     }

@@ -1,11 +1,14 @@
 // The shell's parts by themselves.
 
+#include <bit>
 #include <random>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
 
 #include "argument_words.h"
 #include "lab/kiv/argument_types.h"
@@ -112,6 +115,53 @@ TEST(Output, DoesNotFollowALinkThatIsPutThereWhileItsCommandRuns)
         EXPECT_EQ(shown.finish(), failure());
         EXPECT_EQ(folder.read("victim"), "kept");
         EXPECT_EQ(folder.read("file"), "new");
+    }
+}
+
+// Nobody else may read or write the new file than the old one: what a folder gives to new files,
+// with a list that names a user, is not for it.
+TEST(Output, HasTheAccessControlListOfTheOldFileAndNoOther)
+{
+    struct entry {
+        uint16_t kind, rights;
+        uint32_t user;
+    };
+    struct access_list {
+        uint32_t version;
+        entry entries[5];
+    };
+    constexpr uint32_t nobody = UINT32_MAX;
+    constexpr access_list of_user{2,
+                                  {{0x01, 6, nobody},
+                                   {0x02, 6, 1000},
+                                   {0x04, 0, nobody},
+                                   {0x10, 6, nobody},
+                                   {0x20, 0, nobody}}};
+    const kiv_tests::temporary_directory folder;
+    const auto give = [&](const std::string &path, const char *name) {
+        return setxattr(path.c_str(), name, &of_user, sizeof of_user, 0);
+    };
+    for (const char *name : {"plain", "listed"}) {
+        folder.write(name, "old");
+        ASSERT_EQ(chmod(folder.path(name).c_str(), 0660), 0);
+    }
+    if (std::endian::native == std::endian::big ||
+        give(folder.path(), "system.posix_acl_default") != 0 ||
+        give(folder.path("listed"), "system.posix_acl_access") != 0)
+        GTEST_SKIP() << "no such lists here";
+    for (const char *name : {"plain", "listed"}) {
+        output shown{text_sink(STDOUT_FILENO)};
+        ASSERT_EQ(shown.open(folder.path(name)), failure());
+        shown.write("new");
+        EXPECT_EQ(shown.finish(), failure());
+        EXPECT_EQ(folder.read(name), "new");
+        access_list left{};
+        const ssize_t size =
+            getxattr(folder.path(name).c_str(), "system.posix_acl_access", &left, sizeof left);
+        EXPECT_EQ(size, std::string(name) == "plain" ? -1 : ssize_t{sizeof left}) << name;
+        struct stat status;
+        ASSERT_EQ(stat(folder.path(name).c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0777U, 0660U) << name;
     }
 }
 

@@ -60,7 +60,7 @@ int sync_folder_of(const std::string &path)
 }
 
 // Whether who else may read and write the file is now as in the old one, whose access control list
-// stands behind the bits of its group.
+// stands behind the bits of its group. The folder may have given the new one a list of its own.
 bool copy_access_list(int descriptor, const std::string &old)
 {
     constexpr const char *name = "system.posix_acl_access";
@@ -68,7 +68,9 @@ bool copy_access_list(int descriptor, const std::string &old)
     const ssize_t size = getxattr(old.c_str(), name, list.data(), list.size());
     if (size >= 0)
         return fsetxattr(descriptor, name, list.data(), static_cast<size_t>(size), 0) == 0;
-    return errno == ENODATA || errno == ENOTSUP;
+    if (errno != ENODATA)
+        return errno == ENOTSUP;
+    return fremovexattr(descriptor, name) == 0 || errno == ENODATA;
 }
 
 // Gives a new file what the old one has: its mode, and its owner and group where this user may.
